@@ -1,0 +1,130 @@
+#include <HostFrameQueue.h>
+#include <ZSLSelectorBase.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The smallest selector: only what the base class leaves pure.
+class MinimalSelector : public kohal::ZSLSelectorBase {
+public:
+    bool isSelectorNeeded(const kohal::ZSLFrameSelectInfo &) override { return false; }
+    std::pair<bool, bool> checkFrame(const kohal::ZSLFrameCheckInfo &) override { return {}; }
+    kohal::ZSLSelection selectZSLFrames(const kohal::ZSLFrameSelectInfo &) override { return {}; }
+};
+
+struct TextCase {
+    std::vector<uint32_t> values;
+    std::string text;
+};
+
+class VectorToString : public testing::TestWithParam<TextCase> {};
+
+TEST_P(VectorToString, EachNumberFollowedByOneBlank)
+{
+    EXPECT_EQ(kohal::vectorToString(GetParam().values), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lists, VectorToString,
+                         testing::Values(TextCase{{}, ""}, TextCase{{0}, "0 "}, TextCase{{7}, "7 "},
+                                         TextCase{{1, 22, 333}, "1 22 333 "},
+                                         TextCase{{4294967295u}, "4294967295 "}));
+
+TEST(CompareRule, MapWalksKeysUnsignedAscending)
+{
+    kohal::ZSLSelection selection;
+    selection[5] = {50};
+    selection[2147483648u] = {8};
+    selection[1] = {10};
+    selection[2147483647u] = {7};
+    selection[3] = {30};
+    selection[1] = {11, 12}; // same key: one entry, the list stored last
+
+    std::vector<uint32_t> keys;
+    for (const auto &entry : selection)
+        keys.push_back(entry.first);
+    EXPECT_EQ(keys, (std::vector<uint32_t>{1, 3, 5, 2147483647u, 2147483648u}));
+    EXPECT_EQ(selection[1], (std::vector<uint32_t>{11, 12}));
+}
+
+std::shared_ptr<kohost::HostFrameQueue> queue(uint32_t id)
+{
+    return std::make_shared<kohost::HostFrameQueue>(id, kohal::ZSL_QUEUE_TYPE_META, "q" + std::to_string(id));
+}
+
+TEST(ForEachZSLQ, CallsOncePerQueueInOrderHoldingTwoReferences)
+{
+    MinimalSelector selector;
+    kohal::ZSLQueueList queues = {queue(7), queue(3), queue(9)};
+    std::vector<uint32_t> seen;
+    std::vector<long> useCounts;
+    selector.forEachZSLQ(queues, [&](std::shared_ptr<kohal::ZSLFrameQueue> q) {
+        seen.push_back(q->getQueueId());
+        useCounts.push_back(q.use_count());
+    });
+    EXPECT_EQ(seen, (std::vector<uint32_t>{7, 3, 9}));
+    // The list's own reference, the element copy and the by-value argument.
+    EXPECT_EQ(useCounts, (std::vector<long>{3, 3, 3}));
+    for (const auto &q : queues)
+        EXPECT_EQ(q.use_count(), 1);
+}
+
+TEST(ForEachZSLQ, EmptyListNeverLooksAtTheCallable)
+{
+    MinimalSelector selector;
+    EXPECT_NO_THROW(selector.forEachZSLQ({}, nullptr));
+}
+
+TEST(ForEachZSLQ, EmptyCallableThrowsAtTheFirstQueueAndReleasesIt)
+{
+    MinimalSelector selector;
+    kohal::ZSLQueueList queues = {queue(1)};
+    EXPECT_THROW(selector.forEachZSLQ(queues, nullptr), std::bad_function_call);
+    EXPECT_EQ(queues[0].use_count(), 1);
+}
+
+TEST(PreCheckFrame, AnswersZeroAndLeavesTheListAlone)
+{
+    MinimalSelector selector;
+    std::vector<uint32_t> frames = {4, 5, 6};
+    EXPECT_EQ(selector.preCheckFrame(frames, 0), 0);
+    EXPECT_EQ(selector.preCheckFrame(frames, -1), 0);
+    EXPECT_EQ(frames, (std::vector<uint32_t>{4, 5, 6}));
+}
+
+TEST(MetaInfo, CopySharesTheMetadataObjects)
+{
+    kohal::MetaInfo source;
+    source.metadata = std::make_shared<KoMetadata>();
+    source.physicalMetadata = {{0, std::make_shared<KoMetadata>()}, {2, std::make_shared<KoMetadata>()}};
+    source.shutterTime = std::numeric_limits<int64_t>::min();
+    source.reserved[7] = 0xAB;
+
+    kohal::MetaInfo copy(source);
+    EXPECT_EQ(copy.metadata, source.metadata);
+    EXPECT_EQ(source.metadata.use_count(), 2);
+    ASSERT_EQ(copy.physicalMetadata.size(), 2u);
+    EXPECT_EQ(copy.physicalMetadata[1].first, 2);
+    EXPECT_EQ(copy.physicalMetadata[1].second, source.physicalMetadata[1].second);
+    EXPECT_EQ(source.physicalMetadata[1].second.use_count(), 2);
+    EXPECT_NE(copy.physicalMetadata.data(), source.physicalMetadata.data());
+    EXPECT_EQ(copy.shutterTime, source.shutterTime);
+    EXPECT_EQ(copy.reserved[7], 0xAB);
+}
+
+TEST(MetaInfo, CopyOfEmptyPhysicalListIsEmpty)
+{
+    kohal::MetaInfo source;
+    source.shutterTime = 42;
+    kohal::MetaInfo copy(source);
+    EXPECT_TRUE(copy.physicalMetadata.empty());
+    EXPECT_EQ(copy.metadata, nullptr);
+    EXPECT_EQ(copy.shutterTime, 42);
+}
+
+} // namespace

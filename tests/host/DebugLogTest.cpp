@@ -1,0 +1,47 @@
+#include <LogCapture.h>
+#include <kodebug/Log.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+TEST(DebugLog, FileNameIsTheBaseName)
+{
+    EXPECT_STREQ(kodebug::Log::getFileName("odm/policy/zsl/mtk/general/default/ZSLSelectorDefault.cpp"),
+                 "ZSLSelectorDefault.cpp");
+    EXPECT_STREQ(kodebug::Log::getFileName("ZSLSelectorBase.h"), "ZSLSelectorBase.h");
+    EXPECT_STREQ(kodebug::Log::getFileName("dir/"), "");
+}
+
+TEST(DebugLog, SelectorGroupHasAName)
+{
+    EXPECT_STREQ(kodebug::Log::koaGroupToString(0x40), "ZSL");
+    EXPECT_STREQ(kodebug::Log::koaGroupToString(0x1), "UNKNOWN");
+}
+
+TEST(DebugLog, ReceiverGetsEachLineAsARecord)
+{
+    kotest::LogCapture capture;
+    kodebug::Log::logSystem(0x40, "D", "File.cpp", "operator()", 12, "a=%d b=%s c=%ld", -3, "x",
+                            5000000000L);
+    auto records = capture.systemLog();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].group, 0x40u);
+    EXPECT_EQ(records[0].level, "D");
+    EXPECT_EQ(records[0].fileName, "File.cpp");
+    EXPECT_EQ(records[0].function, "operator()");
+    EXPECT_EQ(records[0].line, 12);
+    EXPECT_EQ(records[0].text, "a=-3 b=x c=5000000000");
+}
+
+TEST(DebugLog, WithoutReceiverLinesGoToStandardError)
+{
+    testing::internal::CaptureStderr();
+    kodebug::Log::logSystem(0x40, "I", "File.cpp", "run", 7, "value %u", 4u);
+    std::string text = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(text, "[ZSL] I File.cpp:7 run() value 4\n");
+}
+
+} // namespace
