@@ -72,6 +72,18 @@ public:
 
 using ZSLQueueList = std::vector<std::shared_ptr<ZSLFrameQueue>>;
 
+// The first queue of the given type, in list order, or null. Searches a copy
+// of the list so that every queue stays alive while it is asked; a null
+// element (which a host should not pass) is passed over.
+inline std::shared_ptr<ZSLFrameQueue> firstQueueOfType(const ZSLQueueList &queues, int type)
+{
+    const ZSLQueueList copy = queues;
+    for (const std::shared_ptr<ZSLFrameQueue> &queue : copy)
+        if (queue && queue->getQueueType() == type)
+            return queue;
+    return nullptr;
+}
+
 // One buffered frame to judge against one capture request. The hostReserved
 // fields are the host's and never read by a selector.
 struct ZSLFrameCheckInfo {

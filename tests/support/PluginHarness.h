@@ -7,6 +7,7 @@
 
 #include <PluginLoader.h>
 
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,6 +19,12 @@ using Properties = std::map<std::string, std::string>;
 class PluginHarness {
 public:
     explicit PluginHarness(const Properties &properties = {});
+    PluginHarness(std::initializer_list<Properties::value_type> properties)
+        : PluginHarness(Properties(properties))
+    {
+    }
+    PluginHarness(const PluginHarness &) = delete;
+    PluginHarness &operator=(const PluginHarness &) = delete;
     ~PluginHarness();
 
     kohal::ZSLSelectorBase &selector() { return *mSelector; }

@@ -1,0 +1,474 @@
+#include <LogCapture.h>
+#include <MetadataBuilder.h>
+#include <PluginHarness.h>
+#include <QueueBuilder.h>
+
+#include <utils/Timers.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+
+namespace {
+
+using kotest::ListedFrame;
+using kotest::Meta;
+namespace tag = kotest::tag;
+using Frames = std::vector<uint32_t>;
+
+constexpr int64_t kMs = 1000000;
+
+// A motion capture whose anchor puts zsdTs exactly at zsdTsNs, no clock.
+std::shared_ptr<KoMetadata> anchoredRequest(int64_t zsdTsNs, int32_t motionCapType = 0x1)
+{
+    int64_t offset = (motionCapType & 0xF0000) ? 30 * kMs : 60 * kMs;
+    return Meta().i64(tag::AnchorTimeStamp, zsdTsNs - offset).i32(tag::MotionCaptureType, motionCapType);
+}
+
+std::vector<std::shared_ptr<KoMetadata>> requests(std::shared_ptr<KoMetadata> first, size_t count)
+{
+    std::vector<std::shared_ptr<KoMetadata>> metas{std::move(first)};
+    while (metas.size() < count)
+        metas.push_back(Meta());
+    return metas;
+}
+
+// The table of the selection rules: consumer 10, 11, 12 shot at 100, 200,
+// 300 ns against zsdTs, unless a case says otherwise.
+struct SelectCase {
+    const char *name;
+    int64_t zsdTs = 150;
+    bool pending = false;
+    size_t requestCount = 1;
+    Frames used = {};
+    std::vector<ListedFrame> consumer = {{10, 100}, {11, 200}, {12, 300}};
+    std::vector<ListedFrame> producer = {};
+    Frames expected = {};
+    const char *anchorLine = nullptr; // the "ZSLAnchor" line's tail, when checked
+};
+
+class SelectZSLFrames : public testing::TestWithParam<SelectCase> {};
+
+TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
+{
+    const SelectCase &c = GetParam();
+    kotest::PluginHarness plugin(
+        {{"persist.vendor.kohal.selector.pending.mask", c.pending ? "1" : "0"}});
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+
+    kohal::ZSLFrameSelectInfo info;
+    info.fwkFrameNum = 7;
+    info.usedFrameNums = c.used;
+    info.zslQueues = {kotest::metaQueue(0, c.consumer, c.producer)};
+    info.requestMetas = requests(anchoredRequest(c.zsdTs), c.requestCount);
+
+    kohal::ZSLSelection result = plugin.selector().selectZSLFrames(info);
+    ASSERT_EQ(result.size(), 1u);
+    EXPECT_EQ(result.begin()->first, 0u);
+    EXPECT_EQ(result.begin()->second, c.expected);
+    if (c.anchorLine) {
+        auto texts = log.systemTexts();
+        bool found = std::any_of(texts.begin(), texts.end(), [&](const std::string &text) {
+            return text == std::string("I [ZSLSelector] fwkFrame:7 ZSLAnchor ") + c.anchorLine;
+        });
+        EXPECT_TRUE(found) << c.anchorLine;
+    }
+}
+
+SelectCase make(const char *name)
+{
+    SelectCase c;
+    c.name = name;
+    return c;
+}
+
+std::vector<SelectCase> selectCases()
+{
+    std::vector<SelectCase> cases;
+    SelectCase c = make("anchorInsideConsumerList");
+    c.expected = {11, 12};
+    c.anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("severalRequestsEndAtTheAnchor");
+    c.requestCount = 2;
+    c.expected = {10, 11, 12};
+    c.anchorLine = "offset:-2 csbegin:0 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("beginClampedAtZero");
+    c.requestCount = 5;
+    c.expected = {10, 11, 12};
+    c.anchorLine = "offset:-2 csbegin:0 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("usedFramesBoundTheSelection");
+    c.used = {3, 11};
+    c.expected = {12};
+    c.anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("shutterEqualToZsdTsIsNotNewEnough");
+    c.zsdTs = 200;
+    c.expected = {12};
+    cases.push_back(c);
+
+    c = make("anchorAtTheEndTakesEveryProducerFrame");
+    c.zsdTs = 250;
+    c.producer = {{13, 400}, {14, 500}};
+    c.expected = {12, 13, 14};
+    c.anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("anchorBeforeTheEndTakesNoProducerFrame");
+    c.producer = {{13, 400}};
+    c.expected = {11, 12};
+    cases.push_back(c);
+
+    c = make("anchorAtTheEndWithSeveralRequests");
+    c.zsdTs = 250;
+    c.requestCount = 3;
+    c.producer = {{13, 400}, {14, 500}};
+    c.expected = {10, 11, 12, 13, 14};
+    cases.push_back(c);
+
+    c = make("noAnchorScansTheProducerList");
+    c.zsdTs = 1000;
+    c.producer = {{13, 400}, {14, 1100}, {15, 1200}};
+    c.expected = {14, 15};
+    c.anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("noAnchorTwoRequestsStartAtProducerZero");
+    c.zsdTs = 1000;
+    c.requestCount = 2;
+    c.producer = {{13, 400}, {14, 1100}, {15, 1200}};
+    c.expected = {13, 14, 15};
+    c.anchorLine = "offset:1 csbegin:3 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("noAnchorThreeRequestsReachBackIntoConsumers");
+    c.zsdTs = 1000;
+    c.requestCount = 3;
+    c.producer = {{13, 400}, {14, 1100}, {15, 1200}};
+    c.expected = {12, 13, 14, 15};
+    c.anchorLine = "offset:1 csbegin:2 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("producerFrameWithoutRecordIsPassedOver");
+    c.zsdTs = 1000;
+    c.producer = {{13, std::nullopt}, {14, 900}};
+    c.expected = {14}; // the scan ends on 14 (offset 1) without finding one new enough
+    c.anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("emptyProducerListLeavesTheLastOldConsumerFrame");
+    c.zsdTs = 1000;
+    c.expected = {12};
+    c.anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("removedFrameSkippedByTheScan");
+    c.consumer = {{10, std::nullopt}, {11, 200}, {12, 300}};
+    c.expected = {11, 12};
+    c.anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("removedFrameAfterTheBeginIsStillSelected");
+    c.consumer = {{10, 100}, {11, 200}, {12, std::nullopt}, {13, 400}};
+    c.expected = {11, 12, 13};
+    cases.push_back(c);
+
+    c = make("removedFrameAtTheBeginMovesIt");
+    c.consumer = {{10, 100}, {11, std::nullopt}, {12, 300}};
+    c.requestCount = 2;
+    c.expected = {12};
+    c.anchorLine = "offset:-1 csbegin:1 consumerQ[10 11 12 ]";
+    cases.push_back(c);
+
+    c = make("noRecordAtAllLeavesOffsetZero");
+    c.consumer = {{10, std::nullopt}, {11, std::nullopt}};
+    c.zsdTs = 1000;
+    c.expected = {};
+    c.anchorLine = "offset:0 csbegin:2 consumerQ[10 11 ]";
+    cases.push_back(c);
+
+    c = make("frameNumbersCompareUnsigned");
+    c.consumer = {{2147483646u, 100}, {2147483647u, 200}, {2147483648u, 300}, {4294967295u, 400}};
+    c.used = {2147483647u};
+    c.expected = {2147483648u, 4294967295u};
+    cases.push_back(c);
+
+    c = make("lastUsedAtTheTopSelectsNothing");
+    c.used = {4294967295u};
+    c.expected = {};
+    cases.push_back(c);
+    return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rules, SelectZSLFrames, testing::ValuesIn(selectCases()),
+                         [](const testing::TestParamInfo<SelectCase> &info) { return info.param.name; });
+
+TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
+{
+    kotest::PluginHarness plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    auto queue = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 2000}});
+    kohal::ZSLFrameSelectInfo info;
+    info.fwkFrameNum = 9;
+    info.zslQueues = {queue};
+    info.requestMetas = {anchoredRequest(1000)};
+
+    EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
+    auto texts = log.systemTexts();
+    ASSERT_FALSE(texts.empty());
+    EXPECT_EQ(texts.back(), "D [ZSLSelector] fwkFrame:9 consumer list ts too old, select finished");
+    auto journal = queue->journal();
+    EXPECT_EQ(std::count(journal.begin(), journal.end(), "getFrameNumList(1)"), 0);
+}
+
+TEST(SelectZSLFramesPending, AnchorFoundSelectsNoProducerFrame)
+{
+    kotest::PluginHarness plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
+    auto queue = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 400}});
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {queue};
+    info.requestMetas = {anchoredRequest(250)};
+
+    auto result = plugin.selector().selectZSLFrames(info);
+    EXPECT_EQ(result[0], (Frames{12}));
+    auto journal = queue->journal();
+    EXPECT_EQ(std::count(journal.begin(), journal.end(), "getFrameNumList(1)"), 0);
+}
+
+TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
+{
+    kotest::PluginHarness plugin;
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    auto meta = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
+    auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12});
+    kohal::ZSLFrameSelectInfo info;
+    info.fwkFrameNum = 3;
+    info.zslQueues = {sensor, meta};
+    info.requestMetas = {anchoredRequest(150)};
+
+    auto result = plugin.selector().selectZSLFrames(info);
+    EXPECT_EQ(result, (kohal::ZSLSelection{{0, {12}}, {1, {12}}}));
+    auto texts = log.systemTexts();
+    EXPECT_EQ(std::count(texts.begin(), texts.end(),
+                         "D [ZSLSelector] fwkFrame:3, cannot find zslFrame: 11 in [sensor], move begin to next"),
+              1);
+    // Each queue is asked for 11, then 12, from the first queue on.
+    auto sensorCalls = sensor->journal();
+    EXPECT_NE(std::find(sensorCalls.begin(), sensorCalls.end(), "getMetaFrame(12)"), sensorCalls.end());
+}
+
+TEST(SelectZSLFramesQueues, OnlyTheFrameAtTheBeginIsTested)
+{
+    kotest::PluginHarness plugin;
+    auto meta = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
+    auto other = kotest::holdingQueue(5, 3, "other", {11});
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {meta, other};
+    info.requestMetas = {anchoredRequest(150)};
+
+    auto result = plugin.selector().selectZSLFrames(info);
+    EXPECT_EQ(result, (kohal::ZSLSelection{{0, {11, 12}}, {5, {11, 12}}}));
+    auto calls = other->journal();
+    EXPECT_EQ(std::find(calls.begin(), calls.end(), "getMetaFrame(12)"), calls.end());
+}
+
+TEST(SelectZSLFramesQueues, OnlyTheFirstMetadataQueueIsRead)
+{
+    kotest::PluginHarness plugin;
+    auto first = kotest::metaQueue(0, {{10, 100}, {11, 200}});
+    auto second = kotest::metaQueue(1, {{11, 100}, {21, 200}}); // holds 11, lists other frames
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {first, second};
+    info.requestMetas = {anchoredRequest(150)};
+
+    auto result = plugin.selector().selectZSLFrames(info);
+    EXPECT_EQ(result, (kohal::ZSLSelection{{0, {11}}, {1, {11}}}));
+    auto calls = second->journal();
+    EXPECT_EQ(std::find(calls.begin(), calls.end(), "getFrameNumList(0)"), calls.end());
+}
+
+TEST(SelectZSLFramesQueues, QueuesWithTheSameIdShareOneEntry)
+{
+    kotest::PluginHarness plugin;
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {kotest::metaQueue(4, {{10, 100}, {11, 200}}),
+                      kotest::holdingQueue(4, 2, "sensor", {10, 11}),
+                      kotest::holdingQueue(2147483648u, 2, "high", {10, 11})};
+    info.requestMetas = {anchoredRequest(150)};
+
+    auto result = plugin.selector().selectZSLFrames(info);
+    EXPECT_EQ(result, (kohal::ZSLSelection{{4, {11}}, {2147483648u, {11}}}));
+}
+
+struct EmptyCase {
+    const char *name;
+    kohal::ZSLQueueList queues;
+};
+
+class SelectZSLFramesNoMetaQueue : public testing::TestWithParam<EmptyCase> {};
+
+TEST_P(SelectZSLFramesNoMetaQueue, AnswersTheEmptyMap)
+{
+    kotest::PluginHarness plugin;
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    kohal::ZSLFrameSelectInfo info;
+    info.fwkFrameNum = 12;
+    info.zslQueues = GetParam().queues;
+    info.requestMetas = {Meta()};
+
+    EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
+    EXPECT_EQ(log.systemTexts(),
+              std::vector<std::string>{"D [ZSLSelector] fwkFrame:12 no metaQueue, select finished"});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Queues, SelectZSLFramesNoMetaQueue,
+    testing::Values(EmptyCase{"none", {}},
+                    EmptyCase{"otherTypesOnly",
+                              {kotest::holdingQueue(1, 2, "sensor", {10}), kotest::holdingQueue(2, 0, "raw", {10})}},
+                    EmptyCase{"nullQueue", {nullptr}}),
+    [](const testing::TestParamInfo<EmptyCase> &info) { return info.param.name; });
+
+TEST(SelectZSLFramesRobustness, NullQueueAndNullRequestTakeTheNeutralChoice)
+{
+    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
+    const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {nullptr, kotest::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}}), nullptr};
+    info.requestMetas = {nullptr};
+
+    // A null first request reads as a request without tags: the clock rule.
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {11}}}));
+}
+
+// zsdTs from the clock: placed far (hundreds of ms) from every shutter time.
+TEST(SelectZSLFramesClock, OverviewCaptureEndToEnd)
+{
+    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
+    const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
+    auto meta = kotest::metaQueue(0, {{41, now - 5000 * kMs},
+                                      {42, now - 4900 * kMs},
+                                      {43, now - 4800 * kMs},
+                                      {44, now - 300 * kMs},
+                                      {45, now - 200 * kMs},
+                                      {46, now - 100 * kMs}},
+                                  {{47, now}});
+    auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {41, 42, 43, 44, 45, 46});
+    kohal::ZSLFrameSelectInfo info;
+    info.fwkFrameNum = 100;
+    info.usedFrameNums = {38, 40};
+    info.zslQueues = {meta, sensor};
+    info.requestMetas = {Meta().u8(tag::EnableZsl, 1)};
+
+    EXPECT_TRUE(plugin.selector().isSelectorNeeded(info));
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info),
+              (kohal::ZSLSelection{{0, {44, 45, 46}}, {1, {44, 45, 46}}}));
+}
+
+TEST(SelectZSLFramesClock, EmptyRequestListCountsNoFrameAndUsesTheClock)
+{
+    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
+    const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {kotest::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}, {12, now}})};
+
+    // requestCount 0 begins one frame after the anchor.
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {12}}}));
+}
+
+// The zsdTs line is "zsdTs:<zsdTs> curTime:<curTime>"; answers both.
+std::pair<int64_t, int64_t> zsdTsAndCurTime(const std::vector<std::string> &texts)
+{
+    static const std::regex kLine(R"(I \[ZSLSelector\] fwkFrame:\d+ zsdTs:(-?\d+) curTime:(-?\d+))");
+    std::smatch match;
+    for (const std::string &text : texts)
+        if (std::regex_match(text, match, kLine))
+            return {std::stoll(match[1]), std::stoll(match[2])};
+    ADD_FAILURE() << "no zsdTs line";
+    return {0, 0};
+}
+
+struct ZsdTsCase {
+    const char *name;
+    int32_t motionCapType;
+    int64_t anchorTS;
+    int64_t windowMs;
+    int64_t expectedOffsetNs; // zsdTs - anchorTS for motion capture
+    bool motion;
+};
+
+class ZsdTs : public testing::TestWithParam<ZsdTsCase> {};
+
+TEST_P(ZsdTs, FromTheAnchorOnlyForLowByteOne)
+{
+    const ZsdTsCase &c = GetParam();
+    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", std::to_string(c.windowMs)}});
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {kotest::metaQueue(0, {{10, 100}})};
+    info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, c.anchorTS).i32(tag::MotionCaptureType, c.motionCapType)};
+    plugin.selector().selectZSLFrames(info);
+
+    auto [zsdTs, curTime] = zsdTsAndCurTime(log.systemTexts());
+    if (c.motion)
+        EXPECT_EQ(zsdTs, c.anchorTS + c.expectedOffsetNs);
+    else
+        EXPECT_EQ(zsdTs, curTime - c.windowMs * kMs);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MotionCapture, ZsdTs,
+    testing::Values(ZsdTsCase{"nearBit16", 0x10001, 1000000, 100, 30 * kMs, true},
+                    ZsdTsCase{"nearBit19", 0x80001, 1000000, 100, 30 * kMs, true},
+                    ZsdTsCase{"far", 0x1, 1000000, 100, 60 * kMs, true},
+                    ZsdTsCase{"farHighByte", 0x101, 5, 100, 60 * kMs, true},
+                    ZsdTsCase{"bit20NotNear", 0x100001, 0, 100, 60 * kMs, true},
+                    ZsdTsCase{"lowByteTwo", 0x2, 1000000, 100, 0, false},
+                    ZsdTsCase{"lowByteZero", 0x100, 1000000, 250, 0, false},
+                    ZsdTsCase{"negativeWindow", 0x0, 0, -40, 0, false}),
+    [](const testing::TestParamInfo<ZsdTsCase> &info) { return info.param.name; });
+
+TEST(ZsdTsPrecision, LargeAnchorIsSummedInDoublePrecision)
+{
+    kotest::PluginHarness plugin;
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    // 2^53 + 1 is not a double: the anchor rounds to 2^53 before 30 ms is added.
+    const int64_t anchor = 9007199254740993;
+    const int64_t exactSum = anchor + 30 * kMs;
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {kotest::metaQueue(0, {{10, exactSum - 1}, {11, exactSum}, {12, exactSum + 1}})};
+    info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, anchor).i32(tag::MotionCaptureType, 0x10001)};
+
+    // zsdTs is exactSum - 1, so frame 11 (at exactSum) is already new enough.
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {11, 12}}}));
+    EXPECT_EQ(zsdTsAndCurTime(log.systemTexts()).first, exactSum - 1);
+}
+
+TEST(ZsdTsPrecision, SumBeyondTheRangeSaturates)
+{
+    kotest::PluginHarness plugin;
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    kohal::ZSLFrameSelectInfo info;
+    info.zslQueues = {kotest::metaQueue(0, {{10, INT64_MAX}})};
+    info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, INT64_MAX).i32(tag::MotionCaptureType, 0x1)};
+
+    // No shutter time is later than the saturated zsdTs: the last frame stays.
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {10}}}));
+    EXPECT_EQ(zsdTsAndCurTime(log.systemTexts()).first, INT64_MAX);
+}
+
+} // namespace
