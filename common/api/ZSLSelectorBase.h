@@ -12,6 +12,8 @@
  */
 
 #include <KoMetadata.h>
+#include <StaticMetadataWraper.h>
+#include <ZSLSelectorLog.h>
 
 #include <atomic>
 #include <cstdint>
@@ -171,10 +173,102 @@ using ZSLSelectorList = std::vector<std::shared_ptr<ZSLSelectorBase>>;
 using CreateZSLSelectorFn = void (*)(ZSLSelectorList &selectors);
 constexpr const char *kCreateZSLSelectorSymbol = "createZSLSelector";
 
-inline std::pair<bool, bool> ZSLSelectorBase::checkDesiredSensorMode(const ZSLFrameCheckInfo &)
+// The sensor-policy check every selector gets unless it overrides it. A
+// camera without a sensor policy (no non-zero mask in its static metadata),
+// or a host without a sensor-mode queue, waves the frame through; otherwise
+// the frame's sensor mode type must equal the one the request's sensor-policy
+// result gives its camera role. 15 is unknown on either side and never
+// matches.
+inline std::pair<bool, bool> ZSLSelectorBase::checkDesiredSensorMode(const ZSLFrameCheckInfo &info)
 {
-    // Placeholder until the sensor-policy check lands: wave the frame through.
-    return {true, true};
+    constexpr int32_t SENSOR_MODE_TYPE_UNKNOWN = 15;
+    constexpr size_t kFrameResultWords = 29; // up to the fourth role record
+    constexpr int kRoleKeyWord = 2;
+    constexpr int kModeSelectMaskWord = 4;
+    constexpr int kRoleRecordWords = 7;
+
+    if (mSensorPolicyMask.load() == 0) {
+        int32_t mask = 0;
+        bool found = false;
+        {
+            std::shared_ptr<KoMetadata> staticMeta =
+                StaticMetadataWraper::getInstance()->getStaticMetadata(info.logicalId);
+            KoMetadataEntry entry =
+                staticMeta ? staticMeta->find("com.korvan.camera.sensorpolicy.mask") : KoMetadataEntry{};
+            if (entry.count != 0) {
+                mask = entry.data.i32[0];
+                found = true;
+            }
+        }
+        if (found) {
+            // Goes from 0 to the camera's mask once; a racing first call
+            // stores the same value, and 0 is never stored over a mask.
+            int32_t expected = 0;
+            if (mask != 0)
+                mSensorPolicyMask.compare_exchange_strong(expected, mask);
+            ZSL_LOGD("[ZSLSelector] logicalId:%d, mSensorPolicyMask:%d", info.logicalId, mask);
+        }
+        if (mSensorPolicyMask.load() == 0) {
+            ZSL_LOGD("[ZSLSelector] not support sensor policy, skip sensor mode checking.");
+            return {true, true};
+        }
+    }
+
+    const std::shared_ptr<ZSLFrameQueue> sensorQueue =
+        firstQueueOfType(info.zslQueues, ZSL_QUEUE_TYPE_SENSOR_MODE);
+    if (!sensorQueue)
+        return {true, true};
+
+    int32_t frameModeType = SENSOR_MODE_TYPE_UNKNOWN;
+    if (const void *record = sensorQueue->getMetaFrame(info.checkFrameNum)) {
+        frameModeType = static_cast<const SensorModeFrame *>(record)->perframeSensorMode;
+        ZSL_LOGD("[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame koholder::sensorModetype:%d",
+                 info.fwkFrameNum, info.checkFrameNum, frameModeType);
+    } else {
+        ZSL_LOGD("[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed", info.fwkFrameNum,
+                 info.checkFrameNum);
+    }
+
+    // The request's sensor mode type: the 4-bit field of modeSelectMask that
+    // belongs to the camera role whose record starts with roleKey.
+    auto getDesiredSensorMode = [](std::shared_ptr<KoMetadata> request) -> int32_t {
+        KoMetadataEntry entry = request ? request->find("com.korvan.camera.sensorpolicy.mcxFrameresult")
+                                        : KoMetadataEntry{};
+        if (entry.count < kFrameResultWords) {
+            ZSL_LOGD("[ZSLSelector] not find mcxFrameresult");
+            return SENSOR_MODE_TYPE_UNKNOWN;
+        }
+        const int32_t *words = entry.data.i32;
+        int32_t cameraRoleType = 5;
+        uint32_t modeOffset = 4; // no role matched: the second field
+        for (int role = 1; role <= 4; ++role) {
+            if (words[kRoleKeyWord] == words[kRoleRecordWords * role]) {
+                cameraRoleType = role;
+                modeOffset = 4 * static_cast<uint32_t>(role - 1);
+                break;
+            }
+        }
+        const uint32_t modeSelectMask = static_cast<uint32_t>(words[kModeSelectMaskWord]);
+        const int32_t sensorModetype =
+            static_cast<int32_t>((modeSelectMask & (0xFu << modeOffset)) >> modeOffset);
+        ZSL_LOGD("[ZSLSelector] getDesiredSensorMode cameraRoleType:%d modeSelectMask:0x%x "
+                 "modeOffset:%d sensorModetype%d",
+                 cameraRoleType, modeSelectMask, modeOffset, sensorModetype);
+        return sensorModetype;
+    };
+    const int32_t reqModeType = getDesiredSensorMode(info.requestMeta);
+    ZSL_LOGD("[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame koholder::sensorModetype:%d",
+             info.fwkFrameNum, info.checkFrameNum, reqModeType);
+
+    if (reqModeType != SENSOR_MODE_TYPE_UNKNOWN && frameModeType != SENSOR_MODE_TYPE_UNKNOWN &&
+        reqModeType == frameModeType) {
+        ZSL_LOGD("[ZSLSelector] checkDesiredSensorMode success!  fwkFrame:%u zslFrame: %u",
+                 info.fwkFrameNum, info.checkFrameNum);
+        return {true, true};
+    }
+    ZSL_LOGD("[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:%u zslFrame: %u", info.fwkFrameNum,
+             info.checkFrameNum);
+    return {false, true};
 }
 
 } // namespace kohal

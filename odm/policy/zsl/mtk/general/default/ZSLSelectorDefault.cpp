@@ -4,8 +4,10 @@
 #include <cutils/properties.h>
 #include <utils/Timers.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -18,8 +20,16 @@ const int32_t gSupportPending =
     property_get_bool("persist.vendor.kohal.selector.pending.mask", 0) ? 1 : 0;
 
 constexpr uint32_t kTagEnableZsl = 0x10029; // android.control.enableZsl
+constexpr uint32_t kTagAeExposureCompensation = 0x10001; // android.control.aeExposureCompensation
+constexpr uint32_t kTagAfMode = 0x10007;                 // android.control.afMode
+constexpr uint32_t kTagAeState = 0x1001f;                // android.control.aeState
+constexpr uint32_t kTagAfState = 0x10020;                // android.control.afState
+constexpr uint32_t kTagLensState = 0x80009;              // android.lens.state
 constexpr const char *kTagAnchorTimeStamp = "korvan.mfnr.anchorTimeStamp";
 constexpr const char *kTagMotionCaptureType = "korvan.ai.kosd.motionCaptureType";
+constexpr const char *kTagQuickSnapshot = "korvan.quicksnapshot.isQuickSnapshot";
+constexpr const char *kTagSuperResolution = "korvan.superResolution.enabled";
+constexpr const char *kTagMfnrEnabled = "korvan.mfnr.enabled";
 
 // Motion capture: low byte 1. The anchor is pushed 30 ms later when any of
 // bits 16..19 is set, 60 ms otherwise.
@@ -53,6 +63,152 @@ int64_t shutterTimeOf(const void *record)
 {
     const kohal::MetaInfo metaInfo(static_cast<const kohal::MetaFrame *>(record)->metaInfo);
     return metaInfo.shutterTime;
+}
+
+// ---------------------------------------------------------------------------
+// Metadata qualification: may a buffered (history) frame stand in for the
+// request (target)? Same EV, and settled focus and exposure unless bypassed.
+
+const std::vector<uint8_t> kAcceptedAeStates = {2, 3, 4}; // CONVERGED, LOCKED, FLASH_REQUIRED
+
+std::string joinValues(const std::vector<uint8_t> &values)
+{
+    std::string text;
+    for (uint8_t value : values)
+        text += (text.empty() ? "" : ",") + std::to_string(value);
+    return text;
+}
+
+std::string afInfoText(uint8_t afMode, uint8_t afState, uint8_t lensState)
+{
+    return "afMode=" + std::to_string(afMode) + " afState=" + std::to_string(afState) +
+           " lensState=" + std::to_string(lensState);
+}
+
+// A motion capture's frames are taken while things move: no AF/AE wait.
+bool isMotionByPassAeAfStableCheck(std::shared_ptr<KoMetadata> meta)
+{
+    KoMetadataEntry entry = meta->find(kTagMotionCaptureType);
+    if (entry.count == 0)
+        return false;
+    const uint32_t motionCapType = static_cast<uint32_t>(entry.data.i32[0]);
+    if (!isMotionCapture(motionCapType))
+        return false;
+    ZSL_LOGD("bypass AF/AE stable check for motion cap: 0x%x", motionCapType);
+    return true;
+}
+
+bool isRequiredEV(std::shared_ptr<KoMetadata> history, std::shared_ptr<KoMetadata> target)
+{
+    // A missing EV counts as 0 on either side.
+    auto readEV = [](std::shared_ptr<KoMetadata> meta, bool isTarget) -> int32_t {
+        KoMetadataEntry entry = meta->find(kTagAeExposureCompensation);
+        if (entry.count == 0) {
+            ZSL_LOGD("cannot get EV setting, set default EV=%d", 0);
+            return 0;
+        }
+        const int32_t ev = entry.data.i32[0];
+        if (isTarget)
+            ZSL_LOGD(" get EV setting=%d", ev);
+        else
+            ZSL_LOGD("get EV setting=%d", ev);
+        return ev;
+    };
+    const int32_t historyEV = readEV(history, false);
+    const int32_t targetEV = readEV(target, true);
+    if (historyEV == targetEV) {
+        ZSL_LOGD("isRequiredEV OK: EV=%d", historyEV);
+        return true;
+    }
+    ZSL_LOGD("isRequiredEV fail: EV(History)=%d, EV(Target)=%d", historyEV, targetEV);
+    return false;
+}
+
+bool isAFStable(std::shared_ptr<KoMetadata> meta)
+{
+    if (isMotionByPassAeAfStableCheck(meta))
+        return true;
+    KoMetadataEntry entry = meta->find(kTagAfMode);
+    if (entry.count == 0) {
+        ZSL_LOGD("android.control.afMode tag not found! ");
+        return false;
+    }
+    const uint8_t afMode = entry.data.u8[0];
+    entry = meta->find(kTagAfState);
+    if (entry.count == 0) {
+        ZSL_LOGD("android.control.afState tag not found!");
+        return false;
+    }
+    const uint8_t afState = entry.data.u8[0];
+    entry = meta->find(kTagLensState);
+    if (entry.count == 0) {
+        ZSL_LOGD("android.lens.state not found!");
+        return false;
+    }
+    const uint8_t lensState = entry.data.u8[0];
+
+    // AUTO, MACRO and both continuous modes: settled once the lens stands
+    // and AF reports a result (PASSIVE_FOCUSED, or FOCUSED_LOCKED and up), or
+    // AF is INACTIVE with the lens STATIONARY. OFF, EDOF and unknown modes
+    // have nothing to wait for.
+    const bool focusing = afMode >= 1 && afMode <= 4;
+    const bool stable = !focusing || (lensState != 1 && (afState == 2 || afState >= 4)) ||
+                        (lensState == 0 && afState == 0);
+    if (stable)
+        ZSL_LOGD("AF ok: %s", afInfoText(afMode, afState, lensState).c_str());
+    else
+        ZSL_LOGD("AF fail: %s", afInfoText(afMode, afState, lensState).c_str());
+    return stable;
+}
+
+bool isMatched(const char *caller, std::shared_ptr<KoMetadata> meta, uint32_t tag,
+               const std::vector<uint8_t> &targetValues)
+{
+    KoMetadataEntry entry = meta->find(tag);
+    if (entry.count == 0) {
+        ZSL_LOGD("[%s] tag(%#x) not found!", caller, tag);
+        return false;
+    }
+    const uint8_t val = entry.data.u8[0];
+    ZSL_LOGD("[%s] tag(%#x) val=%s target=%s bc=%d", caller, tag, std::to_string(val).c_str(),
+             joinValues(targetValues).c_str(), 0);
+    return std::find(targetValues.begin(), targetValues.end(), val) != targetValues.end();
+}
+
+bool isAEStable(std::shared_ptr<KoMetadata> meta)
+{
+    if (isMotionByPassAeAfStableCheck(meta))
+        return true;
+    return isMatched("isAEStable", meta, kTagAeState, kAcceptedAeStates);
+}
+
+bool isQualify(std::shared_ptr<KoMetadata> history, std::shared_ptr<KoMetadata> target)
+{
+    if (!history || !target) {
+        ZSL_LOGD("Metadata is nullptr");
+        return false;
+    }
+    KoMetadataEntry entry = target->find(kTagQuickSnapshot);
+    const bool isQuickSnapshot = entry.count != 0 && entry.data.u8[0] != 0;
+    // Even a quick snapshot needs the request's EV.
+    if (!isRequiredEV(history, target)) {
+        ZSL_LOGD("hf does not include tareget EV");
+        return false;
+    }
+    if (isQuickSnapshot) {
+        ZSL_LOGD("QuickSnapshot bypass check AF/AE ");
+    } else {
+        if (!isAFStable(history)) {
+            ZSL_LOGD("AF X");
+            return false;
+        }
+        if (!isAEStable(history)) {
+            ZSL_LOGD("AE X");
+            return false;
+        }
+    }
+    ZSL_LOGD("hf OK");
+    return true;
 }
 
 } // namespace
@@ -91,9 +247,53 @@ bool ZSLSelectorDefault::isSelectorNeeded(const kohal::ZSLFrameSelectInfo &info)
     return enableZsl != 0;
 }
 
-std::pair<bool, bool> ZSLSelectorDefault::checkFrame(const kohal::ZSLFrameCheckInfo &)
+std::pair<bool, bool> ZSLSelectorDefault::checkFrame(const kohal::ZSLFrameCheckInfo &info)
 {
-    // Placeholder until the frame check lands: every frame may serve.
+    const std::shared_ptr<kohal::ZSLFrameQueue> metaQueue =
+        kohal::firstQueueOfType(info.zslQueues, kohal::ZSL_QUEUE_TYPE_META);
+    if (!metaQueue)
+        return {true, true};
+
+    // A frame the metadata queue no longer holds is not refused for it.
+    if (const void *record = metaQueue->getMetaFrame(info.checkFrameNum)) {
+        const kohal::MetaInfo metaInfo(static_cast<const kohal::MetaFrame *>(record)->metaInfo);
+        bool qualified = true;
+        if (!metaInfo.physicalMetadata.empty()) {
+            // Every camera is judged, so that every failing one is logged.
+            for (const auto &camera : metaInfo.physicalMetadata) {
+                if (!isQualify(camera.second, info.requestMeta)) {
+                    ZSL_LOGD("[ZSLSelector] fwkFrame:%u, No zslFrame: %u ,camid:%d invalid",
+                             info.fwkFrameNum, info.checkFrameNum, camera.first);
+                    qualified = false;
+                }
+            }
+        } else if (!isQualify(metaInfo.metadata, info.requestMeta)) {
+            ZSL_LOGD("[ZSLSelector] fwkFrame:%u, No zslFrame: %uinvalid", info.fwkFrameNum,
+                     info.checkFrameNum);
+            qualified = false;
+        }
+        if (!qualified)
+            return {false, true};
+    }
+
+    if (!info.requestMeta)
+        return {true, true};
+
+    // Super resolution and multi-frame noise reduction need the frame from
+    // the sensor mode the request wants; only the value 1 switches them on.
+    bool srEnable = false;
+    KoMetadataEntry entry = info.requestMeta->find(kTagSuperResolution);
+    if (entry.count != 0) {
+        srEnable = entry.data.u8[0] == 1;
+        ZSL_LOGD("[ZSLSelector] get korvan.superResolution.enabled successful, srEnable = %d", srEnable);
+    } else {
+        ZSL_LOGD("[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = %d", 0);
+    }
+    entry = info.requestMeta->find(kTagMfnrEnabled);
+    const bool mfnrEnable = entry.count != 0 && entry.data.u8[0] == 1;
+
+    if (srEnable || mfnrEnable)
+        return checkDesiredSensorMode(info);
     return {true, true};
 }
 
