@@ -1,0 +1,230 @@
+#include <CheckFixture.h>
+#include <MetadataBuilder.h>
+#include <QueueBuilder.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using kotest::Meta;
+namespace tag = kotest::tag;
+using Lines = std::vector<std::string>;
+using Verdict = std::pair<bool, bool>;
+
+const std::string kSrAbsent = "D [ZSLSelector] get korvan.superResolution.enabled failed, srEnable = 0";
+
+// A frame that fails qualification: its focus is still moving.
+Meta unsettled()
+{
+    return Meta().settled().u8(tag::LensState, 1);
+}
+
+Meta evRequest()
+{
+    return Meta().i32(tag::AeExposureCompensation, 0);
+}
+
+std::shared_ptr<kohost::HostFrameQueue> sensorQueue(std::vector<std::pair<uint32_t, int32_t>> modes)
+{
+    auto queue = std::make_shared<kohost::HostFrameQueue>(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor");
+    for (auto [frame, mode] : modes)
+        queue->putSensorModeFrame(frame, mode);
+    return queue;
+}
+
+kohal::ZSLFrameCheckInfo checkInfo(kohal::ZSLQueueList queues, std::shared_ptr<KoMetadata> request)
+{
+    kohal::ZSLFrameCheckInfo info;
+    info.checkFrameNum = 44;
+    info.fwkFrameNum = 100;
+    info.requestMeta = std::move(request);
+    info.zslQueues = std::move(queues);
+    return info;
+}
+
+// Only the sensor-mode check's closing line, or none when it was not called.
+std::string sensorVerdictLine(const Lines &lines)
+{
+    for (const std::string &line : lines)
+        if (line.find("checkDesiredSensorMode") != std::string::npos)
+            return line;
+    return "";
+}
+
+TEST(CheckFrame, OverviewFrameQualifies)
+{
+    kotest::PluginHarness plugin;
+    auto info = checkInfo({kotest::metaQueue(0, {{44, 100, Meta().settled()}}), sensorQueue({{44, 2}})},
+                          Meta().u8(tag::EnableZsl, 1).i32(tag::AeExposureCompensation, 0));
+    EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
+}
+
+struct PathCase {
+    const char *name;
+    std::function<kohal::ZSLQueueList()> queues;
+    std::function<std::shared_ptr<KoMetadata>()> request;
+    Verdict expected;
+    std::string sensorLine; // "" when the sensor-mode check must not run
+};
+
+class CheckFramePaths : public testing::TestWithParam<PathCase> {};
+
+TEST_P(CheckFramePaths, AnswerAndSensorModeStep)
+{
+    kotest::PluginHarness plugin;
+    auto info = checkInfo(GetParam().queues(), GetParam().request());
+    auto outcome = kotest::runLogged([&] { return plugin.selector().checkFrame(info); });
+    EXPECT_EQ(outcome.result, GetParam().expected);
+    EXPECT_EQ(sensorVerdictLine(outcome.lines), GetParam().sensorLine);
+}
+
+const std::string kSensorOk = "D [ZSLSelector] checkDesiredSensorMode success!  fwkFrame:100 zslFrame: 44";
+const std::string kSensorFail = "D [ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:100 zslFrame: 44";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, CheckFramePaths,
+    testing::Values(
+        PathCase{"noQueues", [] { return kohal::ZSLQueueList{}; },
+                 [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {true, true}, ""},
+        PathCase{"sensorQueueOnly", [] { return kohal::ZSLQueueList{sensorQueue({{44, 3}})}; },
+                 [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {true, true}, ""},
+        PathCase{"noRecordMfnrDecidedBySensorMode",
+                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
+                 [] { return Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 3).build(); }, {true, true},
+                 kSensorOk},
+        PathCase{"noRecordSensorModeRefuses",
+                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
+                 [] { return Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 2).build(); }, {false, false},
+                 kSensorFail},
+        PathCase{"noRecordNullRequest", [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {}), sensorQueue({})}; },
+                 [] { return std::shared_ptr<KoMetadata>(); }, {true, true}, ""},
+        PathCase{"qualifiedWithoutSrOrMfnr",
+                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return evRequest().u8(tag::SuperResolution, 0).u8(tag::MfnrEnabled, 0).build(); },
+                 {true, true}, ""},
+        PathCase{"srByteTwoCountsAsOff",
+                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return evRequest().u8(tag::SuperResolution, 2).build(); }, {true, true}, ""},
+        PathCase{"mfnrByteTwoCountsAsOff",
+                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return evRequest().u8(tag::MfnrEnabled, 2).build(); }, {true, true}, ""},
+        PathCase{"srWithoutSensorQueueRefuses",
+                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {false, false}, ""},
+        PathCase{"srWithMatchingSensorMode",
+                 [] {
+                     return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}}),
+                                                sensorQueue({{44, 5}})};
+                 },
+                 [] { return evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5).build(); },
+                 {true, true}, kSensorOk},
+        PathCase{"qualificationFailsBeforeSr",
+                 [] {
+                     return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, unsettled()}}), sensorQueue({{44, 5}})};
+                 },
+                 [] { return evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5).build(); },
+                 {false, true}, ""}),
+    [](const testing::TestParamInfo<PathCase> &info) { return info.param.name; });
+
+TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
+{
+    kotest::PluginHarness plugin;
+    kohal::MetaInfo frame = kotest::metaInfo(1, nullptr, {{0, unsettled()}, {2, Meta().settled()}, {5, unsettled()}});
+    auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
+    queue->putMetaFrame(44, frame);
+    auto info = checkInfo({queue}, evRequest().u8(tag::SuperResolution, 1));
+
+    auto outcome = kotest::runLogged([&] { return plugin.selector().checkFrame(info); });
+    EXPECT_EQ(outcome.result, Verdict(false, true));
+    Lines invalid;
+    for (const std::string &line : outcome.lines)
+        if (line.find("No zslFrame") != std::string::npos || line.find("nullptr") != std::string::npos)
+            invalid.push_back(line);
+    EXPECT_EQ(invalid, (Lines{"D [ZSLSelector] fwkFrame:100, No zslFrame: 44 ,camid:0 invalid",
+                              "D [ZSLSelector] fwkFrame:100, No zslFrame: 44 ,camid:5 invalid"}));
+    EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), "D hf OK"), 1);
+    EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), kSrAbsent), 0);
+}
+
+TEST(CheckFrame, AllCamerasQualifyingPassesOn)
+{
+    kotest::PluginHarness plugin;
+    auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
+    queue->putMetaFrame(44, kotest::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
+    auto info = checkInfo({queue}, evRequest());
+    EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
+}
+
+TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
+{
+    kotest::PluginHarness plugin;
+    auto queues = kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})};
+
+    auto twoOutcome = kotest::runLogged(
+        [&] { return plugin.selector().checkFrame(checkInfo(queues, evRequest().u8(tag::SuperResolution, 2))); });
+    EXPECT_EQ(twoOutcome.result, Verdict(true, true));
+    EXPECT_EQ(twoOutcome.lines.back(), "D [ZSLSelector] get korvan.superResolution.enabled successful, srEnable = 0");
+
+    auto absentOutcome = kotest::runLogged(
+        [&] { return plugin.selector().checkFrame(checkInfo(queues, evRequest().u8(tag::MfnrEnabled, 1))); });
+    EXPECT_EQ(absentOutcome.result, Verdict(false, false)); // no sensor-mode queue
+    auto at = std::find(absentOutcome.lines.begin(), absentOutcome.lines.end(), kSrAbsent);
+    ASSERT_NE(at, absentOutcome.lines.end());
+    EXPECT_EQ(*(at + 1), "I [ZSLSelector] checkFrameNum = 44 fwkFrameNum = 100  reqtMasterId = 0 masterRoleId = 0 "
+                         "AiHLFrameNum = 0 this = " +
+                             [&] {
+                                 char text[32];
+                                 std::snprintf(text, sizeof(text), "%p", static_cast<void *>(&plugin.selector()));
+                                 return std::string(text);
+                             }());
+}
+
+TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)
+{
+    kotest::PluginHarness plugin;
+    auto first = kotest::metaQueue(0, {});
+    auto second = kotest::metaQueue(1, {{44, 1, unsettled()}});
+    auto info = checkInfo({first, second}, evRequest());
+
+    EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
+    auto calls = second->journal();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "getMetaFrame(44)"), 0);
+}
+
+// Many host threads on one selector at once; the sanitizer builds run this.
+TEST(CheckFrame, ConcurrentCallsOnOneSelectorAgree)
+{
+    kotest::PluginHarness plugin;
+    auto gates = kotest::LogGates::systemOnly();
+    kotest::LogCapture log;
+    auto meta = kotest::metaQueue(0, {{43, 100, unsettled()}, {44, 200, Meta().settled()}, {45, 300, Meta().settled()}});
+    auto sensor = sensorQueue({{43, 1}, {44, 1}, {45, 1}});
+    auto request = evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 1).build();
+    kohal::ZSLFrameSelectInfo select;
+    select.zslQueues = {meta, sensor};
+    // zsdTs = 50 ns: frame 43 is the anchor.
+    select.requestMetas = {Meta().i64(tag::AnchorTimeStamp, 50 - 30000000).i32(tag::MotionCaptureType, 0x10001).build()};
+
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 6; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 100; ++i) {
+                auto info = checkInfo({meta, sensor}, request);
+                info.checkFrameNum = 43 + static_cast<uint32_t>((t + i) % 3);
+                Verdict expected = info.checkFrameNum == 43 ? Verdict(false, true) : Verdict(true, true);
+                if (plugin.selector().checkFrame(info) != expected)
+                    ++wrong;
+                if (plugin.selector().selectZSLFrames(select).at(0) != std::vector<uint32_t>{43, 44, 45})
+                    ++wrong;
+            }
+        });
+    for (auto &thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+} // namespace
