@@ -51,19 +51,21 @@ public:
     KoMetadataEntry find(uint32_t tag) const;
     KoMetadataEntry find(const char *name) const;
 
-    // Writers: set a tag's values (any count, 0 included) or erase it. The
-    // by-name forms answer false for a name the tag tables do not know.
-    void update(uint32_t tag, const uint8_t *values, size_t count);
-    void update(uint32_t tag, const int32_t *values, size_t count);
-    void update(uint32_t tag, const float *values, size_t count);
-    void update(uint32_t tag, const int64_t *values, size_t count);
-    void update(uint32_t tag, const double *values, size_t count);
-    void update(uint32_t tag, const KoRational *values, size_t count);
+    // Writers: set a tag's values (any count, 0 included) or erase it. As in
+    // Android's camera metadata, a tag the tag tables know only takes values
+    // of its declared type; the writers answer false for another type, and
+    // the by-name forms also for a name the tables do not know.
+    bool update(uint32_t tag, const uint8_t *values, size_t count);
+    bool update(uint32_t tag, const int32_t *values, size_t count);
+    bool update(uint32_t tag, const float *values, size_t count);
+    bool update(uint32_t tag, const int64_t *values, size_t count);
+    bool update(uint32_t tag, const double *values, size_t count);
+    bool update(uint32_t tag, const KoRational *values, size_t count);
     // Instantiated for uint8_t, int32_t, float, int64_t, double, KoRational.
     template <typename T> bool update(const char *name, const std::vector<T> &values);
-    template <typename T> void update(uint32_t tag, const std::vector<T> &values)
+    template <typename T> bool update(uint32_t tag, const std::vector<T> &values)
     {
-        update(tag, values.data(), values.size());
+        return update(tag, values.data(), values.size());
     }
     bool erase(uint32_t tag);
     bool erase(const char *name);
@@ -78,7 +80,7 @@ private:
         std::vector<uint64_t> words; // 8-byte aligned storage for any type
     };
 
-    void store(uint32_t tag, uint8_t type, const void *values, size_t count, size_t width);
+    bool store(uint32_t tag, uint8_t type, const void *values, size_t count, size_t width);
 
     std::map<uint32_t, Entry> mEntries;
 };

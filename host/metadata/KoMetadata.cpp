@@ -25,44 +25,48 @@ KoMetadataEntry KoMetadata::find(const char *name) const
     return info ? find(info->id) : KoMetadataEntry{};
 }
 
-void KoMetadata::store(uint32_t tag, uint8_t type, const void *values, size_t count, size_t width)
+bool KoMetadata::store(uint32_t tag, uint8_t type, const void *values, size_t count, size_t width)
 {
+    const KoTagInfo *info = KoTagTable::byId(tag);
+    if (info && info->type != type)
+        return false;
     Entry &entry = mEntries[tag];
     entry.type = type;
     entry.count = count;
     entry.words.assign((count * width + sizeof(uint64_t) - 1) / sizeof(uint64_t), 0);
     if (count != 0)
         std::memcpy(entry.words.data(), values, count * width);
+    return true;
 }
 
-void KoMetadata::update(uint32_t tag, const uint8_t *values, size_t count)
+bool KoMetadata::update(uint32_t tag, const uint8_t *values, size_t count)
 {
-    store(tag, TYPE_BYTE, values, count, sizeof(*values));
+    return store(tag, TYPE_BYTE, values, count, sizeof(*values));
 }
 
-void KoMetadata::update(uint32_t tag, const int32_t *values, size_t count)
+bool KoMetadata::update(uint32_t tag, const int32_t *values, size_t count)
 {
-    store(tag, TYPE_INT32, values, count, sizeof(*values));
+    return store(tag, TYPE_INT32, values, count, sizeof(*values));
 }
 
-void KoMetadata::update(uint32_t tag, const float *values, size_t count)
+bool KoMetadata::update(uint32_t tag, const float *values, size_t count)
 {
-    store(tag, TYPE_FLOAT, values, count, sizeof(*values));
+    return store(tag, TYPE_FLOAT, values, count, sizeof(*values));
 }
 
-void KoMetadata::update(uint32_t tag, const int64_t *values, size_t count)
+bool KoMetadata::update(uint32_t tag, const int64_t *values, size_t count)
 {
-    store(tag, TYPE_INT64, values, count, sizeof(*values));
+    return store(tag, TYPE_INT64, values, count, sizeof(*values));
 }
 
-void KoMetadata::update(uint32_t tag, const double *values, size_t count)
+bool KoMetadata::update(uint32_t tag, const double *values, size_t count)
 {
-    store(tag, TYPE_DOUBLE, values, count, sizeof(*values));
+    return store(tag, TYPE_DOUBLE, values, count, sizeof(*values));
 }
 
-void KoMetadata::update(uint32_t tag, const KoRational *values, size_t count)
+bool KoMetadata::update(uint32_t tag, const KoRational *values, size_t count)
 {
-    store(tag, TYPE_RATIONAL, values, count, sizeof(*values));
+    return store(tag, TYPE_RATIONAL, values, count, sizeof(*values));
 }
 
 template <typename T> bool KoMetadata::update(const char *name, const std::vector<T> &values)
@@ -70,8 +74,7 @@ template <typename T> bool KoMetadata::update(const char *name, const std::vecto
     const KoTagInfo *info = name ? KoTagTable::byName(name) : nullptr;
     if (!info)
         return false;
-    update(info->id, values.data(), values.size());
-    return true;
+    return update(info->id, values.data(), values.size());
 }
 
 template bool KoMetadata::update(const char *, const std::vector<uint8_t> &);

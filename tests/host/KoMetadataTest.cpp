@@ -65,14 +65,29 @@ TEST(KoMetadata, EntryCarriesTagAndPosition)
 TEST(KoMetadata, CountZeroWriteIsAbsentAndRewriteReplaces)
 {
     KoMetadata meta;
-    meta.update<int32_t>(0x10001, {});
+    EXPECT_TRUE(meta.update<int32_t>(0x10001, {}));
     EXPECT_EQ(meta.find(0x10001).count, 0u);
-    meta.update<int32_t>(0x10001, {4, 5});
-    meta.update<uint8_t>(0x10001, {9});
+    EXPECT_TRUE(meta.update<int32_t>(0x10001, {4, 5}));
+    EXPECT_TRUE(meta.update<int32_t>(0x10001, {9}));
     KoMetadataEntry entry = meta.find(0x10001);
     EXPECT_EQ(entry.count, 1u);
-    EXPECT_EQ(entry.type, KoMetadata::TYPE_BYTE);
-    EXPECT_EQ(entry.data.u8[0], 9);
+    EXPECT_EQ(entry.data.i32[0], 9);
+
+    // A tag no table knows takes any type, and a rewrite may change it.
+    EXPECT_TRUE(meta.update<int32_t>(0x80000009, {4, 5}));
+    EXPECT_TRUE(meta.update<uint8_t>(0x80000009, {9}));
+    EXPECT_EQ(meta.find(0x80000009).type, KoMetadata::TYPE_BYTE);
+    EXPECT_EQ(meta.find(0x80000009).count, 1u);
+}
+
+TEST(KoMetadata, KnownTagRefusesAnotherType)
+{
+    KoMetadata meta;
+    EXPECT_FALSE(meta.update<uint8_t>(0x10001, {1}));                     // int32 tag
+    EXPECT_FALSE(meta.update<int32_t>("korvan.mfnr.anchorTimeStamp", {1})); // int64 tag
+    EXPECT_FALSE(meta.update<int64_t>("android.control.enableZsl", {1}));    // byte tag
+    EXPECT_TRUE(meta.tags().empty());
+    EXPECT_TRUE(meta.update<int64_t>("korvan.mfnr.anchorTimeStamp", {1}));
 }
 
 TEST(KoMetadata, ByNameReachesTheSameEntryAsById)

@@ -10,6 +10,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -36,14 +38,18 @@ class Meta {
 public:
     Meta() : mMeta(std::make_shared<KoMetadata>()) {}
 
+    // A value the container refuses (unknown name, wrong type) is a fault of
+    // the test itself.
     template <typename T> Meta &set(uint32_t tagId, std::vector<T> values)
     {
-        mMeta->update(tagId, values);
+        if (!mMeta->update(tagId, values))
+            throw std::invalid_argument("tag 0x" + std::to_string(tagId) + " refused the values");
         return *this;
     }
     template <typename T> Meta &set(const char *name, std::vector<T> values)
     {
-        mMeta->update(name, values);
+        if (!mMeta->update(name, values))
+            throw std::invalid_argument(std::string(name) + " refused the values");
         return *this;
     }
     Meta &u8(uint32_t tagId, uint8_t value) { return set<uint8_t>(tagId, {value}); }
