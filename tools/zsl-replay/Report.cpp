@@ -1,0 +1,158 @@
+#include "Report.h"
+
+#include <cstdio>
+
+namespace replay {
+
+namespace {
+
+std::string frames(const std::vector<uint32_t> &list)
+{
+    if (list.empty())
+        return "(none)";
+    std::string text;
+    for (uint32_t frame : list)
+        text += (text.empty() ? "" : " ") + std::to_string(frame);
+    return text;
+}
+
+// A time relative to the capture moment, in ms.
+std::string relativeMs(int64_t ns, int64_t captureNs)
+{
+    char text[48];
+    std::snprintf(text, sizeof(text), "%+.3f ms", static_cast<double>(ns - captureNs) / 1e6);
+    return text;
+}
+
+const char *kindName(StepSpec::Kind kind)
+{
+    switch (kind) {
+    case StepSpec::Kind::Capture:
+        return "capture";
+    case StepSpec::Kind::Select:
+        return "select";
+    case StepSpec::Kind::Check:
+        return "check";
+    case StepSpec::Kind::Needed:
+        return "needed";
+    }
+    return "";
+}
+
+std::string verdictText(const CheckResult &check)
+{
+    std::string text = check.verdict.first ? "accepted" : "refused: " + check.reason;
+    if (check.verdict.second != check.verdict.first && check.verdict.first)
+        text += " (second flag false)";
+    return text;
+}
+
+void writeLog(std::ostream &out, const std::vector<LogLine> &log)
+{
+    for (const LogLine &line : log)
+        out << "      | " << line.level << " " << line.function << "() " << line.text << "\n";
+}
+
+nlohmann::json logJson(const std::vector<LogLine> &log)
+{
+    nlohmann::json lines = nlohmann::json::array();
+    for (const LogLine &line : log)
+        lines.push_back({{"level", line.level},
+                         {"file", line.fileName},
+                         {"function", line.function},
+                         {"line", line.line},
+                         {"text", line.text}});
+    return lines;
+}
+
+} // namespace
+
+void writeText(std::ostream &out, const TraceResult &trace, bool withLog)
+{
+    out << "== " << trace.spec->name << "  (" << trace.spec->file << ")\n";
+    if (!trace.spec->description.empty())
+        out << "   " << trace.spec->description << "\n";
+    for (const LogLine &line : trace.setupLog)
+        out << "   selector: " << line.text << "\n";
+    for (const StepResult &step : trace.steps) {
+        const StepSpec &spec = *step.spec;
+        out << "-- " << kindName(spec.kind) << " fwkFrame " << spec.fwkFrame;
+        if (!spec.label.empty())
+            out << ": " << spec.label;
+        out << "\n";
+        if (step.needed)
+            out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
+        if (step.selectRan) {
+            out << "   consumer list: " << frames(step.consumer) << "   producer list: " << frames(step.producer)
+                << "\n";
+            if (step.zsdTs)
+                out << "   zsdTs " << relativeMs(*step.zsdTs, step.captureNs) << " from the capture moment\n";
+            if (step.anchorFrame)
+                out << "   anchor frame " << *step.anchorFrame << " (first shot after zsdTs, at "
+                    << relativeMs(step.shutterNs.count(*step.anchorFrame) ? step.shutterNs.at(*step.anchorFrame) : 0,
+                                  step.captureNs)
+                    << ")\n";
+            else if (step.anchorOffset)
+                out << "   no listed frame was shot after zsdTs\n";
+            if (step.anchorOffset)
+                out << "   anchor offset " << *step.anchorOffset << ", begin index " << *step.csbegin << "\n";
+            if (step.selection.empty())
+                out << "   selection: none (the selector finished early)\n";
+            for (const auto &[id, list] : step.selection)
+                out << "   selection for queue " << id << ": " << frames(list) << "\n";
+        }
+        for (const CheckResult &check : step.checks)
+            out << "   frame " << check.frame << ": " << verdictText(check) << "\n";
+        if (spec.kind == StepSpec::Kind::Capture && step.selectRan)
+            out << "   host takes: " << frames(step.taken) << "\n";
+        if (withLog)
+            writeLog(out, step.log);
+    }
+}
+
+nlohmann::json toJson(const TraceResult &trace)
+{
+    nlohmann::json steps = nlohmann::json::array();
+    for (const StepResult &step : trace.steps) {
+        nlohmann::json out = {{"kind", kindName(step.spec->kind)},
+                              {"label", step.spec->label},
+                              {"fwkFrame", step.spec->fwkFrame},
+                              {"captureTimeNs", step.captureNs}};
+        if (step.needed)
+            out["needed"] = *step.needed;
+        if (step.selectRan) {
+            nlohmann::json selection = nlohmann::json::object();
+            for (const auto &[id, list] : step.selection)
+                selection[std::to_string(id)] = list;
+            out["selection"] = selection;
+            out["consumer"] = step.consumer;
+            out["producer"] = step.producer;
+            out["zsdTs"] = step.zsdTs ? nlohmann::json(*step.zsdTs) : nlohmann::json();
+            out["curTime"] = step.curTime ? nlohmann::json(*step.curTime) : nlohmann::json();
+            out["anchorFrame"] = step.anchorFrame ? nlohmann::json(*step.anchorFrame) : nlohmann::json();
+            out["anchorOffset"] = step.anchorOffset ? nlohmann::json(*step.anchorOffset) : nlohmann::json();
+            out["csbegin"] = step.csbegin ? nlohmann::json(*step.csbegin) : nlohmann::json();
+            nlohmann::json shutter = nlohmann::json::object();
+            for (const auto &[frame, ns] : step.shutterNs)
+                shutter[std::to_string(frame)] = ns;
+            out["shutterTimeNs"] = shutter;
+        }
+        nlohmann::json checks = nlohmann::json::array();
+        for (const CheckResult &check : step.checks)
+            checks.push_back({{"frame", check.frame},
+                              {"verdict", {check.verdict.first, check.verdict.second}},
+                              {"accepted", check.verdict.first},
+                              {"reason", check.reason}});
+        out["checks"] = checks;
+        if (step.spec->kind == StepSpec::Kind::Capture && step.selectRan)
+            out["taken"] = step.taken;
+        out["log"] = logJson(step.log);
+        steps.push_back(out);
+    }
+    return {{"name", trace.spec->name},
+            {"file", trace.spec->file},
+            {"setupLog", logJson(trace.setupLog)},
+            {"steps", steps}};
+}
+
+} // namespace replay

@@ -1,0 +1,21 @@
+#pragma once
+/*
+ * Report: what a replay found, as text for an engineer (per step: window or
+ * anchor, lists, anchor frame, begin, selection, each frame's verdict with
+ * the plug-in's reason, the frame the host takes) or as JSON for machines
+ * (the same results plus every system-log line as a record).
+ */
+
+#include "Replay.h"
+
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+#include <vector>
+
+namespace replay {
+
+void writeText(std::ostream &out, const TraceResult &trace, bool withLog);
+nlohmann::json toJson(const TraceResult &trace);
+
+} // namespace replay

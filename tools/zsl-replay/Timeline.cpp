@@ -1,0 +1,201 @@
+#include "Timeline.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <set>
+#include <sstream>
+
+namespace replay {
+
+namespace {
+
+constexpr double kWidth = 1000;
+constexpr double kLeft = 170;  // room for the queue names
+constexpr double kRight = 40;
+constexpr double kRowHeight = 46;
+
+std::string escape(const std::string &text)
+{
+    std::string out;
+    for (char c : text) {
+        switch (c) {
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        case '"': out += "&quot;"; break;
+        default: out += c;
+        }
+    }
+    return out;
+}
+
+std::string number(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.1f", value);
+    return text;
+}
+
+const CheckResult *checkOf(const StepResult &step, uint32_t frame)
+{
+    for (const CheckResult &check : step.checks)
+        if (check.frame == frame)
+            return &check;
+    return nullptr;
+}
+
+// One panel per select or capture step; answers its height.
+double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepResult &step, double top)
+{
+    const TraceSpec &spec = *trace.spec;
+    const int64_t origin = step.captureNs;
+    auto ms = [origin](int64_t ns) { return static_cast<double>(ns - origin) / 1e6; };
+
+    double low = 0, high = 0;
+    for (const auto &[frame, ns] : step.shutterNs) {
+        low = std::min(low, ms(ns));
+        high = std::max(high, ms(ns));
+    }
+    if (step.zsdTs) {
+        low = std::min(low, ms(*step.zsdTs));
+        high = std::max(high, ms(*step.zsdTs));
+    }
+    const double pad = std::max(5.0, (high - low) * 0.06);
+    low -= pad;
+    high += pad;
+    auto x = [&](double valueMs) { return kLeft + (valueMs - low) / (high - low) * (kWidth - kLeft - kRight); };
+
+    std::set<uint32_t> selected(step.selectedFrames.begin(), step.selectedFrames.end());
+    std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
+    const double rowsTop = top + 58;
+    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(spec.queues.size());
+
+    std::string title = spec.name + " - " + (step.spec->label.empty() ? "capture" : step.spec->label) +
+                        " (fwkFrame " + std::to_string(step.spec->fwkFrame) + ")";
+    svg << "<text x='10' y='" << number(top + 20) << "' class='title'>" << escape(title) << "</text>\n";
+
+    // The window of frames new enough to be the anchor: after zsdTs.
+    if (step.zsdTs) {
+        double zx = x(ms(*step.zsdTs));
+        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop - 14) << "' width='"
+            << number(kWidth - kRight - zx) << "' height='" << number(rowsBottom - rowsTop + 14)
+            << "' class='window'/>\n";
+        svg << "<line x1='" << number(zx) << "' x2='" << number(zx) << "' y1='" << number(rowsTop - 18)
+            << "' y2='" << number(rowsBottom + 6) << "' class='zsd'/>\n";
+        svg << "<text x='" << number(zx + 4) << "' y='" << number(rowsTop - 22) << "' class='zsdlabel'>zsdTs "
+            << number(ms(*step.zsdTs)) << " ms, newer frames may anchor</text>\n";
+    }
+    double nowX = x(0);
+    svg << "<line x1='" << number(nowX) << "' x2='" << number(nowX) << "' y1='" << number(rowsTop - 18)
+        << "' y2='" << number(rowsBottom + 6) << "' class='now'/>\n";
+    svg << "<text x='" << number(nowX - 4) << "' y='" << number(rowsBottom + 20)
+        << "' class='axis' text-anchor='end'>capture moment</text>\n";
+
+    // Axis ticks every round number of ms.
+    double span = high - low;
+    double tick = span > 2000 ? 500 : span > 800 ? 200 : span > 300 ? 50 : span > 100 ? 20 : span > 40 ? 10 : 5;
+    for (double t = std::ceil(low / tick) * tick; t <= high; t += tick)
+        svg << "<text x='" << number(x(t)) << "' y='" << number(rowsBottom + 34) << "' class='axis'>"
+            << number(t) << " ms</text>\n";
+
+    std::vector<std::string> notes;
+    for (size_t row = 0; row < spec.queues.size(); ++row) {
+        const QueueSpec &queue = spec.queues[row];
+        const double y = rowsTop + kRowHeight * static_cast<double>(row) + kRowHeight / 2;
+        svg << "<line x1='" << number(kLeft) << "' x2='" << number(kWidth - kRight) << "' y1='" << number(y)
+            << "' y2='" << number(y) << "' class='row'/>\n";
+        std::string typeName = queue.type == 1 ? "meta" : queue.type == 2 ? "sensor mode" : "type " + std::to_string(queue.type);
+        svg << "<text x='10' y='" << number(y + 4) << "' class='queue'>[" << escape(queue.name) << "] id "
+            << queue.id << ", " << escape(typeName) << "</text>\n";
+
+        auto selection = step.selection.find(queue.id);
+        std::set<uint32_t> queueSelected;
+        if (selection != step.selection.end())
+            queueSelected.insert(selection->second.begin(), selection->second.end());
+        std::vector<uint32_t> untimed;
+        for (const FrameSpec &frame : queue.frames) {
+            auto time = step.shutterNs.find(frame.frameNum);
+            if (time == step.shutterNs.end()) {
+                untimed.push_back(frame.frameNum);
+                continue;
+            }
+            const double fx = x(ms(time->second));
+            const bool isSelected = queueSelected.count(frame.frameNum) != 0;
+            svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='7' class='"
+                << (isSelected ? "selected" : "held") << (taken.count(frame.frameNum) ? " taken" : "") << "'>"
+                << "<title>frame " << frame.frameNum << " at " << number(ms(time->second)) << " ms</title></circle>\n";
+            svg << "<text x='" << number(fx) << "' y='" << number(y - 11) << "' class='frame'>" << frame.frameNum
+                << "</text>\n";
+            if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frame.frameNum && &queue == &spec.queues[row])
+                svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='12' class='anchor'/>\n";
+            if (queue.type == 1) {
+                if (const CheckResult *check = checkOf(step, frame.frameNum)) {
+                    svg << "<text x='" << number(fx) << "' y='" << number(y + 22) << "' class='"
+                        << (check->verdict.first ? "ok'>&#10003;" : "bad'>&#10007;") << "</text>\n";
+                    if (!check->verdict.first)
+                        notes.push_back("frame " + std::to_string(frame.frameNum) + " refused: " + check->reason);
+                }
+            }
+        }
+        if (!untimed.empty()) {
+            std::string list;
+            for (uint32_t frame : untimed)
+                list += (list.empty() ? "" : " ") + std::to_string(frame);
+            svg << "<text x='" << number(kWidth - kRight) << "' y='" << number(y + 18)
+                << "' class='axis' text-anchor='end'>held, no shutter time: " << list << "</text>\n";
+        }
+    }
+
+    double y = rowsBottom + 56;
+    std::string summary = "selected: ";
+    for (uint32_t frame : step.selectedFrames)
+        summary += std::to_string(frame) + " ";
+    if (step.selectedFrames.empty())
+        summary += "none ";
+    if (step.spec->kind == StepSpec::Kind::Capture) {
+        summary += "  host takes: ";
+        for (uint32_t frame : step.taken)
+            summary += std::to_string(frame) + " ";
+        if (step.taken.empty())
+            summary += "none";
+    }
+    if (step.anchorFrame)
+        summary += "  anchor: " + std::to_string(*step.anchorFrame);
+    svg << "<text x='10' y='" << number(y) << "' class='summary'>" << escape(summary) << "</text>\n";
+    for (const std::string &note : notes) {
+        y += 18;
+        svg << "<text x='10' y='" << number(y) << "' class='note'>" << escape(note) << "</text>\n";
+    }
+    return y - top + 30;
+}
+
+} // namespace
+
+std::string drawTimeline(const std::vector<TraceResult> &traces)
+{
+    std::ostringstream body;
+    double top = 10;
+    for (const TraceResult &trace : traces)
+        for (const StepResult &step : trace.steps)
+            if (step.selectRan)
+                top += drawStep(body, trace, step, top);
+
+    std::ostringstream svg;
+    svg << "<svg xmlns='http://www.w3.org/2000/svg' width='" << kWidth << "' height='" << number(top + 20)
+        << "' viewBox='0 0 " << kWidth << " " << number(top + 20) << "' font-family='sans-serif'>\n"
+        << "<style>\n"
+        << ".title{font-size:15px;font-weight:bold}.queue{font-size:12px}.axis{font-size:10px;fill:#555}\n"
+        << ".frame{font-size:10px;text-anchor:middle}.row{stroke:#ccc}\n"
+        << ".window{fill:#e3f4e1}.zsd{stroke:#c62828;stroke-dasharray:5,3}.zsdlabel{font-size:11px;fill:#c62828}\n"
+        << ".now{stroke:#333;stroke-dasharray:2,2}.held{fill:#fff;stroke:#777}.selected{fill:#1e88e5;stroke:#0d47a1}\n"
+        << ".taken{stroke:#000;stroke-width:3}.anchor{fill:none;stroke:#f9a825;stroke-width:3}\n"
+        << ".ok{fill:#2e7d32;font-size:14px;text-anchor:middle}.bad{fill:#c62828;font-size:14px;text-anchor:middle}\n"
+        << ".summary{font-size:12px}.note{font-size:12px;fill:#c62828}\n"
+        << "</style>\n"
+        << "<rect width='100%' height='100%' fill='#fff'/>\n"
+        << body.str() << "</svg>\n";
+    return svg.str();
+}
+
+} // namespace replay

@@ -1,0 +1,507 @@
+#include "Trace.h"
+
+#include <KoTagTable.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace replay {
+
+namespace {
+
+using nlohmann::json;
+
+const std::map<std::string, uint8_t> kTypeNames = {
+    {"byte", KoMetadata::TYPE_BYTE},     {"int32", KoMetadata::TYPE_INT32},
+    {"float", KoMetadata::TYPE_FLOAT},   {"int64", KoMetadata::TYPE_INT64},
+    {"double", KoMetadata::TYPE_DOUBLE}, {"rational", KoMetadata::TYPE_RATIONAL},
+};
+
+std::string typeName(uint8_t type)
+{
+    for (const auto &entry : kTypeNames)
+        if (entry.second == type)
+            return entry.first;
+    return "unknown";
+}
+
+std::string escapeKey(const std::string &key)
+{
+    std::string out;
+    for (char c : key)
+        out += c == '~' ? "~0" : c == '/' ? "~1" : std::string(1, c);
+    return out;
+}
+
+// Walks the JSON with the place (a JSON pointer) of every value at hand.
+class Reader {
+public:
+    explicit Reader(std::string file) : mFile(std::move(file)) {}
+
+    [[noreturn]] void fail(const std::string &place, const std::string &expected) const
+    {
+        throw TraceError(mFile, place, expected);
+    }
+
+    static std::string at(const std::string &place, const std::string &key) { return place + "/" + escapeKey(key); }
+    static std::string at(const std::string &place, size_t index) { return place + "/" + std::to_string(index); }
+
+    const json &object(const json &value, const std::string &place) const
+    {
+        if (!value.is_object())
+            fail(place, "expected an object");
+        return value;
+    }
+
+    const json &array(const json &value, const std::string &place) const
+    {
+        if (!value.is_array())
+            fail(place, "expected an array");
+        return value;
+    }
+
+    // Every key must be known; required ones must be there.
+    void keys(const json &value, const std::string &place, std::initializer_list<const char *> allowed,
+              std::initializer_list<const char *> required = {}) const
+    {
+        object(value, place);
+        for (auto it = value.begin(); it != value.end(); ++it) {
+            bool known = false;
+            for (const char *key : allowed)
+                known = known || it.key() == key;
+            if (!known) {
+                std::string list;
+                for (const char *key : allowed)
+                    list += std::string(list.empty() ? "" : ", ") + "\"" + key + "\"";
+                fail(at(place, it.key()), "unknown key \"" + it.key() + "\" (expected one of " + list + ")");
+            }
+        }
+        for (const char *key : required)
+            if (!value.contains(key))
+                fail(at(place, key), std::string("missing required field \"") + key + "\"");
+    }
+
+    std::string string(const json &value, const std::string &place) const
+    {
+        if (!value.is_string())
+            fail(place, "expected a string");
+        return value.get<std::string>();
+    }
+
+    int64_t integer(const json &value, const std::string &place, int64_t low, int64_t high,
+                    const std::string &what) const
+    {
+        std::string range = what + " from " + std::to_string(low) + " to " + std::to_string(high);
+        if (value.is_number_unsigned()) {
+            uint64_t v = value.get<uint64_t>();
+            if (v > static_cast<uint64_t>(high))
+                fail(place, "out of range: expected " + range);
+            return static_cast<int64_t>(v);
+        }
+        if (value.is_number_integer()) {
+            int64_t v = value.get<int64_t>();
+            if (v < low || v > high)
+                fail(place, "out of range: expected " + range);
+            return v;
+        }
+        if (value.is_string()) {
+            // Hex is welcome where engineers write masks: "0x40".
+            const std::string text = value.get<std::string>();
+            static const std::regex kHex("0[xX][0-9a-fA-F]+");
+            if (std::regex_match(text, kHex)) {
+                errno = 0;
+                unsigned long long v = std::strtoull(text.c_str(), nullptr, 16);
+                if (errno == ERANGE || v > static_cast<unsigned long long>(high))
+                    fail(place, "out of range: expected " + range);
+                return static_cast<int64_t>(v);
+            }
+        }
+        fail(place, "expected an integer (" + range + ")");
+    }
+
+    uint32_t u32(const json &value, const std::string &place, const std::string &what) const
+    {
+        return static_cast<uint32_t>(integer(value, place, 0, std::numeric_limits<uint32_t>::max(), what));
+    }
+
+    // A number of ns (absolute) or a string "<signed number><unit>" relative
+    // to the capture moment, unit ns, us, ms or s.
+    TimeValue time(const json &value, const std::string &place) const
+    {
+        if (value.is_number_integer())
+            return {false, integer(value, place, std::numeric_limits<int64_t>::min(),
+                                   std::numeric_limits<int64_t>::max(), "a time in ns")};
+        static const std::regex kRelative(R"(([+-]?[0-9]+(?:\.[0-9]+)?)(ns|us|ms|s))");
+        std::smatch match;
+        std::string text = value.is_string() ? value.get<std::string>() : "";
+        if (!value.is_string() || !std::regex_match(text, match, kRelative))
+            fail(place, "expected a time: an integer of ns, or a time relative to the capture moment such as "
+                        "\"-33ms\"");
+        const std::string unit = match[2];
+        const double scale = unit == "ns" ? 1.0 : unit == "us" ? 1e3 : unit == "ms" ? 1e6 : 1e9;
+        const double ns = std::stod(match[1]) * scale;
+        if (ns > 9.2e18 || ns < -9.2e18)
+            fail(place, "out of range: expected a time within the 64-bit ns range");
+        return {true, static_cast<int64_t>(ns)};
+    }
+
+    MetaSpec metadata(const json &value, const std::string &place) const
+    {
+        MetaSpec spec;
+        if (value.is_null()) {
+            spec.null = true;
+            return spec;
+        }
+        object(value, place);
+        for (auto it = value.begin(); it != value.end(); ++it)
+            spec.entries.push_back(entry(it.key(), it.value(), at(place, it.key())));
+        return spec;
+    }
+
+    MetaEntrySpec entry(const std::string &key, const json &value, const std::string &place) const
+    {
+        MetaEntrySpec entry;
+        const KoTagInfo *info = nullptr;
+        static const std::regex kHexId("0[xX][0-9a-fA-F]{1,8}");
+        if (std::regex_match(key, kHexId)) {
+            entry.tag = static_cast<uint32_t>(std::stoul(key, nullptr, 16));
+            info = KoTagTable::byId(entry.tag);
+        } else {
+            info = KoTagTable::byName(key.c_str());
+            if (!info)
+                fail(place, "unknown tag name \"" + key + "\" (expected a tag of the host's tag tables or a hex id)");
+            entry.tag = info->id;
+        }
+
+        const json *values = &value;
+        std::optional<uint8_t> given;
+        if (value.is_object()) {
+            keys(value, place, {"type", "values"}, {"type", "values"});
+            std::string name = string(value["type"], at(place, "type"));
+            auto type = kTypeNames.find(name);
+            if (type == kTypeNames.end())
+                fail(at(place, "type"), "unknown type \"" + name +
+                                            "\" (expected byte, int32, float, int64, double or rational)");
+            given = type->second;
+            values = &value["values"];
+        }
+        if (info && given && *given != info->type)
+            fail(at(place, "type"), "wrong value type: " + std::string(info->name) + " holds " +
+                                        typeName(info->type) + ", not " + typeName(*given));
+        if (!info && !given)
+            fail(place, "a tag outside the tag tables needs its type: {\"type\": ..., \"values\": [...]}");
+        entry.type = info ? info->type : *given;
+
+        std::string valuesPlace = value.is_object() ? at(place, "values") : place;
+        std::vector<std::pair<const json *, std::string>> items;
+        if (values->is_array()) {
+            for (size_t i = 0; i < values->size(); ++i)
+                items.emplace_back(&(*values)[i], at(valuesPlace, i));
+        } else {
+            items.emplace_back(values, valuesPlace);
+        }
+        const std::string tagText = info ? info->name : key;
+        for (const auto &[item, itemPlace] : items) {
+            switch (entry.type) {
+            case KoMetadata::TYPE_BYTE:
+                entry.integers.push_back({false, integer(*item, itemPlace, 0, 255, "a byte of " + tagText)});
+                break;
+            case KoMetadata::TYPE_INT32:
+                entry.integers.push_back({false, integer(*item, itemPlace, std::numeric_limits<int32_t>::min(),
+                                                         std::numeric_limits<uint32_t>::max(),
+                                                         "a 32-bit integer of " + tagText)});
+                break;
+            case KoMetadata::TYPE_INT64:
+                entry.integers.push_back(time(*item, itemPlace));
+                break;
+            case KoMetadata::TYPE_FLOAT:
+            case KoMetadata::TYPE_DOUBLE:
+                if (!item->is_number())
+                    fail(itemPlace, "wrong value type: expected a number for " + tagText);
+                entry.reals.push_back(item->get<double>());
+                break;
+            case KoMetadata::TYPE_RATIONAL:
+                if (!item->is_array() || item->size() != 2)
+                    fail(itemPlace, "wrong value type: expected [numerator, denominator] for " + tagText);
+                entry.rationals.push_back(
+                    {static_cast<int32_t>(integer((*item)[0], at(itemPlace, size_t{0}), INT32_MIN, INT32_MAX, "a numerator")),
+                     static_cast<int32_t>(integer((*item)[1], at(itemPlace, size_t{1}), INT32_MIN, INT32_MAX, "a denominator"))});
+                break;
+            default:
+                fail(place, "unsupported type");
+            }
+        }
+        return entry;
+    }
+
+    std::vector<uint32_t> frameList(const json &value, const std::string &place) const
+    {
+        std::vector<uint32_t> frames;
+        array(value, place);
+        for (size_t i = 0; i < value.size(); ++i)
+            frames.push_back(u32(value[i], at(place, i), "a frame number"));
+        return frames;
+    }
+
+    int queueType(const json &value, const std::string &place) const
+    {
+        if (value.is_string()) {
+            std::string name = value.get<std::string>();
+            if (name == "meta")
+                return 1;
+            if (name == "sensorMode")
+                return 2;
+            fail(place, "unknown queue type \"" + name + "\" (expected \"meta\", \"sensorMode\" or an integer)");
+        }
+        return static_cast<int>(integer(value, place, INT32_MIN, INT32_MAX, "a queue type"));
+    }
+
+    QueueSpec queue(const json &value, const std::string &place) const
+    {
+        keys(value, place, {"id", "type", "name", "consumer", "producer", "frames"}, {"id", "type"});
+        QueueSpec spec;
+        spec.id = u32(value["id"], at(place, "id"), "a queue id");
+        spec.type = queueType(value["type"], at(place, "type"));
+        spec.name = value.contains("name") ? string(value["name"], at(place, "name"))
+                                           : "queue" + std::to_string(spec.id);
+        if (value.contains("consumer"))
+            spec.consumer = frameList(value["consumer"], at(place, "consumer"));
+        if (value.contains("producer"))
+            spec.producer = frameList(value["producer"], at(place, "producer"));
+        if (value.contains("frames")) {
+            const std::string framesPlace = at(place, "frames");
+            const json &frames = object(value["frames"], framesPlace);
+            for (auto it = frames.begin(); it != frames.end(); ++it)
+                spec.frames.push_back(frame(spec.type, it.key(), it.value(), at(framesPlace, it.key())));
+        }
+        return spec;
+    }
+
+    uint32_t keyNumber(const std::string &key, const std::string &place, const std::string &what,
+                       int64_t low = 0, int64_t high = std::numeric_limits<uint32_t>::max()) const
+    {
+        static const std::regex kNumber("-?[0-9]{1,20}");
+        if (!std::regex_match(key, kNumber))
+            fail(place, "expected " + what + " as the key, not \"" + key + "\"");
+        errno = 0;
+        long long v = std::strtoll(key.c_str(), nullptr, 10);
+        if (errno == ERANGE || v < low || v > high)
+            fail(place, "out of range: expected " + what + " from " + std::to_string(low) + " to " +
+                            std::to_string(high));
+        return static_cast<uint32_t>(v);
+    }
+
+    FrameSpec frame(int queueType, const std::string &key, const json &value, const std::string &place) const
+    {
+        FrameSpec spec;
+        spec.frameNum = keyNumber(key, place, "a frame number");
+        if (queueType == 1) {
+            keys(value, place, {"shutter", "metadata", "physical"}, {"shutter"});
+            spec.shutter = time(value["shutter"], at(place, "shutter"));
+            if (value.contains("metadata"))
+                spec.metadata = metadata(value["metadata"], at(place, "metadata"));
+            if (value.contains("physical")) {
+                const std::string physicalPlace = at(place, "physical");
+                const json &cameras = object(value["physical"], physicalPlace);
+                for (auto it = cameras.begin(); it != cameras.end(); ++it) {
+                    std::string cameraPlace = at(physicalPlace, it.key());
+                    int camera = static_cast<int>(
+                        static_cast<int32_t>(keyNumber(it.key(), cameraPlace, "a camera id", INT32_MIN, INT32_MAX)));
+                    spec.physical.emplace_back(camera, metadata(it.value(), cameraPlace));
+                }
+            }
+        } else if (queueType == 2) {
+            keys(value, place, {"sensorMode"}, {"sensorMode"});
+            spec.sensorMode = static_cast<int32_t>(
+                integer(value["sensorMode"], at(place, "sensorMode"), INT32_MIN, INT32_MAX, "a sensor mode"));
+        } else {
+            keys(value, place, {});
+        }
+        return spec;
+    }
+
+    std::vector<MetaSpec> requests(const json &value, const std::string &place) const
+    {
+        std::vector<MetaSpec> specs;
+        array(value, place);
+        for (size_t i = 0; i < value.size(); ++i)
+            specs.push_back(metadata(value[i], at(place, i)));
+        return specs;
+    }
+
+    StepSpec step(const json &value, const std::string &place) const
+    {
+        object(value, place);
+        if (value.size() != 1)
+            fail(place, "expected one step: {\"capture\": ...}, {\"select\": ...}, {\"check\": ...} or {\"needed\": ...}");
+        const std::string kind = value.begin().key();
+        const json &body = value.begin().value();
+        const std::string bodyPlace = at(place, kind);
+        StepSpec spec;
+        if (kind == "capture" || kind == "select" || kind == "needed") {
+            spec.kind = kind == "capture" ? StepSpec::Kind::Capture
+                        : kind == "select" ? StepSpec::Kind::Select
+                                           : StepSpec::Kind::Needed;
+            keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId"}, {"requests"});
+            if (body.contains("used"))
+                spec.used = frameList(body["used"], at(bodyPlace, "used"));
+            spec.requests = requests(body["requests"], at(bodyPlace, "requests"));
+            if (body.contains("logicalId"))
+                spec.logicalId = u32(body["logicalId"], at(bodyPlace, "logicalId"), "a camera id");
+        } else if (kind == "check") {
+            spec.kind = StepSpec::Kind::Check;
+            keys(body, bodyPlace,
+                 {"label", "fwkFrame", "frame", "request", "logicalId", "reqtMasterId", "masterRoleId", "AiHLFrameNum"},
+                 {"frame", "request"});
+            spec.frame = u32(body["frame"], at(bodyPlace, "frame"), "a frame number");
+            spec.request = metadata(body["request"], at(bodyPlace, "request"));
+            const std::pair<const char *, uint32_t *> ids[] = {{"logicalId", &spec.logicalId},
+                                                               {"reqtMasterId", &spec.reqtMasterId},
+                                                               {"masterRoleId", &spec.masterRoleId},
+                                                               {"AiHLFrameNum", &spec.aiHLFrameNum}};
+            for (const auto &[name, field] : ids)
+                if (body.contains(name))
+                    *field = u32(body[name], at(bodyPlace, name), std::string("a ") + name);
+        } else {
+            fail(at(place, kind), "unknown step \"" + kind + "\" (expected capture, select, check or needed)");
+        }
+        if (body.contains("label"))
+            spec.label = string(body["label"], at(bodyPlace, "label"));
+        if (body.contains("fwkFrame"))
+            spec.fwkFrame = u32(body["fwkFrame"], at(bodyPlace, "fwkFrame"), "a frame number");
+        return spec;
+    }
+
+    TraceSpec trace(const json &root) const
+    {
+        keys(root, "", {"name", "description", "properties", "log", "staticMetadata", "queues", "steps"},
+             {"queues", "steps"});
+        TraceSpec spec;
+        spec.file = mFile;
+        spec.name = root.contains("name") ? string(root["name"], "/name") : mFile;
+        if (root.contains("description"))
+            spec.description = string(root["description"], "/description");
+        if (root.contains("properties")) {
+            const json &properties = object(root["properties"], "/properties");
+            for (auto it = properties.begin(); it != properties.end(); ++it) {
+                const json &v = it.value();
+                std::string place = at("/properties", it.key());
+                if (v.is_string())
+                    spec.properties.emplace_back(it.key(), v.get<std::string>());
+                else if (v.is_number_integer() || v.is_boolean())
+                    spec.properties.emplace_back(it.key(), v.dump());
+                else
+                    fail(place, "expected a property value: a string, an integer or a boolean");
+            }
+        }
+        if (root.contains("log")) {
+            const json &log = root["log"];
+            keys(log, "/log", {"level", "group", "debugMask"});
+            if (log.contains("level"))
+                spec.logLevel = u32(log["level"], "/log/level", "a log level");
+            if (log.contains("group"))
+                spec.logGroup = u32(log["group"], "/log/group", "a log-group mask");
+            if (log.contains("debugMask"))
+                spec.debugMask = u32(log["debugMask"], "/log/debugMask", "a debug mask");
+        }
+        if (root.contains("staticMetadata")) {
+            const json &cameras = object(root["staticMetadata"], "/staticMetadata");
+            for (auto it = cameras.begin(); it != cameras.end(); ++it) {
+                std::string place = at("/staticMetadata", it.key());
+                spec.staticMetadata[keyNumber(it.key(), place, "a logical camera id")] = metadata(it.value(), place);
+            }
+        }
+        const json &queues = array(root["queues"], "/queues");
+        for (size_t i = 0; i < queues.size(); ++i)
+            spec.queues.push_back(queue(queues[i], at("/queues", i)));
+        const json &steps = array(root["steps"], "/steps");
+        for (size_t i = 0; i < steps.size(); ++i)
+            spec.steps.push_back(step(steps[i], at("/steps", i)));
+        return spec;
+    }
+
+private:
+    std::string mFile;
+};
+
+} // namespace
+
+TraceSpec parseTrace(const std::string &text, const std::string &file)
+{
+    json root;
+    try {
+        root = json::parse(text);
+    } catch (const json::parse_error &error) {
+        // nlohmann names the byte; say it plainly.
+        std::string what = error.what();
+        auto colon = what.find("syntax error");
+        throw TraceError(file, "byte " + std::to_string(error.byte),
+                         "invalid JSON: " + (colon == std::string::npos ? what : what.substr(colon)));
+    }
+    return Reader(file).trace(root);
+}
+
+TraceSpec readTraceFile(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw TraceError(path, "", std::string("cannot read the file: ") + std::strerror(errno));
+    std::ostringstream text;
+    text << in.rdbuf();
+    return parseTrace(text.str(), path);
+}
+
+std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &spec, int64_t captureNs)
+{
+    if (spec.null)
+        return nullptr;
+    auto meta = std::make_shared<KoMetadata>();
+    for (const MetaEntrySpec &entry : spec.entries) {
+        switch (entry.type) {
+        case KoMetadata::TYPE_BYTE: {
+            std::vector<uint8_t> v;
+            for (const TimeValue &value : entry.integers)
+                v.push_back(static_cast<uint8_t>(value.ns));
+            meta->update(entry.tag, v);
+            break;
+        }
+        case KoMetadata::TYPE_INT32: {
+            std::vector<int32_t> v;
+            for (const TimeValue &value : entry.integers)
+                v.push_back(static_cast<int32_t>(static_cast<uint32_t>(value.ns)));
+            meta->update(entry.tag, v);
+            break;
+        }
+        case KoMetadata::TYPE_INT64: {
+            std::vector<int64_t> v;
+            for (const TimeValue &value : entry.integers)
+                v.push_back(value.at(captureNs));
+            meta->update(entry.tag, v);
+            break;
+        }
+        case KoMetadata::TYPE_FLOAT: {
+            std::vector<float> v(entry.reals.begin(), entry.reals.end());
+            meta->update(entry.tag, v);
+            break;
+        }
+        case KoMetadata::TYPE_DOUBLE:
+            meta->update(entry.tag, entry.reals);
+            break;
+        case KoMetadata::TYPE_RATIONAL:
+            meta->update(entry.tag, entry.rationals);
+            break;
+        default:
+            break;
+        }
+    }
+    return meta;
+}
+
+} // namespace replay

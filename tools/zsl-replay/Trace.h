@@ -1,0 +1,104 @@
+#pragma once
+/*
+ * Trace: one replayable capture session, read from a JSON trace file (the
+ * format is described in docs/trace-format.md). Reading is strict: an
+ * unknown key, tag or type, a value out of range or a missing field raises a
+ * TraceError naming the file, the place in the JSON and what was expected,
+ * never a silent default.
+ */
+
+#include <KoMetadata.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace replay {
+
+class TraceError : public std::runtime_error {
+public:
+    TraceError(const std::string &file, const std::string &place, const std::string &expected)
+        : std::runtime_error(file + ": at " + (place.empty() ? "/" : place) + ": " + expected)
+    {
+    }
+};
+
+// A time stamp: absolute nanoseconds of the boot-time clock, or an offset
+// from the capture moment, which the replay rebases just before each call.
+struct TimeValue {
+    bool relative = false;
+    int64_t ns = 0;
+
+    int64_t at(int64_t captureNs) const { return relative ? captureNs + ns : ns; }
+};
+
+struct MetaEntrySpec {
+    uint32_t tag = 0;
+    uint8_t type = KoMetadata::TYPE_BYTE;
+    std::vector<TimeValue> integers; // byte, int32, int64 (times only for int64)
+    std::vector<double> reals;       // float, double
+    std::vector<KoRational> rationals;
+};
+
+struct MetaSpec {
+    bool null = false; // the host hands a null metadata pointer
+    std::vector<MetaEntrySpec> entries;
+};
+
+struct FrameSpec {
+    uint32_t frameNum = 0;
+    std::optional<TimeValue> shutter; // metadata queue
+    MetaSpec metadata;
+    std::vector<std::pair<int, MetaSpec>> physical;
+    std::optional<int32_t> sensorMode; // sensor-mode queue
+};
+
+struct QueueSpec {
+    uint32_t id = 0;
+    int type = 0;
+    std::string name;
+    std::vector<uint32_t> consumer;
+    std::vector<uint32_t> producer;
+    std::vector<FrameSpec> frames;
+};
+
+struct StepSpec {
+    enum class Kind { Capture, Select, Check, Needed } kind = Kind::Capture;
+    std::string label;
+    uint32_t fwkFrame = 0;
+    std::vector<uint32_t> used;
+    std::vector<MetaSpec> requests; // capture, select, needed
+    uint32_t frame = 0;             // check
+    MetaSpec request;               // check
+    uint32_t logicalId = 0;
+    uint32_t reqtMasterId = 0;
+    uint32_t masterRoleId = 0;
+    uint32_t aiHLFrameNum = 0;
+};
+
+struct TraceSpec {
+    std::string file;
+    std::string name;
+    std::string description;
+    std::vector<std::pair<std::string, std::string>> properties;
+    uint32_t logLevel = 7;     // Android log quiet
+    uint32_t logGroup = 0x40;  // the selector's group on
+    uint32_t debugMask = 1;    // system log on: the report reads it
+    std::map<uint32_t, MetaSpec> staticMetadata;
+    std::vector<QueueSpec> queues;
+    std::vector<StepSpec> steps;
+};
+
+// Reads a trace from text; file names the source in errors.
+TraceSpec parseTrace(const std::string &text, const std::string &file);
+TraceSpec readTraceFile(const std::string &path);
+
+// Builds the metadata a spec describes, with relative times at captureNs.
+std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &spec, int64_t captureNs);
+
+} // namespace replay
