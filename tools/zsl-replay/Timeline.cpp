@@ -106,8 +106,9 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
         svg << "<line x1='" << number(kLeft) << "' x2='" << number(kWidth - kRight) << "' y1='" << number(y)
             << "' y2='" << number(y) << "' class='row'/>\n";
         std::string typeName = queue.type == 1 ? "meta" : queue.type == 2 ? "sensor mode" : "type " + std::to_string(queue.type);
-        svg << "<text x='10' y='" << number(y + 4) << "' class='queue'>[" << escape(queue.name) << "] id "
-            << queue.id << ", " << escape(typeName) << "</text>\n";
+        svg << "<text x='10' y='" << number(y - 2) << "' class='queue'>[" << escape(queue.name) << "]</text>\n";
+        svg << "<text x='10' y='" << number(y + 12) << "' class='axis'>id " << queue.id << ", "
+            << escape(typeName) << " queue</text>\n";
 
         auto selection = step.selection.find(queue.id);
         std::set<uint32_t> queueSelected;
@@ -125,13 +126,13 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
             svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='7' class='"
                 << (isSelected ? "selected" : "held") << (taken.count(frame.frameNum) ? " taken" : "") << "'>"
                 << "<title>frame " << frame.frameNum << " at " << number(ms(time->second)) << " ms</title></circle>\n";
-            svg << "<text x='" << number(fx) << "' y='" << number(y - 11) << "' class='frame'>" << frame.frameNum
+            svg << "<text x='" << number(fx) << "' y='" << number(y - 15) << "' class='frame'>" << frame.frameNum
                 << "</text>\n";
             if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frame.frameNum && &queue == &spec.queues[row])
                 svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='12' class='anchor'/>\n";
             if (queue.type == 1) {
                 if (const CheckResult *check = checkOf(step, frame.frameNum)) {
-                    svg << "<text x='" << number(fx) << "' y='" << number(y + 22) << "' class='"
+                    svg << "<text x='" << number(fx) << "' y='" << number(y + 27) << "' class='"
                         << (check->verdict.first ? "ok'>&#10003;" : "bad'>&#10007;") << "</text>\n";
                     if (!check->verdict.first)
                         notes.push_back("frame " + std::to_string(frame.frameNum) + " refused: " + check->reason);
@@ -180,6 +181,18 @@ std::string drawTimeline(const std::vector<TraceResult> &traces)
         for (const StepResult &step : trace.steps)
             if (step.selectRan)
                 top += drawStep(body, trace, step, top);
+
+    // The legend, drawn once at the bottom.
+    body << "<g transform='translate(10," << number(top + 4) << ")' class='axis'>"
+         << "<circle cx='6' cy='0' r='6' class='held'/><text x='16' y='4'>held by the queue</text>"
+         << "<circle cx='136' cy='0' r='6' class='selected'/><text x='146' y='4'>selected</text>"
+         << "<circle cx='216' cy='0' r='6' class='selected taken'/><text x='226' y='4'>taken by the host</text>"
+         << "<circle cx='346' cy='0' r='9' class='anchor'/><text x='360' y='4'>anchor</text>"
+         << "<text x='420' y='5' class='ok'>&#10003;</text><text x='430' y='4'>accepted</text>"
+         << "<text x='500' y='5' class='bad'>&#10007;</text><text x='510' y='4'>refused</text>"
+         << "<rect x='570' y='-7' width='14' height='14' class='window'/><text x='590' y='4'>after zsdTs</text>"
+         << "</g>\n";
+    top += 20;
 
     std::ostringstream svg;
     svg << "<svg xmlns='http://www.w3.org/2000/svg' width='" << kWidth << "' height='" << number(top + 20)

@@ -1,0 +1,243 @@
+// zsl-replay as an engineer runs it: the built program on small traces,
+// results read back from --json.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using nlohmann::json;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+Outcome replay(const std::string &args)
+{
+    char errPath[] = "/tmp/zsl-replay-err-XXXXXX";
+    int errFd = mkstemp(errPath);
+    close(errFd);
+    Outcome run;
+    std::string command = std::string(ZSL_REPLAY_PATH) + " " + args + " 2>" + errPath;
+    FILE *pipe = popen(command.c_str(), "r");
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0)
+        run.out.append(buffer, n);
+    int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::ifstream err(errPath);
+    run.err.assign(std::istreambuf_iterator<char>(err), {});
+    unlink(errPath);
+    return run;
+}
+
+// Writes a trace to a temporary file that lives as long as the object.
+class TraceFile {
+public:
+    explicit TraceFile(const std::string &text)
+    {
+        char path[] = "/tmp/zsl-trace-XXXXXX";
+        int fd = mkstemp(path);
+        close(fd);
+        mPath = path;
+        std::ofstream(mPath) << text;
+    }
+    ~TraceFile() { unlink(mPath.c_str()); }
+    const std::string &path() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+json replayJson(const std::string &args)
+{
+    Outcome run = replay("--json " + args);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return json::parse(run.out);
+}
+
+const json &step(const json &out, size_t trace, size_t index = 0)
+{
+    return out["traces"][trace]["steps"][index];
+}
+
+TEST(ZslReplayBuiltin, ReplaysTheFourExampleCaptures)
+{
+    json out = replayJson("");
+    ASSERT_EQ(out["traces"].size(), 4u);
+
+    const json &overview = step(out, 0);
+    EXPECT_EQ(overview["needed"], true);
+    EXPECT_EQ(overview["selection"], json::parse(R"({"0": [44, 45, 46], "1": [44, 45, 46]})"));
+    EXPECT_EQ(overview["anchorFrame"], 44);
+    EXPECT_EQ(overview["taken"], json::array({44}));
+    for (const json &check : overview["checks"])
+        EXPECT_EQ(check["verdict"], json::array({true, true}));
+
+    const json &motion = step(out, 1);
+    EXPECT_EQ(motion["selection"]["0"], json::array({52, 53, 54, 55, 56}));
+    EXPECT_EQ(motion["taken"], json::array({52, 53, 54}));
+    // Anchor 120 ms back, plus 30 ms: exact, as both are rebased together.
+    EXPECT_EQ(motion["zsdTs"].get<int64_t>() - motion["captureTimeNs"].get<int64_t>(), -90000000);
+
+    const json &superResolution = step(out, 2);
+    EXPECT_EQ(superResolution["checks"][0]["frame"], 64);
+    EXPECT_EQ(superResolution["checks"][0]["verdict"], json::array({false, false}));
+    EXPECT_EQ(superResolution["checks"][0]["reason"], "sensor mode 2, request wants 3");
+    EXPECT_EQ(superResolution["taken"], json::array({65}));
+
+    const json &twoCamera = step(out, 3);
+    EXPECT_EQ(twoCamera["checks"][0]["verdict"], json::array({false, true}));
+    EXPECT_EQ(twoCamera["checks"][0]["reason"], "camera 2: AF fail: afMode=4 afState=3 lensState=1");
+    EXPECT_EQ(twoCamera["taken"], json::array({75}));
+}
+
+TEST(ZslReplayBuiltin, TextReportAndTimelineNameTheRefusals)
+{
+    char svgPath[] = "/tmp/zsl-replay-svg-XXXXXX";
+    close(mkstemp(svgPath));
+    Outcome run = replay(std::string("--svg ") + svgPath);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("frame 74: refused: camera 2: AF fail: afMode=4 afState=3 lensState=1"), std::string::npos);
+    EXPECT_NE(run.out.find("host takes: 44"), std::string::npos);
+    std::ifstream svg(svgPath);
+    std::string text((std::istreambuf_iterator<char>(svg)), {});
+    unlink(svgPath);
+    EXPECT_EQ(text.rfind("<svg", 0), 0u);
+    EXPECT_NE(text.find("frame 64 refused: sensor mode 2, request wants 3"), std::string::npos);
+    EXPECT_NE(text.find("class='anchor'"), std::string::npos);
+}
+
+TEST(ZslReplayTrace, RelativeTimesAreRebasedOnTheCaptureMoment)
+{
+    TraceFile trace(R"({
+      "properties": {"ro.vendor.camera3.zsl.default": "200"},
+      "queues": [{"id": 0, "type": "meta", "consumer": [1, 2, 3],
+                  "frames": {"1": {"shutter": 1000}, "2": {"shutter": "-500ms"}, "3": {"shutter": "-0.25s"}}}],
+      "steps": [{"select": {"requests": [{}]}}]})");
+    json out = replayJson(trace.path());
+    const json &select = step(out, 0);
+    const int64_t capture = select["captureTimeNs"];
+    EXPECT_EQ(select["shutterTimeNs"]["1"], 1000);
+    EXPECT_EQ(select["shutterTimeNs"]["2"].get<int64_t>() - capture, -500000000);
+    EXPECT_EQ(select["shutterTimeNs"]["3"].get<int64_t>() - capture, -250000000);
+    // The plug-in reads the clock after the rebase, within the call.
+    const int64_t curTime = select["curTime"];
+    EXPECT_GE(curTime, capture);
+    EXPECT_LT(curTime - capture, 1000000000);
+    EXPECT_EQ(select["selection"]["0"], json::array({3}));
+}
+
+TEST(ZslReplayTrace, PendingSupportAndSingleOperations)
+{
+    TraceFile trace(R"({
+      "properties": {"persist.vendor.kohal.selector.pending.mask": true},
+      "log": {"level": 7, "group": "0x40", "debugMask": 1},
+      "queues": [{"id": 0, "type": 1, "consumer": [10, 11],
+                  "frames": {"10": {"shutter": "-900ms",
+                                    "metadata": {"android.control.aeExposureCompensation": [],
+                                                 "0x80000009": {"type": "float", "values": [1.5]}}},
+                             "11": {"shutter": "-800ms", "metadata": {"android.control.aeExposureCompensation": 1}}}}],
+      "steps": [
+        {"needed": {"requests": [{"android.control.enableZsl": 0}]}},
+        {"select": {"fwkFrame": 9, "requests": [{}]}},
+        {"check": {"frame": 10, "request": {"korvan.quicksnapshot.isQuickSnapshot": 1}}},
+        {"check": {"frame": 11, "request": {"korvan.quicksnapshot.isQuickSnapshot": 1}}},
+        {"check": {"frame": 12, "request": null}}]})");
+    json out = replayJson(trace.path());
+    EXPECT_EQ(step(out, 0, 0)["needed"], false);
+    EXPECT_EQ(step(out, 0, 1)["selection"], json::object()); // too old, pending support on
+    EXPECT_EQ(step(out, 0, 1)["log"].back()["text"],
+              "[ZSLSelector] fwkFrame:9 consumer list ts too old, select finished");
+    // A quick snapshot needs only the EV: count 0 reads as absent, EV 0.
+    EXPECT_EQ(step(out, 0, 2)["checks"][0]["verdict"], json::array({true, true}));
+    EXPECT_EQ(step(out, 0, 3)["checks"][0]["verdict"], json::array({false, true}));
+    EXPECT_EQ(step(out, 0, 3)["checks"][0]["reason"], "isRequiredEV fail: EV(History)=1, EV(Target)=0");
+    EXPECT_EQ(step(out, 0, 4)["checks"][0]["verdict"], json::array({true, true})); // no record
+}
+
+struct BadInput {
+    const char *name;
+    const char *trace;      // written to a file; nullptr: a path that does not exist
+    const char *place;      // in the message
+    const char *expected;   // in the message
+};
+
+class ZslReplayBadInput : public testing::TestWithParam<BadInput> {};
+
+TEST_P(ZslReplayBadInput, OneLineNamingFilePlaceAndExpectation)
+{
+    const BadInput &c = GetParam();
+    std::unique_ptr<TraceFile> file;
+    std::string path = "/nonexistent/trace.json";
+    if (c.trace) {
+        file = std::make_unique<TraceFile>(c.trace);
+        path = file->path();
+    }
+    Outcome run = replay(path);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(run.out.empty());
+    ASSERT_FALSE(run.err.empty());
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err; // exactly one line
+    EXPECT_NE(run.err.find(path), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(c.place), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(c.expected), std::string::npos) << run.err;
+}
+
+#define QUEUE(frames) R"({"queues": [{"id": 0, "type": "meta", "frames": )" frames R"(}], "steps": []})"
+
+INSTANTIATE_TEST_SUITE_P(
+    Errors, ZslReplayBadInput,
+    testing::Values(
+        BadInput{"unreadableFile", nullptr, "at /", "cannot read the file"},
+        BadInput{"invalidJson", R"({"queues": [)", "byte", "invalid JSON"},
+        BadInput{"unknownTagName", QUEUE(R"({"1": {"shutter": 0, "metadata": {"android.control.afModee": 1}}})"),
+                 "/queues/0/frames/1/metadata/android.control.afModee", "unknown tag name"},
+        BadInput{"wrongValueType", QUEUE(R"({"1": {"shutter": 0, "metadata": {"android.control.afMode": "4"}}})"),
+                 "/queues/0/frames/1/metadata/android.control.afMode", "expected an integer"},
+        BadInput{"wrongDeclaredType",
+                 QUEUE(R"({"1": {"shutter": 0, "metadata": {"korvan.mfnr.enabled": {"type": "int32", "values": [1]}}}})"),
+                 "/queues/0/frames/1/metadata/korvan.mfnr.enabled/type", "wrong value type"},
+        BadInput{"byteOutOfRange", QUEUE(R"({"1": {"shutter": 0, "metadata": {"android.control.afMode": 256}}})"),
+                 "/queues/0/frames/1/metadata/android.control.afMode", "out of range"},
+        BadInput{"missingShutter", QUEUE(R"({"1": {}})"), "/queues/0/frames/1/shutter", "missing required field"},
+        BadInput{"missingQueueId", R"({"queues": [{"type": 1}], "steps": []})", "/queues/0/id",
+                 "missing required field \"id\""},
+        BadInput{"missingSteps", R"({"queues": []})", "/steps", "missing required field"},
+        BadInput{"queueIdOutOfRange", R"({"queues": [{"id": 4294967296, "type": 1}], "steps": []})", "/queues/0/id",
+                 "out of range"},
+        BadInput{"frameNumberOutOfRange", QUEUE(R"({"4294967296": {"shutter": 0}})"), "/queues/0/frames/4294967296",
+                 "out of range"},
+        BadInput{"negativeFrameInList", R"({"queues": [{"id": 0, "type": 1, "consumer": [-1]}], "steps": []})",
+                 "/queues/0/consumer/0", "out of range"},
+        BadInput{"typoInKey", R"({"queues": [{"id": 0, "type": 1, "consumr": [1]}], "steps": []})",
+                 "/queues/0/consumr", "unknown key"},
+        BadInput{"badTime", QUEUE(R"({"1": {"shutter": "-33 ms"}})"), "/queues/0/frames/1/shutter",
+                 "expected a time"},
+        BadInput{"unknownStep", R"({"queues": [], "steps": [{"capture!": {}}]})", "/steps/0/capture!",
+                 "unknown step"}),
+    [](const testing::TestParamInfo<BadInput> &info) { return info.param.name; });
+
+TEST(ZslReplayPlugin, UnloadablePluginIsNamedWithTheLoadersReason)
+{
+    Outcome missing = replay("--plugin /nonexistent/com.korvan.zsl.default.so");
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("cannot load the plug-in /nonexistent/com.korvan.zsl.default.so: "), std::string::npos);
+    EXPECT_NE(missing.err.find("No such file"), std::string::npos) << missing.err;
+
+    Outcome noFactory = replay("--plugin libm.so.6");
+    EXPECT_EQ(noFactory.status, 2);
+    EXPECT_NE(noFactory.err.find("undefined symbol: createZSLSelector"), std::string::npos) << noFactory.err;
+}
+
+} // namespace
