@@ -2,12 +2,12 @@
 
 #include <HostFrameQueue.h>
 #include <PluginLoader.h>
+#include <SelectorProperties.h>
 
 #include <StaticMetadataWraper.h>
 #include <kodebug/Log.h>
 #include <kodebug/SystemLogSink.h>
 
-#include <android-base/properties.h>
 #include <utils/Timers.h>
 
 #include <algorithm>
@@ -16,13 +16,6 @@
 namespace replay {
 
 namespace {
-
-const char *const kSelectorProperties[] = {
-    "persist.vendor.kohal.selector.pending.mask",
-    "ro.vendor.camera3.zsl.default",
-    "ro.vendor.camera3.zsl.project",
-    "vendor.debug.camera3.zsl.timestamp",
-};
 
 // Collects the system log for the length of a replay.
 class LogTap {
@@ -51,13 +44,13 @@ struct Queues {
 Queues buildQueues(const TraceSpec &trace, int64_t captureNs, StepResult &result)
 {
     Queues queues;
-    for (const QueueSpec &spec : trace.queues) {
-        auto queue = std::make_shared<kohost::HostFrameQueue>(spec.id, spec.type, spec.name);
-        queue->setList(kohal::CONSUMER_LIST, spec.consumer);
-        queue->setList(kohal::PRODUCER_LIST, spec.producer);
-        const bool firstMeta = spec.type == kohal::ZSL_QUEUE_TYPE_META && !queues.meta;
-        for (const FrameSpec &frame : spec.frames) {
-            if (spec.type == kohal::ZSL_QUEUE_TYPE_META) {
+    for (const QueueSpec &input : trace.queues) {
+        auto queue = std::make_shared<kohost::HostFrameQueue>(input.id, input.type, input.name);
+        queue->setList(kohal::CONSUMER_LIST, input.consumer);
+        queue->setList(kohal::PRODUCER_LIST, input.producer);
+        const bool firstMeta = input.type == kohal::ZSL_QUEUE_TYPE_META && !queues.meta;
+        for (const FrameSpec &frame : input.frames) {
+            if (input.type == kohal::ZSL_QUEUE_TYPE_META) {
                 kohal::MetaInfo info;
                 info.shutterTime = frame.shutter->at(captureNs);
                 info.metadata = buildMetadata(frame.metadata, captureNs);
@@ -66,16 +59,16 @@ Queues buildQueues(const TraceSpec &trace, int64_t captureNs, StepResult &result
                 if (firstMeta)
                     result.shutterNs[frame.frameNum] = info.shutterTime;
                 queue->putMetaFrame(frame.frameNum, std::move(info));
-            } else if (spec.type == kohal::ZSL_QUEUE_TYPE_SENSOR_MODE) {
+            } else if (input.type == kohal::ZSL_QUEUE_TYPE_SENSOR_MODE) {
                 queue->putSensorModeFrame(frame.frameNum, *frame.sensorMode);
             } else {
                 queue->putFrame(frame.frameNum);
             }
         }
         if (firstMeta) {
-            queues.meta = &spec;
-            result.consumer = spec.consumer;
-            result.producer = spec.producer;
+            queues.meta = &input;
+            result.consumer = input.consumer;
+            result.producer = input.producer;
         }
         queues.list.push_back(queue);
     }
@@ -238,10 +231,7 @@ void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const Ste
 
 TraceResult Replayer::run(const TraceSpec &trace) const
 {
-    for (const char *key : kSelectorProperties)
-        android::base::SetProperty(key, "");
-    for (const auto &[key, value] : trace.properties)
-        android::base::SetProperty(key, value);
+    kohost::setSelectorProperties(trace.properties);
     for (const auto &[camera, meta] : trace.staticMetadata)
         StaticMetadataWraper::getInstance()->setStaticMetadata(camera, buildMetadata(meta, 0));
     kodebug::gKoCamLogLevel = trace.logLevel;
@@ -249,7 +239,7 @@ TraceResult Replayer::run(const TraceSpec &trace) const
     kodebug::gKoCamDebugMask = trace.debugMask;
 
     TraceResult result;
-    result.spec = &trace;
+    result.input = &trace;
     LogTap tap;
     kohost::PluginLoader plugin;
     if (!plugin.load(mPluginPath))
@@ -259,7 +249,7 @@ TraceResult Replayer::run(const TraceSpec &trace) const
         result.setupLog = tap.since(0);
         for (const StepSpec &step : trace.steps) {
             result.steps.emplace_back();
-            result.steps.back().spec = &step;
+            result.steps.back().input = &step;
             runStep(*selector, trace, step, tap, result.steps.back());
         }
     }

@@ -40,7 +40,7 @@ struct CheckResult {
 };
 
 struct StepResult {
-    const StepSpec *spec = nullptr;
+    const StepSpec *input = nullptr;
     int64_t captureNs = 0; // the clock just before the queues were built
     std::optional<bool> needed;
     bool selectRan = false;
@@ -60,7 +60,7 @@ struct StepResult {
 };
 
 struct TraceResult {
-    const TraceSpec *spec = nullptr;
+    const TraceSpec *input = nullptr;
     std::vector<LogLine> setupLog; // the selector's configuration line
     std::vector<StepResult> steps;
 };

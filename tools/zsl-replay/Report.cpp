@@ -69,16 +69,16 @@ nlohmann::json logJson(const std::vector<LogLine> &log)
 
 void writeText(std::ostream &out, const TraceResult &trace, bool withLog)
 {
-    out << "== " << trace.spec->name << "  (" << trace.spec->file << ")\n";
-    if (!trace.spec->description.empty())
-        out << "   " << trace.spec->description << "\n";
+    out << "== " << trace.input->name << "  (" << trace.input->file << ")\n";
+    if (!trace.input->description.empty())
+        out << "   " << trace.input->description << "\n";
     for (const LogLine &line : trace.setupLog)
         out << "   selector: " << line.text << "\n";
     for (const StepResult &step : trace.steps) {
-        const StepSpec &spec = *step.spec;
-        out << "-- " << kindName(spec.kind) << " fwkFrame " << spec.fwkFrame;
-        if (!spec.label.empty())
-            out << ": " << spec.label;
+        const StepSpec &input = *step.input;
+        out << "-- " << kindName(input.kind) << " fwkFrame " << input.fwkFrame;
+        if (!input.label.empty())
+            out << ": " << input.label;
         out << "\n";
         if (step.needed)
             out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
@@ -103,7 +103,7 @@ void writeText(std::ostream &out, const TraceResult &trace, bool withLog)
         }
         for (const CheckResult &check : step.checks)
             out << "   frame " << check.frame << ": " << verdictText(check) << "\n";
-        if (spec.kind == StepSpec::Kind::Capture && step.selectRan)
+        if (input.kind == StepSpec::Kind::Capture && step.selectRan)
             out << "   host takes: " << frames(step.taken) << "\n";
         if (withLog)
             writeLog(out, step.log);
@@ -114,9 +114,9 @@ nlohmann::json toJson(const TraceResult &trace)
 {
     nlohmann::json steps = nlohmann::json::array();
     for (const StepResult &step : trace.steps) {
-        nlohmann::json out = {{"kind", kindName(step.spec->kind)},
-                              {"label", step.spec->label},
-                              {"fwkFrame", step.spec->fwkFrame},
+        nlohmann::json out = {{"kind", kindName(step.input->kind)},
+                              {"label", step.input->label},
+                              {"fwkFrame", step.input->fwkFrame},
                               {"captureTimeNs", step.captureNs}};
         if (step.needed)
             out["needed"] = *step.needed;
@@ -144,13 +144,13 @@ nlohmann::json toJson(const TraceResult &trace)
                               {"accepted", check.verdict.first},
                               {"reason", check.reason}});
         out["checks"] = checks;
-        if (step.spec->kind == StepSpec::Kind::Capture && step.selectRan)
+        if (step.input->kind == StepSpec::Kind::Capture && step.selectRan)
             out["taken"] = step.taken;
         out["log"] = logJson(step.log);
         steps.push_back(out);
     }
-    return {{"name", trace.spec->name},
-            {"file", trace.spec->file},
+    return {{"name", trace.input->name},
+            {"file", trace.input->file},
             {"setupLog", logJson(trace.setupLog)},
             {"steps", steps}};
 }

@@ -48,7 +48,7 @@ const CheckResult *checkOf(const StepResult &step, uint32_t frame)
 // One panel per select or capture step; answers its height.
 double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepResult &step, double top)
 {
-    const TraceSpec &spec = *trace.spec;
+    const TraceSpec &input = *trace.input;
     const int64_t origin = step.captureNs;
     auto ms = [origin](int64_t ns) { return static_cast<double>(ns - origin) / 1e6; };
 
@@ -69,10 +69,10 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
     std::set<uint32_t> selected(step.selectedFrames.begin(), step.selectedFrames.end());
     std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
     const double rowsTop = top + 58;
-    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(spec.queues.size());
+    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(input.queues.size());
 
-    std::string title = spec.name + " - " + (step.spec->label.empty() ? "capture" : step.spec->label) +
-                        " (fwkFrame " + std::to_string(step.spec->fwkFrame) + ")";
+    std::string title = input.name + " - " + (step.input->label.empty() ? "capture" : step.input->label) +
+                        " (fwkFrame " + std::to_string(step.input->fwkFrame) + ")";
     svg << "<text x='10' y='" << number(top + 20) << "' class='title'>" << escape(title) << "</text>\n";
 
     // The window of frames new enough to be the anchor: after zsdTs.
@@ -100,8 +100,8 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
             << number(t) << " ms</text>\n";
 
     std::vector<std::string> notes;
-    for (size_t row = 0; row < spec.queues.size(); ++row) {
-        const QueueSpec &queue = spec.queues[row];
+    for (size_t row = 0; row < input.queues.size(); ++row) {
+        const QueueSpec &queue = input.queues[row];
         const double y = rowsTop + kRowHeight * static_cast<double>(row) + kRowHeight / 2;
         svg << "<line x1='" << number(kLeft) << "' x2='" << number(kWidth - kRight) << "' y1='" << number(y)
             << "' y2='" << number(y) << "' class='row'/>\n";
@@ -128,7 +128,7 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
                 << "<title>frame " << frame.frameNum << " at " << number(ms(time->second)) << " ms</title></circle>\n";
             svg << "<text x='" << number(fx) << "' y='" << number(y - 15) << "' class='frame'>" << frame.frameNum
                 << "</text>\n";
-            if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frame.frameNum && &queue == &spec.queues[row])
+            if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frame.frameNum && &queue == &input.queues[row])
                 svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='12' class='anchor'/>\n";
             if (queue.type == 1) {
                 if (const CheckResult *check = checkOf(step, frame.frameNum)) {
@@ -154,7 +154,7 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
         summary += std::to_string(frame) + " ";
     if (step.selectedFrames.empty())
         summary += "none ";
-    if (step.spec->kind == StepSpec::Kind::Capture) {
+    if (step.input->kind == StepSpec::Kind::Capture) {
         summary += "  host takes: ";
         for (uint32_t frame : step.taken)
             summary += std::to_string(frame) + " ";

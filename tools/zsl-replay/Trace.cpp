@@ -154,15 +154,15 @@ public:
 
     MetaSpec metadata(const json &value, const std::string &place) const
     {
-        MetaSpec spec;
+        MetaSpec input;
         if (value.is_null()) {
-            spec.null = true;
-            return spec;
+            input.null = true;
+            return input;
         }
         object(value, place);
         for (auto it = value.begin(); it != value.end(); ++it)
-            spec.entries.push_back(entry(it.key(), it.value(), at(place, it.key())));
-        return spec;
+            input.entries.push_back(entry(it.key(), it.value(), at(place, it.key())));
+        return input;
     }
 
     MetaEntrySpec entry(const std::string &key, const json &value, const std::string &place) const
@@ -266,22 +266,22 @@ public:
     QueueSpec queue(const json &value, const std::string &place) const
     {
         keys(value, place, {"id", "type", "name", "consumer", "producer", "frames"}, {"id", "type"});
-        QueueSpec spec;
-        spec.id = u32(value["id"], at(place, "id"), "a queue id");
-        spec.type = queueType(value["type"], at(place, "type"));
-        spec.name = value.contains("name") ? string(value["name"], at(place, "name"))
-                                           : "queue" + std::to_string(spec.id);
+        QueueSpec input;
+        input.id = u32(value["id"], at(place, "id"), "a queue id");
+        input.type = queueType(value["type"], at(place, "type"));
+        input.name = value.contains("name") ? string(value["name"], at(place, "name"))
+                                           : "queue" + std::to_string(input.id);
         if (value.contains("consumer"))
-            spec.consumer = frameList(value["consumer"], at(place, "consumer"));
+            input.consumer = frameList(value["consumer"], at(place, "consumer"));
         if (value.contains("producer"))
-            spec.producer = frameList(value["producer"], at(place, "producer"));
+            input.producer = frameList(value["producer"], at(place, "producer"));
         if (value.contains("frames")) {
             const std::string framesPlace = at(place, "frames");
             const json &frames = object(value["frames"], framesPlace);
             for (auto it = frames.begin(); it != frames.end(); ++it)
-                spec.frames.push_back(frame(spec.type, it.key(), it.value(), at(framesPlace, it.key())));
+                input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key())));
         }
-        return spec;
+        return input;
     }
 
     uint32_t keyNumber(const std::string &key, const std::string &place, const std::string &what,
@@ -300,13 +300,13 @@ public:
 
     FrameSpec frame(int queueType, const std::string &key, const json &value, const std::string &place) const
     {
-        FrameSpec spec;
-        spec.frameNum = keyNumber(key, place, "a frame number");
+        FrameSpec input;
+        input.frameNum = keyNumber(key, place, "a frame number");
         if (queueType == 1) {
             keys(value, place, {"shutter", "metadata", "physical"}, {"shutter"});
-            spec.shutter = time(value["shutter"], at(place, "shutter"));
+            input.shutter = time(value["shutter"], at(place, "shutter"));
             if (value.contains("metadata"))
-                spec.metadata = metadata(value["metadata"], at(place, "metadata"));
+                input.metadata = metadata(value["metadata"], at(place, "metadata"));
             if (value.contains("physical")) {
                 const std::string physicalPlace = at(place, "physical");
                 const json &cameras = object(value["physical"], physicalPlace);
@@ -314,17 +314,17 @@ public:
                     std::string cameraPlace = at(physicalPlace, it.key());
                     int camera = static_cast<int>(
                         static_cast<int32_t>(keyNumber(it.key(), cameraPlace, "a camera id", INT32_MIN, INT32_MAX)));
-                    spec.physical.emplace_back(camera, metadata(it.value(), cameraPlace));
+                    input.physical.emplace_back(camera, metadata(it.value(), cameraPlace));
                 }
             }
         } else if (queueType == 2) {
             keys(value, place, {"sensorMode"}, {"sensorMode"});
-            spec.sensorMode = static_cast<int32_t>(
+            input.sensorMode = static_cast<int32_t>(
                 integer(value["sensorMode"], at(place, "sensorMode"), INT32_MIN, INT32_MAX, "a sensor mode"));
         } else {
             keys(value, place, {});
         }
-        return spec;
+        return input;
     }
 
     std::vector<MetaSpec> requests(const json &value, const std::string &place) const
@@ -344,28 +344,28 @@ public:
         const std::string kind = value.begin().key();
         const json &body = value.begin().value();
         const std::string bodyPlace = at(place, kind);
-        StepSpec spec;
+        StepSpec input;
         if (kind == "capture" || kind == "select" || kind == "needed") {
-            spec.kind = kind == "capture" ? StepSpec::Kind::Capture
+            input.kind = kind == "capture" ? StepSpec::Kind::Capture
                         : kind == "select" ? StepSpec::Kind::Select
                                            : StepSpec::Kind::Needed;
             keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId"}, {"requests"});
             if (body.contains("used"))
-                spec.used = frameList(body["used"], at(bodyPlace, "used"));
-            spec.requests = requests(body["requests"], at(bodyPlace, "requests"));
+                input.used = frameList(body["used"], at(bodyPlace, "used"));
+            input.requests = requests(body["requests"], at(bodyPlace, "requests"));
             if (body.contains("logicalId"))
-                spec.logicalId = u32(body["logicalId"], at(bodyPlace, "logicalId"), "a camera id");
+                input.logicalId = u32(body["logicalId"], at(bodyPlace, "logicalId"), "a camera id");
         } else if (kind == "check") {
-            spec.kind = StepSpec::Kind::Check;
+            input.kind = StepSpec::Kind::Check;
             keys(body, bodyPlace,
                  {"label", "fwkFrame", "frame", "request", "logicalId", "reqtMasterId", "masterRoleId", "AiHLFrameNum"},
                  {"frame", "request"});
-            spec.frame = u32(body["frame"], at(bodyPlace, "frame"), "a frame number");
-            spec.request = metadata(body["request"], at(bodyPlace, "request"));
-            const std::pair<const char *, uint32_t *> ids[] = {{"logicalId", &spec.logicalId},
-                                                               {"reqtMasterId", &spec.reqtMasterId},
-                                                               {"masterRoleId", &spec.masterRoleId},
-                                                               {"AiHLFrameNum", &spec.aiHLFrameNum}};
+            input.frame = u32(body["frame"], at(bodyPlace, "frame"), "a frame number");
+            input.request = metadata(body["request"], at(bodyPlace, "request"));
+            const std::pair<const char *, uint32_t *> ids[] = {{"logicalId", &input.logicalId},
+                                                               {"reqtMasterId", &input.reqtMasterId},
+                                                               {"masterRoleId", &input.masterRoleId},
+                                                               {"AiHLFrameNum", &input.aiHLFrameNum}};
             for (const auto &[name, field] : ids)
                 if (body.contains(name))
                     *field = u32(body[name], at(bodyPlace, name), std::string("a ") + name);
@@ -373,30 +373,30 @@ public:
             fail(at(place, kind), "unknown step \"" + kind + "\" (expected capture, select, check or needed)");
         }
         if (body.contains("label"))
-            spec.label = string(body["label"], at(bodyPlace, "label"));
+            input.label = string(body["label"], at(bodyPlace, "label"));
         if (body.contains("fwkFrame"))
-            spec.fwkFrame = u32(body["fwkFrame"], at(bodyPlace, "fwkFrame"), "a frame number");
-        return spec;
+            input.fwkFrame = u32(body["fwkFrame"], at(bodyPlace, "fwkFrame"), "a frame number");
+        return input;
     }
 
     TraceSpec trace(const json &root) const
     {
         keys(root, "", {"name", "description", "properties", "log", "staticMetadata", "queues", "steps"},
              {"queues", "steps"});
-        TraceSpec spec;
-        spec.file = mFile;
-        spec.name = root.contains("name") ? string(root["name"], "/name") : mFile;
+        TraceSpec input;
+        input.file = mFile;
+        input.name = root.contains("name") ? string(root["name"], "/name") : mFile;
         if (root.contains("description"))
-            spec.description = string(root["description"], "/description");
+            input.description = string(root["description"], "/description");
         if (root.contains("properties")) {
             const json &properties = object(root["properties"], "/properties");
             for (auto it = properties.begin(); it != properties.end(); ++it) {
                 const json &v = it.value();
                 std::string place = at("/properties", it.key());
                 if (v.is_string())
-                    spec.properties.emplace_back(it.key(), v.get<std::string>());
+                    input.properties.emplace_back(it.key(), v.get<std::string>());
                 else if (v.is_number_integer() || v.is_boolean())
-                    spec.properties.emplace_back(it.key(), v.dump());
+                    input.properties.emplace_back(it.key(), v.dump());
                 else
                     fail(place, "expected a property value: a string, an integer or a boolean");
             }
@@ -405,26 +405,26 @@ public:
             const json &log = root["log"];
             keys(log, "/log", {"level", "group", "debugMask"});
             if (log.contains("level"))
-                spec.logLevel = u32(log["level"], "/log/level", "a log level");
+                input.logLevel = u32(log["level"], "/log/level", "a log level");
             if (log.contains("group"))
-                spec.logGroup = u32(log["group"], "/log/group", "a log-group mask");
+                input.logGroup = u32(log["group"], "/log/group", "a log-group mask");
             if (log.contains("debugMask"))
-                spec.debugMask = u32(log["debugMask"], "/log/debugMask", "a debug mask");
+                input.debugMask = u32(log["debugMask"], "/log/debugMask", "a debug mask");
         }
         if (root.contains("staticMetadata")) {
             const json &cameras = object(root["staticMetadata"], "/staticMetadata");
             for (auto it = cameras.begin(); it != cameras.end(); ++it) {
                 std::string place = at("/staticMetadata", it.key());
-                spec.staticMetadata[keyNumber(it.key(), place, "a logical camera id")] = metadata(it.value(), place);
+                input.staticMetadata[keyNumber(it.key(), place, "a logical camera id")] = metadata(it.value(), place);
             }
         }
         const json &queues = array(root["queues"], "/queues");
         for (size_t i = 0; i < queues.size(); ++i)
-            spec.queues.push_back(queue(queues[i], at("/queues", i)));
+            input.queues.push_back(queue(queues[i], at("/queues", i)));
         const json &steps = array(root["steps"], "/steps");
         for (size_t i = 0; i < steps.size(); ++i)
-            spec.steps.push_back(step(steps[i], at("/steps", i)));
-        return spec;
+            input.steps.push_back(step(steps[i], at("/steps", i)));
+        return input;
     }
 
 private:
@@ -458,12 +458,12 @@ TraceSpec readTraceFile(const std::string &path)
     return parseTrace(text.str(), path);
 }
 
-std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &spec, int64_t captureNs)
+std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &input, int64_t captureNs)
 {
-    if (spec.null)
+    if (input.null)
         return nullptr;
     auto meta = std::make_shared<KoMetadata>();
-    for (const MetaEntrySpec &entry : spec.entries) {
+    for (const MetaEntrySpec &entry : input.entries) {
         switch (entry.type) {
         case KoMetadata::TYPE_BYTE: {
             std::vector<uint8_t> v;

@@ -98,7 +98,7 @@ struct TraceSpec {
 TraceSpec parseTrace(const std::string &text, const std::string &file);
 TraceSpec readTraceFile(const std::string &path);
 
-// Builds the metadata a spec describes, with relative times at captureNs.
-std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &spec, int64_t captureNs);
+// Builds the metadata a input describes, with relative times at captureNs.
+std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &input, int64_t captureNs);
 
 } // namespace replay

@@ -1,0 +1,21 @@
+#include "SelectorProperties.h"
+
+#include <android-base/properties.h>
+
+namespace kohost {
+
+void setSelectorProperties(const PropertyList &properties)
+{
+    static const char *const kSelectorProperties[] = {
+        "persist.vendor.kohal.selector.pending.mask",
+        "ro.vendor.camera3.zsl.default",
+        "ro.vendor.camera3.zsl.project",
+        "vendor.debug.camera3.zsl.timestamp",
+    };
+    for (const char *key : kSelectorProperties)
+        android::base::SetProperty(key, "");
+    for (const auto &property : properties)
+        android::base::SetProperty(property.first, property.second);
+}
+
+} // namespace kohost
