@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <string>
 #include <limits>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace {
@@ -19,7 +19,7 @@ namespace {
 const int32_t gSupportPending =
     property_get_bool("persist.vendor.kohal.selector.pending.mask", 0) ? 1 : 0;
 
-constexpr uint32_t kTagEnableZsl = 0x10029; // android.control.enableZsl
+constexpr uint32_t kTagEnableZsl = 0x10029;              // android.control.enableZsl
 constexpr uint32_t kTagAeExposureCompensation = 0x10001; // android.control.aeExposureCompensation
 constexpr uint32_t kTagAfMode = 0x10007;                 // android.control.afMode
 constexpr uint32_t kTagAeState = 0x1001f;                // android.control.aeState
@@ -226,7 +226,9 @@ ZSLSelectorDefault::ZSLSelectorDefault()
     int64_t defaultMs = property_get_int64("ro.vendor.camera3.zsl.default", 0);
     int64_t projectMs = property_get_int64("ro.vendor.camera3.zsl.project", 0);
     int64_t userMs = property_get_int64("vendor.debug.camera3.zsl.timestamp", 0);
-    mZSLTimeDiffMs = defaultMs + projectMs + userMs;
+    // Wraps like the device's 64-bit sum instead of overflowing undefined.
+    mZSLTimeDiffMs = static_cast<int64_t>(static_cast<uint64_t>(defaultMs) + static_cast<uint64_t>(projectMs) +
+                                          static_cast<uint64_t>(userMs));
     mReservedFlag1 = true;
     ZSL_LOGI("mSupportPending %d mZSLTimeDiffMs(%ld) = default(%ld)+project(%ld)+user(%ld)",
              mSupportPending, mZSLTimeDiffMs, defaultMs, projectMs, userMs);
