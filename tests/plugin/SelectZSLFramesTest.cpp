@@ -77,138 +77,50 @@ TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
     }
 }
 
-SelectCase make(const char *name)
-{
-    SelectCase c;
-    c.name = name;
-    return c;
-}
+const std::vector<SelectCase> kSelectCases = {
+    {.name = "anchorInsideConsumerList", .expected = {11, 12},
+     .anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]"},
+    {.name = "severalRequestsEndAtTheAnchor", .requestCount = 2, .expected = {10, 11, 12},
+     .anchorLine = "offset:-2 csbegin:0 consumerQ[10 11 12 ]"},
+    {.name = "beginClampedAtZero", .requestCount = 5, .expected = {10, 11, 12},
+     .anchorLine = "offset:-2 csbegin:0 consumerQ[10 11 12 ]"},
+    {.name = "usedFramesBoundTheSelection", .used = {3, 11}, .expected = {12},
+     .anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]"},
+    {.name = "shutterEqualToZsdTsIsNotNewEnough", .zsdTs = 200, .expected = {12}},
+    {.name = "anchorAtTheEndTakesEveryProducerFrame", .zsdTs = 250, .producer = {{13, 400}, {14, 500}},
+     .expected = {12, 13, 14}, .anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]"},
+    {.name = "anchorBeforeTheEndTakesNoProducerFrame", .producer = {{13, 400}}, .expected = {11, 12}},
+    {.name = "anchorAtTheEndWithSeveralRequests", .zsdTs = 250, .requestCount = 3,
+     .producer = {{13, 400}, {14, 500}}, .expected = {10, 11, 12, 13, 14}},
+    {.name = "noAnchorScansTheProducerList", .zsdTs = 1000, .producer = {{13, 400}, {14, 1100}, {15, 1200}},
+     .expected = {14, 15}, .anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]"},
+    {.name = "noAnchorTwoRequestsStartAtProducerZero", .zsdTs = 1000, .requestCount = 2,
+     .producer = {{13, 400}, {14, 1100}, {15, 1200}}, .expected = {13, 14, 15},
+     .anchorLine = "offset:1 csbegin:3 consumerQ[10 11 12 ]"},
+    {.name = "noAnchorThreeRequestsReachBackIntoConsumers", .zsdTs = 1000, .requestCount = 3,
+     .producer = {{13, 400}, {14, 1100}, {15, 1200}}, .expected = {12, 13, 14, 15},
+     .anchorLine = "offset:1 csbegin:2 consumerQ[10 11 12 ]"},
+    // The scan ends on 14 (offset 1) without finding a frame new enough.
+    {.name = "producerFrameWithoutRecordIsPassedOver", .zsdTs = 1000, .producer = {{13, std::nullopt}, {14, 900}},
+     .expected = {14}, .anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]"},
+    {.name = "emptyProducerListLeavesTheLastOldConsumerFrame", .zsdTs = 1000, .expected = {12},
+     .anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]"},
+    {.name = "removedFrameSkippedByTheScan", .consumer = {{10, std::nullopt}, {11, 200}, {12, 300}},
+     .expected = {11, 12}, .anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]"},
+    {.name = "removedFrameAfterTheBeginIsStillSelected",
+     .consumer = {{10, 100}, {11, 200}, {12, std::nullopt}, {13, 400}}, .expected = {11, 12, 13}},
+    {.name = "removedFrameAtTheBeginMovesIt", .requestCount = 2,
+     .consumer = {{10, 100}, {11, std::nullopt}, {12, 300}}, .expected = {12},
+     .anchorLine = "offset:-1 csbegin:1 consumerQ[10 11 12 ]"},
+    {.name = "noRecordAtAllLeavesOffsetZero", .zsdTs = 1000, .consumer = {{10, std::nullopt}, {11, std::nullopt}},
+     .expected = {}, .anchorLine = "offset:0 csbegin:2 consumerQ[10 11 ]"},
+    {.name = "frameNumbersCompareUnsigned", .used = {2147483647u},
+     .consumer = {{2147483646u, 100}, {2147483647u, 200}, {2147483648u, 300}, {4294967295u, 400}},
+     .expected = {2147483648u, 4294967295u}},
+    {.name = "lastUsedAtTheTopSelectsNothing", .used = {4294967295u}, .expected = {}},
+};
 
-std::vector<SelectCase> selectCases()
-{
-    std::vector<SelectCase> cases;
-    SelectCase c = make("anchorInsideConsumerList");
-    c.expected = {11, 12};
-    c.anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("severalRequestsEndAtTheAnchor");
-    c.requestCount = 2;
-    c.expected = {10, 11, 12};
-    c.anchorLine = "offset:-2 csbegin:0 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("beginClampedAtZero");
-    c.requestCount = 5;
-    c.expected = {10, 11, 12};
-    c.anchorLine = "offset:-2 csbegin:0 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("usedFramesBoundTheSelection");
-    c.used = {3, 11};
-    c.expected = {12};
-    c.anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("shutterEqualToZsdTsIsNotNewEnough");
-    c.zsdTs = 200;
-    c.expected = {12};
-    cases.push_back(c);
-
-    c = make("anchorAtTheEndTakesEveryProducerFrame");
-    c.zsdTs = 250;
-    c.producer = {{13, 400}, {14, 500}};
-    c.expected = {12, 13, 14};
-    c.anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("anchorBeforeTheEndTakesNoProducerFrame");
-    c.producer = {{13, 400}};
-    c.expected = {11, 12};
-    cases.push_back(c);
-
-    c = make("anchorAtTheEndWithSeveralRequests");
-    c.zsdTs = 250;
-    c.requestCount = 3;
-    c.producer = {{13, 400}, {14, 500}};
-    c.expected = {10, 11, 12, 13, 14};
-    cases.push_back(c);
-
-    c = make("noAnchorScansTheProducerList");
-    c.zsdTs = 1000;
-    c.producer = {{13, 400}, {14, 1100}, {15, 1200}};
-    c.expected = {14, 15};
-    c.anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("noAnchorTwoRequestsStartAtProducerZero");
-    c.zsdTs = 1000;
-    c.requestCount = 2;
-    c.producer = {{13, 400}, {14, 1100}, {15, 1200}};
-    c.expected = {13, 14, 15};
-    c.anchorLine = "offset:1 csbegin:3 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("noAnchorThreeRequestsReachBackIntoConsumers");
-    c.zsdTs = 1000;
-    c.requestCount = 3;
-    c.producer = {{13, 400}, {14, 1100}, {15, 1200}};
-    c.expected = {12, 13, 14, 15};
-    c.anchorLine = "offset:1 csbegin:2 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("producerFrameWithoutRecordIsPassedOver");
-    c.zsdTs = 1000;
-    c.producer = {{13, std::nullopt}, {14, 900}};
-    c.expected = {14}; // the scan ends on 14 (offset 1) without finding one new enough
-    c.anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("emptyProducerListLeavesTheLastOldConsumerFrame");
-    c.zsdTs = 1000;
-    c.expected = {12};
-    c.anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("removedFrameSkippedByTheScan");
-    c.consumer = {{10, std::nullopt}, {11, 200}, {12, 300}};
-    c.expected = {11, 12};
-    c.anchorLine = "offset:-2 csbegin:1 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("removedFrameAfterTheBeginIsStillSelected");
-    c.consumer = {{10, 100}, {11, 200}, {12, std::nullopt}, {13, 400}};
-    c.expected = {11, 12, 13};
-    cases.push_back(c);
-
-    c = make("removedFrameAtTheBeginMovesIt");
-    c.consumer = {{10, 100}, {11, std::nullopt}, {12, 300}};
-    c.requestCount = 2;
-    c.expected = {12};
-    c.anchorLine = "offset:-1 csbegin:1 consumerQ[10 11 12 ]";
-    cases.push_back(c);
-
-    c = make("noRecordAtAllLeavesOffsetZero");
-    c.consumer = {{10, std::nullopt}, {11, std::nullopt}};
-    c.zsdTs = 1000;
-    c.expected = {};
-    c.anchorLine = "offset:0 csbegin:2 consumerQ[10 11 ]";
-    cases.push_back(c);
-
-    c = make("frameNumbersCompareUnsigned");
-    c.consumer = {{2147483646u, 100}, {2147483647u, 200}, {2147483648u, 300}, {4294967295u, 400}};
-    c.used = {2147483647u};
-    c.expected = {2147483648u, 4294967295u};
-    cases.push_back(c);
-
-    c = make("lastUsedAtTheTopSelectsNothing");
-    c.used = {4294967295u};
-    c.expected = {};
-    cases.push_back(c);
-    return cases;
-}
-
-INSTANTIATE_TEST_SUITE_P(Rules, SelectZSLFrames, testing::ValuesIn(selectCases()),
+INSTANTIATE_TEST_SUITE_P(Rules, SelectZSLFrames, testing::ValuesIn(kSelectCases),
                          [](const testing::TestParamInfo<SelectCase> &info) { return info.param.name; });
 
 TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
