@@ -7,14 +7,6 @@
 
 namespace {
 
-TEST(DebugLog, FileNameIsTheBaseName)
-{
-    EXPECT_STREQ(kodebug::Log::getFileName("odm/policy/zsl/mtk/general/default/ZSLSelectorDefault.cpp"),
-                 "ZSLSelectorDefault.cpp");
-    EXPECT_STREQ(kodebug::Log::getFileName("ZSLSelectorBase.h"), "ZSLSelectorBase.h");
-    EXPECT_STREQ(kodebug::Log::getFileName("dir/"), "");
-}
-
 TEST(DebugLog, SelectorGroupHasAName)
 {
     EXPECT_STREQ(kodebug::Log::koaGroupToString(0x40), "ZSL");

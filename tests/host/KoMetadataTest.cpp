@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -115,26 +113,6 @@ TEST(KoMetadata, EraseRemovesByIdAndByName)
     EXPECT_TRUE(meta.erase(0x10029));
     EXPECT_FALSE(meta.erase(0x10029));
     EXPECT_TRUE(meta.tags().empty());
-}
-
-TEST(KoMetadata, ConcurrentFindsReadTheSameValues)
-{
-    KoMetadata meta;
-    meta.update<int64_t>("korvan.mfnr.anchorTimeStamp", {123456789});
-    meta.update<int32_t>(0x10001, {-1});
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> readers;
-    for (int t = 0; t < 4; ++t)
-        readers.emplace_back([&] {
-            for (int i = 0; i < 2000; ++i) {
-                if (meta.find("korvan.mfnr.anchorTimeStamp").data.i64[0] != 123456789 ||
-                    meta.find(0x10001).data.i32[0] != -1)
-                    ++wrong;
-            }
-        });
-    for (auto &reader : readers)
-        reader.join();
-    EXPECT_EQ(wrong, 0);
 }
 
 TEST(KoTagTable, VendorTagsLieInTheVendorRangeWithDistinctIds)

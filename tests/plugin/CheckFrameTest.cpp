@@ -171,15 +171,8 @@ TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
     auto absentOutcome = kotest::runLogged(
         [&] { return plugin.selector().checkFrame(checkInfo(queues, evRequest().u8(tag::MfnrEnabled, 1))); });
     EXPECT_EQ(absentOutcome.result, Verdict(false, false)); // no sensor-mode queue
-    auto at = std::find(absentOutcome.lines.begin(), absentOutcome.lines.end(), kSrAbsent);
-    ASSERT_NE(at, absentOutcome.lines.end());
-    EXPECT_EQ(*(at + 1), "I [ZSLSelector] checkFrameNum = 44 fwkFrameNum = 100  reqtMasterId = 0 masterRoleId = 0 "
-                         "AiHLFrameNum = 0 this = " +
-                             [&] {
-                                 char text[32];
-                                 std::snprintf(text, sizeof(text), "%p", static_cast<void *>(&plugin.selector()));
-                                 return std::string(text);
-                             }());
+    EXPECT_NE(std::find(absentOutcome.lines.begin(), absentOutcome.lines.end(), kSrAbsent),
+              absentOutcome.lines.end());
 }
 
 TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)
