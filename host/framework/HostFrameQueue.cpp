@@ -48,6 +48,8 @@ void HostFrameQueue::clearJournal()
 
 void HostFrameQueue::note(std::string call)
 {
+    if (!mJournaling)
+        return;
     std::lock_guard<std::mutex> guard(mJournalLock);
     mJournal.push_back(std::move(call));
 }

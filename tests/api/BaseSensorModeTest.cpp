@@ -211,15 +211,16 @@ TEST(BaseSensorMode, ZeroMaskIsLookedUpAgainOnEveryCall)
 }
 
 // First calls from many threads race to fill the mask; run under the
-// thread sanitizer build.
+// thread sanitizer build. Nothing else may synchronise the threads: the
+// queue keeps no journal and the log gates are closed.
 TEST(BaseSensorMode, ConcurrentFirstCallsFillTheMaskOnce)
 {
     setStaticMask(17, 0x20);
     BaseOnlySelector selector;
     auto request = Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {7, 9, 9, 9})).build();
     BaseCheck check(17, 1, request);
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    check.sensor->setJournaling(false);
+    kotest::LogGates closed(7, 0, 0);
 
     std::atomic<int> wrong{0};
     std::atomic<bool> go{false};
@@ -228,7 +229,7 @@ TEST(BaseSensorMode, ConcurrentFirstCallsFillTheMaskOnce)
         threads.emplace_back([&] {
             while (!go)
                 std::this_thread::yield();
-            for (int i = 0; i < 50; ++i)
+            for (int i = 0; i < 200; ++i)
                 if (selector.checkDesiredSensorMode(check.info) != Verdict(true, true))
                     ++wrong;
         });
@@ -236,10 +237,6 @@ TEST(BaseSensorMode, ConcurrentFirstCallsFillTheMaskOnce)
     for (auto &thread : threads)
         thread.join();
     EXPECT_EQ(wrong, 0);
-    auto texts = log.systemTexts();
-    auto fills = std::count(texts.begin(), texts.end(), "D [ZSLSelector] logicalId:17, mSensorPolicyMask:32");
-    EXPECT_GE(fills, 1);
-    EXPECT_LE(fills, 8);
 }
 
 } // namespace
