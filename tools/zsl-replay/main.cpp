@@ -15,11 +15,31 @@
 
 #include <android/log.h>
 
+#include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 
 namespace {
+
+// Debian's host liblog ignores ANDROID_LOG_TAGS; honour its "*:<level>"
+// entry here, and otherwise let the trace's kodebug gates alone decide.
+void setAndroidLogPriority()
+{
+    int priority = ANDROID_LOG_VERBOSE;
+    if (const char *tags = std::getenv("ANDROID_LOG_TAGS")) {
+        const std::string text = tags;
+        const std::string letters = "vdiwefs";
+        auto at = text.find("*:");
+        if (at != std::string::npos && at + 2 < text.size()) {
+            auto level = letters.find(static_cast<char>(std::tolower(text[at + 2])));
+            if (level != std::string::npos)
+                priority = ANDROID_LOG_VERBOSE + static_cast<int>(level);
+        }
+    }
+    __android_log_set_minimum_priority(priority);
+}
 
 int usage(const char *message)
 {
@@ -57,8 +77,7 @@ int main(int argc, char **argv)
         }
     }
 
-    // The kodebug gates of each trace decide what the plug-in writes.
-    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    setAndroidLogPriority();
 
     std::vector<replay::TraceSpec> traces;
     try {
