@@ -5,6 +5,7 @@
 // answers' invariants, not only that nothing crashes.
 
 #include <HostFrameQueue.h>
+#include <MinimalSelector.h>
 #include <PluginLoader.h>
 
 #include <KoMetadata.h>
@@ -23,12 +24,6 @@
 
 namespace {
 
-class BaseOnlySelector : public kohal::ZSLSelectorBase {
-public:
-    bool isSelectorNeeded(const kohal::ZSLFrameSelectInfo &) override { return false; }
-    std::pair<bool, bool> checkFrame(const kohal::ZSLFrameCheckInfo &) override { return {}; }
-    kohal::ZSLSelection selectZSLFrames(const kohal::ZSLFrameSelectInfo &) override { return {}; }
-};
 
 kohost::PluginLoader gPlain, gPending;
 std::shared_ptr<kohal::ZSLSelectorBase> gSelectors[2];
@@ -189,7 +184,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint32_t logicalId = fdp.ConsumeIntegralInRange<uint32_t>(0, 2);
     if (fdp.ConsumeBool())
         StaticMetadataWraper::getInstance()->setStaticMetadata(logicalId, fuzzMeta(fdp));
-    BaseOnlySelector base_selector;
+    kotest::MinimalSelector base_selector;
 
     std::vector<uint32_t> candidates = selection.empty() ? frameList(fdp, base) : selection.begin()->second;
     for (uint32_t frame : candidates) {

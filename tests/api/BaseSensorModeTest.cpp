@@ -2,6 +2,7 @@
 #include <LogCapture.h>
 #include <MetadataBuilder.h>
 #include <StaticMetadataWraper.h>
+#include <MinimalSelector.h>
 #include <ZSLSelectorBase.h>
 
 #include <gtest/gtest.h>
@@ -18,13 +19,6 @@ namespace tag = kotest::tag;
 using Lines = std::vector<std::string>;
 using Verdict = std::pair<bool, bool>;
 
-// A selector that keeps the interface's own sensor-mode check.
-class BaseOnlySelector : public kohal::ZSLSelectorBase {
-public:
-    bool isSelectorNeeded(const kohal::ZSLFrameSelectInfo &) override { return false; }
-    std::pair<bool, bool> checkFrame(const kohal::ZSLFrameCheckInfo &) override { return {}; }
-    kohal::ZSLSelection selectZSLFrames(const kohal::ZSLFrameSelectInfo &) override { return {}; }
-};
 
 // The request's sensor-policy result: roleKey in word 2, modeSelectMask in
 // word 4, the four role records starting at words 7, 14, 21 and 28.
@@ -78,7 +72,7 @@ TEST_P(BaseRoleSearch, FindsTheRolesFieldOfTheModeMask)
 {
     const RoleCase &c = GetParam();
     setStaticMask(10, 0x10);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     BaseCheck check(10, c.sensorModetype, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, c.roles)));
     auto gates = kotest::LogGates::systemOnly();
     kotest::LogCapture log;
@@ -109,7 +103,7 @@ TEST_P(BaseModeCompare, UnknownNeverMatches)
 {
     const ModeCase &c = GetParam();
     setStaticMask(11, 0x10);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     Meta request;
     if (c.result)
         request.set<int32_t>(tag::McxFrameResult, *c.result);
@@ -135,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(BaseSensorMode, FullLinesOfAPassingCheck)
 {
     setStaticMask(12, 0x30);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     BaseCheck check(12, 3, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {9, 9, 7, 9})));
     auto gates = kotest::LogGates::systemOnly();
     kotest::LogCapture log;
@@ -156,7 +150,7 @@ TEST(BaseSensorMode, FullLinesOfAPassingCheck)
 TEST(BaseSensorMode, MissingRecordAndResultLines)
 {
     setStaticMask(13, 1);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     BaseCheck check(13, std::nullopt, Meta());
     auto gates = kotest::LogGates::systemOnly();
     kotest::LogCapture log;
@@ -172,7 +166,7 @@ TEST(BaseSensorMode, MissingRecordAndResultLines)
 TEST(BaseSensorMode, WithoutSensorQueueOrPolicyTheFramePasses)
 {
     setStaticMask(14, 0x10);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     kohal::ZSLFrameCheckInfo noQueue;
     noQueue.logicalId = 14;
     EXPECT_EQ(selector.checkDesiredSensorMode(noQueue), Verdict(true, true));
@@ -185,7 +179,7 @@ TEST(BaseSensorMode, WithoutSensorQueueOrPolicyTheFramePasses)
 TEST(BaseSensorMode, ZeroMaskIsLookedUpAgainOnEveryCall)
 {
     setStaticMask(15, std::nullopt);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     BaseCheck check(15, 2, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {9, 7, 9, 9})));
     auto gates = kotest::LogGates::systemOnly();
     kotest::LogCapture log;
@@ -216,7 +210,7 @@ TEST(BaseSensorMode, ZeroMaskIsLookedUpAgainOnEveryCall)
 TEST(BaseSensorMode, ConcurrentFirstCallsFillTheMaskOnce)
 {
     setStaticMask(17, 0x20);
-    BaseOnlySelector selector;
+    kotest::MinimalSelector selector;
     auto request = Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {7, 9, 9, 9})).build();
     BaseCheck check(17, 1, request);
     check.sensor->setJournaling(false);

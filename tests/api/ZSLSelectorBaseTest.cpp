@@ -1,4 +1,5 @@
 #include <HostFrameQueue.h>
+#include <MinimalSelector.h>
 #include <ZSLSelectorBase.h>
 
 #include <gtest/gtest.h>
@@ -10,13 +11,7 @@
 
 namespace {
 
-// The smallest selector: only what the base class leaves pure.
-class MinimalSelector : public kohal::ZSLSelectorBase {
-public:
-    bool isSelectorNeeded(const kohal::ZSLFrameSelectInfo &) override { return false; }
-    std::pair<bool, bool> checkFrame(const kohal::ZSLFrameCheckInfo &) override { return {}; }
-    kohal::ZSLSelection selectZSLFrames(const kohal::ZSLFrameSelectInfo &) override { return {}; }
-};
+using kotest::MinimalSelector;
 
 struct TextCase {
     std::vector<uint32_t> values;
