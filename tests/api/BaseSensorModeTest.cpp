@@ -1,5 +1,5 @@
 #include <HostFrameQueue.h>
-#include <LogCapture.h>
+#include <Logged.h>
 #include <MetadataBuilder.h>
 #include <StaticMetadataWraper.h>
 #include <MinimalSelector.h>
@@ -74,11 +74,11 @@ TEST_P(BaseRoleSearch, FindsTheRolesFieldOfTheModeMask)
     setStaticMask(10, 0x10);
     kotest::MinimalSelector selector;
     BaseCheck check(10, c.sensorModetype, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, c.roles)));
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
 
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     std::string line = "D [ZSLSelector] getDesiredSensorMode cameraRoleType:" + std::to_string(c.cameraRoleType) +
                        " modeSelectMask:0x4321 modeOffset:" + std::to_string(c.modeOffset) +
                        " sensorModetype" + std::to_string(c.sensorModetype);
@@ -131,17 +131,17 @@ TEST(BaseSensorMode, FullLinesOfAPassingCheck)
     setStaticMask(12, 0x30);
     kotest::MinimalSelector selector;
     BaseCheck check(12, 3, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {9, 9, 7, 9})));
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
-    EXPECT_EQ(log.systemTexts(),
+    EXPECT_EQ(kotest::texts(log.system()),
               (Lines{"D [ZSLSelector] logicalId:12, mSensorPolicyMask:48",
                      "D [ZSLSelector] fwkFrame:30 zslFrame: 6 zslFrame koholder::sensorModetype:3",
                      "D [ZSLSelector] getDesiredSensorMode cameraRoleType:3 modeSelectMask:0x4321 modeOffset:8 "
                      "sensorModetype3",
                      "D [ZSLSelector] fwkFrame:30 zslFrame: 6 reqestFrame koholder::sensorModetype:3",
                      "D [ZSLSelector] checkDesiredSensorMode success!  fwkFrame:30 zslFrame: 6"}));
-    auto records = log.systemLog();
+    auto records = log.system();
     EXPECT_EQ(records[0].fileName, "ZSLSelectorBase.h");
     EXPECT_EQ(records[0].function, "checkDesiredSensorMode");
     EXPECT_EQ(records[2].function, "operator()");
@@ -152,10 +152,10 @@ TEST(BaseSensorMode, MissingRecordAndResultLines)
     setStaticMask(13, 1);
     kotest::MinimalSelector selector;
     BaseCheck check(13, std::nullopt, Meta());
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(false, true));
-    EXPECT_EQ(log.systemTexts(),
+    EXPECT_EQ(kotest::texts(log.system()),
               (Lines{"D [ZSLSelector] logicalId:13, mSensorPolicyMask:1",
                      "D [ZSLSelector] fwkFrame:30 zslFrame: 6 get metaFrame failed",
                      "D [ZSLSelector] not find mcxFrameresult",
@@ -181,15 +181,15 @@ TEST(BaseSensorMode, ZeroMaskIsLookedUpAgainOnEveryCall)
     setStaticMask(15, std::nullopt);
     kotest::MinimalSelector selector;
     BaseCheck check(15, 2, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {9, 7, 9, 9})));
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     const std::string notSupported = "D [ZSLSelector] not support sensor policy, skip sensor mode checking.";
 
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
     setStaticMask(15, 0);
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
-    EXPECT_EQ(log.systemTexts(), (Lines{notSupported, notSupported, "D [ZSLSelector] logicalId:15, mSensorPolicyMask:0",
+    EXPECT_EQ(kotest::texts(log.system()), (Lines{notSupported, notSupported, "D [ZSLSelector] logicalId:15, mSensorPolicyMask:0",
                                         notSupported}));
 
     // Once found, the mask is kept for the selector, whatever camera comes.
@@ -199,7 +199,7 @@ TEST(BaseSensorMode, ZeroMaskIsLookedUpAgainOnEveryCall)
     setStaticMask(15, std::nullopt);
     check.info.logicalId = 16;
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(false, true));
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     EXPECT_EQ(std::count(texts.begin(), texts.end(), "D [ZSLSelector] logicalId:15, mSensorPolicyMask:16"), 1);
     EXPECT_EQ(std::count(texts.begin(), texts.end(), notSupported), 3);
 }
@@ -214,7 +214,7 @@ TEST(BaseSensorMode, ConcurrentFirstCallsFillTheMaskOnce)
     auto request = Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {7, 9, 9, 9})).build();
     BaseCheck check(17, 1, request);
     check.sensor->setJournaling(false);
-    kotest::LogGates closed(7, 0, 0);
+    kohost::LogGates closed(7, 0, 0);
 
     std::atomic<int> wrong{0};
     std::atomic<bool> go{false};

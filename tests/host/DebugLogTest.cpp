@@ -1,4 +1,4 @@
-#include <LogCapture.h>
+#include <Logged.h>
 #include <kodebug/Log.h>
 
 #include <gtest/gtest.h>
@@ -15,12 +15,12 @@ TEST(DebugLog, SelectorGroupHasAName)
 
 TEST(DebugLog, ReceiverGetsEachLineAsARecord)
 {
-    kotest::LogCapture capture;
+    kohost::LogRecorder capture;
     kodebug::Log::logSystem(0x40, "D", "File.cpp", "operator()", 12, "a=%d b=%s c=%ld", -3, "x",
                             5000000000L);
-    auto records = capture.systemLog();
+    auto records = capture.system();
     ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].group, 0x40u);
+    EXPECT_EQ(records[0].group, "ZSL");
     EXPECT_EQ(records[0].level, "D");
     EXPECT_EQ(records[0].fileName, "File.cpp");
     EXPECT_EQ(records[0].function, "operator()");

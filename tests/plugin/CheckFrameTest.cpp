@@ -1,4 +1,5 @@
-#include <CheckFixture.h>
+#include <Logged.h>
+#include <PluginSession.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>
 
@@ -56,7 +57,7 @@ std::string sensorVerdictLine(const Lines &lines)
 
 TEST(CheckFrame, OverviewFrameQualifies)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto info = checkInfo({kotest::metaQueue(0, {{44, 100, Meta().settled()}}), sensorQueue({{44, 2}})},
                           Meta().u8(tag::EnableZsl, 1).i32(tag::AeExposureCompensation, 0));
     EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
@@ -74,7 +75,7 @@ class CheckFramePaths : public testing::TestWithParam<PathCase> {};
 
 TEST_P(CheckFramePaths, AnswerAndSensorModeStep)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto info = checkInfo(GetParam().queues(), GetParam().request());
     auto outcome = kotest::runLogged([&] { return plugin.selector().checkFrame(info); });
     EXPECT_EQ(outcome.result, GetParam().expected);
@@ -131,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     kohal::MetaInfo frame = kotest::metaInfo(1, nullptr, {{0, unsettled()}, {2, Meta().settled()}, {5, unsettled()}});
     auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
     queue->putMetaFrame(44, frame);
@@ -151,7 +152,7 @@ TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
 
 TEST(CheckFrame, AllCamerasQualifyingPassesOn)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
     queue->putMetaFrame(44, kotest::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
     auto info = checkInfo({queue}, evRequest());
@@ -160,7 +161,7 @@ TEST(CheckFrame, AllCamerasQualifyingPassesOn)
 
 TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto queues = kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})};
 
     auto twoOutcome = kotest::runLogged(
@@ -177,7 +178,7 @@ TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
 
 TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto first = kotest::metaQueue(0, {});
     auto second = kotest::metaQueue(1, {{44, 1, unsettled()}});
     auto info = checkInfo({first, second}, evRequest());
@@ -191,8 +192,8 @@ TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)
 // build; no journal and no log line synchronise the threads behind its back.
 TEST(CheckFrame, ConcurrentCallsOnOneSelectorAgree)
 {
-    kotest::PluginHarness plugin;
-    kotest::LogGates closed(7, 0, 0);
+    kohost::PluginSession plugin;
+    kohost::LogGates closed(7, 0, 0);
     auto meta = kotest::metaQueue(0, {{43, 100, unsettled()}, {44, 200, Meta().settled()}, {45, 300, Meta().settled()}});
     auto sensor = sensorQueue({{43, 1}, {44, 1}, {45, 1}});
     meta->setJournaling(false);

@@ -1,5 +1,5 @@
-#include <LogCapture.h>
-#include <PluginHarness.h>
+#include <Logged.h>
+#include <PluginSession.h>
 
 #include <android-base/properties.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 struct ConfigCase {
     const char *name;
-    kotest::Properties properties;
+    kohost::PropertyList properties;
     const char *infoLine;
 };
 
@@ -17,11 +17,11 @@ class Configuration : public testing::TestWithParam<ConfigCase> {};
 
 TEST_P(Configuration, PropertiesGiveTheTimeWindowAndPendingSwitch)
 {
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
-    kotest::PluginHarness plugin(GetParam().properties);
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
+    kohost::PluginSession plugin(GetParam().properties);
 
-    auto records = log.systemLog();
+    auto records = log.system();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].level, "I");
     EXPECT_EQ(records[0].function, "ZSLSelectorDefault");
@@ -61,9 +61,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Configuration, PendingSwitchIsReadOnlyWhenTheLibraryIsLoaded)
 {
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
-    kotest::setProperties({});
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
+    kohost::setSelectorProperties({});
     kohost::PluginLoader loader;
     ASSERT_TRUE(loader.load(kohost::defaultPluginPath()));
     loader.createSelector();
@@ -73,9 +73,9 @@ TEST(Configuration, PendingSwitchIsReadOnlyWhenTheLibraryIsLoaded)
     loader.unload();
     ASSERT_TRUE(loader.load(kohost::defaultPluginPath()));
     loader.createSelector();
-    kotest::setProperties({});
+    kohost::setSelectorProperties({});
 
-    auto records = log.systemLog();
+    auto records = log.system();
     ASSERT_EQ(records.size(), 3u);
     // The window is read for each selector, the switch only at library load.
     EXPECT_EQ(records[1].text, "mSupportPending 0 mZSLTimeDiffMs(40) = default(40)+project(0)+user(0)");

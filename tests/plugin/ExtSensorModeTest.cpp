@@ -1,4 +1,5 @@
-#include <CheckFixture.h>
+#include <Logged.h>
+#include <PluginSession.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>
 
@@ -28,7 +29,7 @@ class ExtSensorMode : public testing::TestWithParam<ModeCase> {};
 TEST_P(ExtSensorMode, ComparesFrameAndRequestModes)
 {
     const ModeCase &c = GetParam();
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto sensor = std::make_shared<kohost::HostFrameQueue>(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor");
     if (c.frameMode)
         sensor->putSensorModeFrame(8, *c.frameMode);
@@ -83,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ExtSensorModeQueues, NoSensorQueueRefusesAfterTheInfoLineOnly)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     for (kohal::ZSLQueueList queues :
          {kohal::ZSLQueueList{}, kohal::ZSLQueueList{kotest::metaQueue(0, {}), kotest::holdingQueue(3, 3, "raw", {8})}}) {
         kohal::ZSLFrameCheckInfo info;
@@ -99,9 +100,9 @@ TEST(ExtSensorModeQueues, NoSensorQueueRefusesAfterTheInfoLineOnly)
 
 TEST(ExtSensorModeQueues, InfoLinePrintsTheRequestIdsAndTheSelector)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::allOpen();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::allOpen();
+    kohost::LogRecorder log;
     kohal::ZSLFrameCheckInfo info;
     info.checkFrameNum = 8;
     info.fwkFrameNum = 20;
@@ -112,7 +113,7 @@ TEST(ExtSensorModeQueues, InfoLinePrintsTheRequestIdsAndTheSelector)
 
     char self[32];
     std::snprintf(self, sizeof(self), "%p", static_cast<void *>(&plugin.selector()));
-    auto records = log.systemLog();
+    auto records = log.system();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].text, std::string("[ZSLSelector] checkFrameNum = 8 fwkFrameNum = 20  reqtMasterId = 3 "
                                            "masterRoleId = 4 AiHLFrameNum = 99 this = ") +
@@ -123,7 +124,7 @@ TEST(ExtSensorModeQueues, InfoLinePrintsTheRequestIdsAndTheSelector)
 
 TEST(ExtSensorModeQueues, OnlyTheFirstSensorQueueIsConsulted)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto meta = kotest::metaQueue(0, {});
     auto first = std::make_shared<kohost::HostFrameQueue>(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "first");
     auto second = std::make_shared<kohost::HostFrameQueue>(2, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "second");
@@ -143,7 +144,7 @@ TEST(ExtSensorModeQueues, OnlyTheFirstSensorQueueIsConsulted)
 
 TEST(ExtSensorModeQueues, OnlyTheFirstRequestedModeCounts)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto sensor = std::make_shared<kohost::HostFrameQueue>(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor");
     sensor->putSensorModeFrame(8, 4);
     kohal::ZSLFrameCheckInfo info;

@@ -1,6 +1,6 @@
-#include <LogCapture.h>
+#include <Logged.h>
 #include <MetadataBuilder.h>
-#include <PluginHarness.h>
+#include <PluginSession.h>
 
 #include <gtest/gtest.h>
 
@@ -20,14 +20,14 @@ class IsSelectorNeeded : public testing::TestWithParam<NeededCase> {};
 
 TEST_P(IsSelectorNeeded, AnswersFromTheFirstRequestsEnableZsl)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
     info.requestMetas = GetParam().requestMetas;
 
     EXPECT_EQ(plugin.selector().isSelectorNeeded(info), GetParam().needed);
-    auto records = log.systemLog();
+    auto records = log.system();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].level, "D");
     EXPECT_EQ(records[0].function, "isSelectorNeeded");

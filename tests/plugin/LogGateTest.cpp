@@ -1,6 +1,6 @@
-#include <LogCapture.h>
+#include <Logged.h>
 #include <MetadataBuilder.h>
-#include <PluginHarness.h>
+#include <PluginSession.h>
 
 #include <gtest/gtest.h>
 
@@ -28,14 +28,14 @@ TEST_P(LogGate, EachOutputHasItsOwnGate)
     const std::string debug = "D [ZSLSelector] ZSLSelectorDefault isNeeded 1";
     std::vector<std::string> android, system;
     {
-        kotest::LogGates gates(gate.level, gate.group, gate.debugMask);
-        kotest::LogCapture log;
-        kotest::PluginHarness plugin;
+        kohost::LogGates gates(gate.level, gate.group, gate.debugMask);
+        kohost::LogRecorder log;
+        kohost::PluginSession plugin;
         kohal::ZSLFrameSelectInfo request;
         request.requestMetas = {kotest::Meta().u8(kotest::tag::EnableZsl, 1)};
         plugin.selector().isSelectorNeeded(request);
-        android = log.androidTexts();
-        system = log.systemTexts();
+        android = kotest::texts(log.android());
+        system = kotest::texts(log.system());
     }
     EXPECT_EQ(contains(android, debug), gate.debugToAndroid);
     EXPECT_EQ(contains(system, debug), gate.debugToSystem);
@@ -55,14 +55,14 @@ INSTANTIATE_TEST_SUITE_P(Table, LogGate,
 
 TEST(LogGate, AndroidLinesCarryTheSourcePrefix)
 {
-    auto gates = kotest::LogGates::allOpen();
-    kotest::LogCapture log;
-    kotest::PluginHarness plugin;
+    auto gates = kohost::LogGates::allOpen();
+    kohost::LogRecorder log;
+    kohost::PluginSession plugin;
     kohal::ZSLFrameSelectInfo request;
     plugin.selector().isSelectorNeeded(request);
 
-    auto android = log.androidLog();
-    auto system = log.systemLog();
+    auto android = log.android();
+    auto system = log.system();
     ASSERT_EQ(android.size(), 2u);
     ASSERT_EQ(system.size(), 2u);
     EXPECT_EQ(android[1].level, "D");

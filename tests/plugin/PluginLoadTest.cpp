@@ -1,4 +1,4 @@
-#include <PluginHarness.h>
+#include <PluginSession.h>
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ TEST(PluginLoad, HostFindsTheFactoryByNameAfterDlopen)
 
 TEST(PluginLoad, FactoryAppendsWithoutTouchingEarlierSelectors)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     kohal::ZSLSelectorList selectors;
     plugin.loader().createSelector(selectors);
     plugin.loader().createSelector(selectors);

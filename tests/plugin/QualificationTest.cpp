@@ -1,4 +1,5 @@
-#include <CheckFixture.h>
+#include <Logged.h>
+#include <PluginSession.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>
 
@@ -12,7 +13,7 @@ using Lines = std::vector<std::string>;
 
 // One frame (5) whose own metadata is history, checked against target; the
 // request asks for neither super resolution nor MFNR.
-kotest::CheckOutcome checkOne(kotest::PluginHarness &plugin, std::shared_ptr<KoMetadata> history,
+kotest::CheckOutcome checkOne(kohost::PluginSession &plugin, std::shared_ptr<KoMetadata> history,
                               std::shared_ptr<KoMetadata> target)
 {
     kohal::ZSLFrameCheckInfo info;
@@ -46,7 +47,7 @@ class Qualification : public testing::TestWithParam<QualifyCase> {};
 TEST_P(Qualification, JudgesHistoryAgainstTarget)
 {
     const QualifyCase &c = GetParam();
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     kotest::CheckOutcome outcome = checkOne(plugin, c.history, c.target);
     EXPECT_EQ(outcome.result, std::make_pair(c.qualifies, true));
     EXPECT_EQ(outcome.lines, concat(c.lines, {c.qualifies ? kPassTail : kFailTail}));
@@ -169,9 +170,9 @@ INSTANTIATE_TEST_SUITE_P(Rules, Qualification, testing::ValuesIn(qualifyCases())
 
 TEST(QualificationLog, EvReadersLogAsOperatorCallAndRulesUnderTheirNames)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::allOpen();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::allOpen();
+    kohost::LogRecorder log;
     kohal::ZSLFrameCheckInfo info;
     info.checkFrameNum = 5;
     info.requestMeta = Meta().i32(tag::AeExposureCompensation, 0);
@@ -179,11 +180,11 @@ TEST(QualificationLog, EvReadersLogAsOperatorCallAndRulesUnderTheirNames)
     plugin.selector().checkFrame(info);
 
     std::vector<std::string> functions;
-    for (const auto &record : log.systemLog())
+    for (const auto &record : log.system())
         functions.push_back(record.function);
     EXPECT_EQ(functions, (std::vector<std::string>{"operator()", "operator()", "isRequiredEV", "isAFStable",
                                                    "isMatched", "isQualify", "checkFrame"}));
-    auto android = log.androidLog();
+    auto android = log.android();
     ASSERT_EQ(android.size(), functions.size());
     for (size_t i = 0; i < android.size(); ++i) {
         EXPECT_EQ(android[i].function, functions[i]);
@@ -193,7 +194,7 @@ TEST(QualificationLog, EvReadersLogAsOperatorCallAndRulesUnderTheirNames)
 
 TEST(QualificationLog, NullRequestRefusesAFrameThatHasARecord)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     kotest::CheckOutcome outcome = checkOne(plugin, Meta().settled(), nullptr);
     EXPECT_EQ(outcome.result, std::make_pair(false, true));
     EXPECT_EQ(outcome.lines, (Lines{"D Metadata is nullptr", kFailTail}));
@@ -201,7 +202,7 @@ TEST(QualificationLog, NullRequestRefusesAFrameThatHasARecord)
 
 TEST(QualificationLog, NullFrameMetadataRefusesTheFrame)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     kotest::CheckOutcome outcome = checkOne(plugin, nullptr, Meta());
     EXPECT_EQ(outcome.result, std::make_pair(false, true));
     EXPECT_EQ(outcome.lines, (Lines{"D Metadata is nullptr", kFailTail}));

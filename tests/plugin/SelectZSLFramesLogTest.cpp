@@ -1,6 +1,6 @@
-#include <LogCapture.h>
+#include <Logged.h>
 #include <MetadataBuilder.h>
-#include <PluginHarness.h>
+#include <PluginSession.h>
 #include <QueueBuilder.h>
 
 #include <utils/Timers.h>
@@ -34,9 +34,9 @@ std::string curTimeOf(const std::vector<std::string> &texts, int64_t before, int
 
 TEST(SelectZSLFramesLog, MotionCaptureWithRemovedAndMissingFrames)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     const int64_t anchor = 1000 * kMs;
     auto meta = kotest::metaQueue(0, {{20, anchor}, {21, std::nullopt}, {22, anchor + 20 * kMs},
                                       {23, anchor + 40 * kMs}, {24, anchor + 80 * kMs}, {25, anchor + 90 * kMs}},
@@ -56,7 +56,7 @@ TEST(SelectZSLFramesLog, MotionCaptureWithRemovedAndMissingFrames)
     // zsdTs = anchor + 30 ms: frame 23 (anchor + 40 ms) is the anchor frame,
     // three requests begin at 21, which no queue holds; 22 is in both.
     EXPECT_EQ(result, (kohal::ZSLSelection{{0, {22, 23, 24, 25}}, {1, {22, 23, 24, 25}}}));
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     std::string curTime = curTimeOf(texts, before, after);
     EXPECT_EQ(texts, (std::vector<std::string>{
                          "I [ZSLSelector] fwkFrame:301 [ZSLMetaQ] Current Consumer list: 20 21 22 23 24 25 ",
@@ -73,9 +73,9 @@ TEST(SelectZSLFramesLog, MotionCaptureWithRemovedAndMissingFrames)
 
 TEST(SelectZSLFramesLog, NoAnchorScansProducersThenPendingOffAddsThem)
 {
-    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "30"}});
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "30"}});
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     auto meta = kotest::metaQueue(0, {{5, 100}, {6, 200}}, {{7, 300}, {8, std::nullopt}, {9, 400}}, "meta");
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 4;
@@ -89,7 +89,7 @@ TEST(SelectZSLFramesLog, NoAnchorScansProducersThenPendingOffAddsThem)
     // Every shutter time lies far before now - 30 ms: the producer scan ends
     // on its last frame with a record (9, index 2), and that is the selection.
     EXPECT_EQ(result, (kohal::ZSLSelection{{0, {9}}}));
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     std::string curTime = curTimeOf(texts, before, after);
     std::string zsdTs = std::to_string(std::stoll(curTime) - 30 * kMs);
     EXPECT_EQ(texts, (std::vector<std::string>{
@@ -107,9 +107,9 @@ TEST(SelectZSLFramesLog, NoAnchorScansProducersThenPendingOffAddsThem)
 
 TEST(SelectZSLFramesLog, EmptyConsumerListWithPendingSupport)
 {
-    kotest::PluginHarness plugin({{"persist.vendor.kohal.selector.pending.mask", "true"}});
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "true"}});
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 2;
     info.zslQueues = {kotest::metaQueue(0, {}, {}, "meta")};
@@ -118,7 +118,7 @@ TEST(SelectZSLFramesLog, EmptyConsumerListWithPendingSupport)
     const int64_t before = systemTime(SYSTEM_TIME_BOOTTIME);
     EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
     const int64_t after = systemTime(SYSTEM_TIME_BOOTTIME);
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     std::string curTime = curTimeOf(texts, before, after);
     EXPECT_EQ(texts, (std::vector<std::string>{
                          "I [ZSLSelector] fwkFrame:2 [meta] Current Consumer list none",
@@ -131,7 +131,7 @@ TEST(SelectZSLFramesLog, EmptyConsumerListWithPendingSupport)
 // A closed gate formats nothing: queue names are asked only for log lines.
 TEST(SelectZSLFramesLog, ClosedGatesAskNoQueueName)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto meta = kotest::metaQueue(0, {{10, 100}, {11, std::nullopt}, {12, 300}}, {}, "meta");
     auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {12});
     kohal::ZSLFrameSelectInfo info;
@@ -139,16 +139,16 @@ TEST(SelectZSLFramesLog, ClosedGatesAskNoQueueName)
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, 0).i32(tag::MotionCaptureType, 0x10001), Meta()};
 
     for (auto gates : {std::make_tuple(7u, 0x40u, 0u), std::make_tuple(0u, 0x3Fu, 1u)}) {
-        kotest::LogGates closed(std::get<0>(gates), std::get<1>(gates), std::get<2>(gates));
-        kotest::LogCapture log;
+        kohost::LogGates closed(std::get<0>(gates), std::get<1>(gates), std::get<2>(gates));
+        kohost::LogRecorder log;
         meta->clearJournal();
         sensor->clearJournal();
         auto result = plugin.selector().selectZSLFrames(info);
         EXPECT_EQ(result[0], (std::vector<uint32_t>{12}));
         for (const auto &journal : {meta->journal(), sensor->journal()})
             EXPECT_EQ(std::count(journal.begin(), journal.end(), "getQueueName"), 0);
-        EXPECT_TRUE(log.systemLog().empty());
-        EXPECT_TRUE(log.androidLog().empty());
+        EXPECT_TRUE(log.system().empty());
+        EXPECT_TRUE(log.android().empty());
     }
 }
 

@@ -1,6 +1,6 @@
-#include <LogCapture.h>
+#include <Logged.h>
 #include <MetadataBuilder.h>
-#include <PluginHarness.h>
+#include <PluginSession.h>
 #include <QueueBuilder.h>
 
 #include <utils/Timers.h>
@@ -53,10 +53,10 @@ class SelectZSLFrames : public testing::TestWithParam<SelectCase> {};
 TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
 {
     const SelectCase &c = GetParam();
-    kotest::PluginHarness plugin(
+    kohost::PluginSession plugin(
         {{"persist.vendor.kohal.selector.pending.mask", c.pending ? "1" : "0"}});
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
 
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 7;
@@ -69,7 +69,7 @@ TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
     EXPECT_EQ(result.begin()->first, 0u);
     EXPECT_EQ(result.begin()->second, c.expected);
     if (c.anchorLine) {
-        auto texts = log.systemTexts();
+        auto texts = kotest::texts(log.system());
         bool found = std::any_of(texts.begin(), texts.end(), [&](const std::string &text) {
             return text == std::string("I [ZSLSelector] fwkFrame:7 ZSLAnchor ") + c.anchorLine;
         });
@@ -125,9 +125,9 @@ INSTANTIATE_TEST_SUITE_P(Rules, SelectZSLFrames, testing::ValuesIn(kSelectCases)
 
 TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
 {
-    kotest::PluginHarness plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     auto queue = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 2000}});
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 9;
@@ -135,7 +135,7 @@ TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
     info.requestMetas = {anchoredRequest(1000)};
 
     EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     ASSERT_FALSE(texts.empty());
     EXPECT_EQ(texts.back(), "D [ZSLSelector] fwkFrame:9 consumer list ts too old, select finished");
     auto journal = queue->journal();
@@ -144,7 +144,7 @@ TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
 
 TEST(SelectZSLFramesPending, AnchorFoundSelectsNoProducerFrame)
 {
-    kotest::PluginHarness plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
+    kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
     auto queue = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 400}});
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {queue};
@@ -158,9 +158,9 @@ TEST(SelectZSLFramesPending, AnchorFoundSelectsNoProducerFrame)
 
 TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     auto meta = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
     auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12});
     kohal::ZSLFrameSelectInfo info;
@@ -170,7 +170,7 @@ TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
 
     auto result = plugin.selector().selectZSLFrames(info);
     EXPECT_EQ(result, (kohal::ZSLSelection{{0, {12}}, {1, {12}}}));
-    auto texts = log.systemTexts();
+    auto texts = kotest::texts(log.system());
     EXPECT_EQ(std::count(texts.begin(), texts.end(),
                          "D [ZSLSelector] fwkFrame:3, cannot find zslFrame: 11 in [sensor], move begin to next"),
               1);
@@ -181,7 +181,7 @@ TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
 
 TEST(SelectZSLFramesQueues, OnlyTheFrameAtTheBeginIsTested)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto meta = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
     auto other = kotest::holdingQueue(5, 3, "other", {11});
     kohal::ZSLFrameSelectInfo info;
@@ -196,7 +196,7 @@ TEST(SelectZSLFramesQueues, OnlyTheFrameAtTheBeginIsTested)
 
 TEST(SelectZSLFramesQueues, OnlyTheFirstMetadataQueueIsRead)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     auto first = kotest::metaQueue(0, {{10, 100}, {11, 200}});
     auto second = kotest::metaQueue(1, {{11, 100}, {21, 200}}); // holds 11, lists other frames
     kohal::ZSLFrameSelectInfo info;
@@ -211,7 +211,7 @@ TEST(SelectZSLFramesQueues, OnlyTheFirstMetadataQueueIsRead)
 
 TEST(SelectZSLFramesQueues, QueuesWithTheSameIdShareOneEntry)
 {
-    kotest::PluginHarness plugin;
+    kohost::PluginSession plugin;
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {kotest::metaQueue(4, {{10, 100}, {11, 200}}),
                       kotest::holdingQueue(4, 2, "sensor", {10, 11}),
@@ -231,16 +231,16 @@ class SelectZSLFramesNoMetaQueue : public testing::TestWithParam<EmptyCase> {};
 
 TEST_P(SelectZSLFramesNoMetaQueue, AnswersTheEmptyMap)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 12;
     info.zslQueues = GetParam().queues;
     info.requestMetas = {Meta()};
 
     EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
-    EXPECT_EQ(log.systemTexts(),
+    EXPECT_EQ(kotest::texts(log.system()),
               std::vector<std::string>{"D [ZSLSelector] fwkFrame:12 no metaQueue, select finished"});
 }
 
@@ -254,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(SelectZSLFramesRobustness, NullQueueAndNullRequestTakeTheNeutralChoice)
 {
-    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
+    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {nullptr, kotest::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}}), nullptr};
@@ -267,7 +267,7 @@ TEST(SelectZSLFramesRobustness, NullQueueAndNullRequestTakeTheNeutralChoice)
 // zsdTs from the clock: placed far (hundreds of ms) from every shutter time.
 TEST(SelectZSLFramesClock, OverviewCaptureEndToEnd)
 {
-    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
+    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
     auto meta = kotest::metaQueue(0, {{41, now - 5000 * kMs},
                                       {42, now - 4900 * kMs},
@@ -290,7 +290,7 @@ TEST(SelectZSLFramesClock, OverviewCaptureEndToEnd)
 
 TEST(SelectZSLFramesClock, EmptyRequestListCountsNoFrameAndUsesTheClock)
 {
-    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
+    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {kotest::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}, {12, now}})};
@@ -325,15 +325,15 @@ class ZsdTs : public testing::TestWithParam<ZsdTsCase> {};
 TEST_P(ZsdTs, FromTheAnchorOnlyForLowByteOne)
 {
     const ZsdTsCase &c = GetParam();
-    kotest::PluginHarness plugin({{"ro.vendor.camera3.zsl.default", std::to_string(c.windowMs)}});
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", std::to_string(c.windowMs)}});
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {kotest::metaQueue(0, {{10, 100}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, c.anchorTS).i32(tag::MotionCaptureType, c.motionCapType)};
     plugin.selector().selectZSLFrames(info);
 
-    auto [zsdTs, curTime] = zsdTsAndCurTime(log.systemTexts());
+    auto [zsdTs, curTime] = zsdTsAndCurTime(kotest::texts(log.system()));
     if (c.motion)
         EXPECT_EQ(zsdTs, c.anchorTS + c.expectedOffsetNs);
     else
@@ -354,9 +354,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ZsdTsPrecision, LargeAnchorIsSummedInDoublePrecision)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     // 2^53 + 1 is not a double: the anchor rounds to 2^53 before 30 ms is added.
     const int64_t anchor = 9007199254740993;
     const int64_t exactSum = anchor + 30 * kMs;
@@ -366,21 +366,21 @@ TEST(ZsdTsPrecision, LargeAnchorIsSummedInDoublePrecision)
 
     // zsdTs is exactSum - 1, so frame 11 (at exactSum) is already new enough.
     EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {11, 12}}}));
-    EXPECT_EQ(zsdTsAndCurTime(log.systemTexts()).first, exactSum - 1);
+    EXPECT_EQ(zsdTsAndCurTime(kotest::texts(log.system())).first, exactSum - 1);
 }
 
 TEST(ZsdTsPrecision, SumBeyondTheRangeSaturates)
 {
-    kotest::PluginHarness plugin;
-    auto gates = kotest::LogGates::systemOnly();
-    kotest::LogCapture log;
+    kohost::PluginSession plugin;
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {kotest::metaQueue(0, {{10, INT64_MAX}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, INT64_MAX).i32(tag::MotionCaptureType, 0x1)};
 
     // No shutter time is later than the saturated zsdTs: the last frame stays.
     EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {10}}}));
-    EXPECT_EQ(zsdTsAndCurTime(log.systemTexts()).first, INT64_MAX);
+    EXPECT_EQ(zsdTsAndCurTime(kotest::texts(log.system())).first, INT64_MAX);
 }
 
 } // namespace

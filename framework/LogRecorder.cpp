@@ -1,0 +1,123 @@
+#include "LogRecorder.h"
+
+#include <kodebug/Log.h>
+
+#include <android/log.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace kohost {
+
+namespace {
+
+std::mutex gCurrentLock;
+LogRecorder *gCurrent = nullptr;
+
+std::string priorityLetter(int priority)
+{
+    static const char kLetters[] = "??VDIWEFS";
+    return std::string(1, priority >= 0 && priority < 9 ? kLetters[priority] : '?');
+}
+
+// Splits "group file:line function()text" as the selector's prefix writes
+// it; a message of another shape is kept whole as the text.
+LogLine parseAndroidLine(int priority, const char *message)
+{
+    LogLine line;
+    line.output = LogOutput::Android;
+    line.level = priorityLetter(priority);
+    const std::string text = message ? message : "";
+    const size_t space = text.find(' ');
+    const size_t colon = text.find(':', space == std::string::npos ? 0 : space);
+    const size_t nextSpace = text.find(' ', colon == std::string::npos ? 0 : colon);
+    if (space == std::string::npos || colon == std::string::npos || nextSpace == std::string::npos) {
+        line.text = text;
+        return line;
+    }
+    // "operator()()" is a lambda's line; every other name has no parentheses.
+    const size_t nameStart = nextSpace + 1;
+    const bool lambda = text.compare(nameStart, 12, "operator()()") == 0;
+    const size_t parens = lambda ? nameStart + 10 : text.find("()", nameStart);
+    if (parens == std::string::npos) {
+        line.text = text;
+        return line;
+    }
+    line.group = text.substr(0, space);
+    line.fileName = text.substr(space + 1, colon - space - 1);
+    line.line = std::atoi(text.c_str() + colon + 1);
+    line.function = text.substr(nameStart, parens - nameStart);
+    line.text = text.substr(parens + 2);
+    return line;
+}
+
+void androidLogger(const __android_logger_data *data, const char *message)
+{
+    std::lock_guard<std::mutex> guard(gCurrentLock);
+    if (gCurrent)
+        gCurrent->add(parseAndroidLine(data ? data->priority : 0, message));
+}
+
+} // namespace
+
+LogRecorder::LogRecorder() : mPreviousPriority(__android_log_get_minimum_priority())
+{
+    {
+        std::lock_guard<std::mutex> guard(gCurrentLock);
+        gCurrent = this;
+    }
+    __android_log_set_logger(androidLogger);
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    mPreviousReceiver = kodebug::setSystemLogReceiver([this](const kodebug::SystemLogRecord &record) {
+        add({LogOutput::System, record.level, kodebug::Log::koaGroupToString(record.group), record.fileName, record.line, record.function, record.text});
+    });
+}
+
+LogRecorder::~LogRecorder()
+{
+    kodebug::setSystemLogReceiver(std::move(mPreviousReceiver));
+    __android_log_set_minimum_priority(mPreviousPriority);
+    __android_log_set_logger(__android_log_stderr_logger);
+    std::lock_guard<std::mutex> guard(gCurrentLock);
+    gCurrent = nullptr;
+}
+
+void LogRecorder::add(LogLine line)
+{
+    std::lock_guard<std::mutex> guard(mLock);
+    mLines.push_back(std::move(line));
+}
+
+size_t LogRecorder::mark() const
+{
+    std::lock_guard<std::mutex> guard(mLock);
+    return mLines.size();
+}
+
+std::vector<LogLine> LogRecorder::since(size_t mark, LogOutput output) const
+{
+    std::lock_guard<std::mutex> guard(mLock);
+    std::vector<LogLine> lines;
+    for (size_t i = mark; i < mLines.size(); ++i)
+        if (mLines[i].output == output)
+            lines.push_back(mLines[i]);
+    return lines;
+}
+
+LogGates::LogGates(uint32_t level, uint32_t group, uint32_t debugMask)
+    : mLevel(kodebug::gKoCamLogLevel), mGroup(kodebug::gKoCamLogGroup), mDebugMask(kodebug::gKoCamDebugMask)
+{
+    kodebug::gKoCamLogLevel = level;
+    kodebug::gKoCamLogGroup = group;
+    kodebug::gKoCamDebugMask = debugMask;
+}
+
+LogGates::~LogGates()
+{
+    kodebug::gKoCamLogLevel = mLevel;
+    kodebug::gKoCamLogGroup = mGroup;
+    kodebug::gKoCamDebugMask = mDebugMask;
+}
+
+} // namespace kohost

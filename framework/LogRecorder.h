@@ -1,0 +1,74 @@
+#pragma once
+/*
+ * LogRecorder: both of a selector's log outputs, kept line by line while the
+ * recorder lives. The host's system log arrives through its receiver; the
+ * Android log through liblog's logger hook, so every line is kept as the
+ * plug-in formatted it and none is lost to standard error. The Android
+ * prefix "group file:line function()" is split back into fields. One
+ * recorder at a time; it lowers liblog's minimum priority to verbose so that
+ * only the host's log gates decide what is written.
+ */
+
+#include <kodebug/SystemLogSink.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kohost {
+
+enum class LogOutput { Android, System };
+
+struct LogLine {
+    LogOutput output = LogOutput::System;
+    std::string level; // "D", "I", ...
+    std::string group; // the log group's name, "ZSL"
+    std::string fileName;
+    int line = 0;
+    std::string function;
+    std::string text; // the message after the prefix
+};
+
+class LogRecorder {
+public:
+    LogRecorder();
+    ~LogRecorder();
+    LogRecorder(const LogRecorder &) = delete;
+    LogRecorder &operator=(const LogRecorder &) = delete;
+
+    // A mark for since(): the number of lines recorded so far.
+    size_t mark() const;
+    // The lines of one output recorded after mark, in order.
+    std::vector<LogLine> since(size_t mark, LogOutput output) const;
+    std::vector<LogLine> android() const { return since(0, LogOutput::Android); }
+    std::vector<LogLine> system() const { return since(0, LogOutput::System); }
+
+    void add(LogLine line);
+
+private:
+    mutable std::mutex mLock;
+    std::vector<LogLine> mLines;
+    kodebug::SystemLogReceiver mPreviousReceiver;
+    int mPreviousPriority;
+};
+
+// Sets the host's three log gates for one scope and restores them after.
+class LogGates {
+public:
+    LogGates(uint32_t level, uint32_t group, uint32_t debugMask);
+    ~LogGates();
+    LogGates(const LogGates &) = delete;
+    LogGates &operator=(const LogGates &) = delete;
+
+    // Debug and info lines to both outputs.
+    static LogGates allOpen() { return LogGates(0, 0x40, 1); }
+    // System log only, every level.
+    static LogGates systemOnly() { return LogGates(7, 0x40, 1); }
+
+private:
+    uint32_t mLevel, mGroup, mDebugMask;
+};
+
+} // namespace kohost
