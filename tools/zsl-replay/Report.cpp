@@ -24,22 +24,7 @@ std::string relativeMs(int64_t ns, int64_t captureNs)
     return text;
 }
 
-const char *kindName(StepSpec::Kind kind)
-{
-    switch (kind) {
-    case StepSpec::Kind::Capture:
-        return "capture";
-    case StepSpec::Kind::Select:
-        return "select";
-    case StepSpec::Kind::Check:
-        return "check";
-    case StepSpec::Kind::Needed:
-        return "needed";
-    }
-    return "";
-}
-
-std::string verdictText(const CheckResult &check)
+std::string verdictText(const CheckOutcome &check)
 {
     std::string text = check.verdict.first ? "accepted" : "refused: " + check.reason;
     if (check.verdict.second != check.verdict.first && check.verdict.first)
@@ -47,16 +32,16 @@ std::string verdictText(const CheckResult &check)
     return text;
 }
 
-void writeLog(std::ostream &out, const std::vector<LogLine> &log)
+void writeLog(std::ostream &out, const std::vector<kohost::LogLine> &log)
 {
-    for (const LogLine &line : log)
+    for (const kohost::LogLine &line : log)
         out << "      | " << line.level << " " << line.function << "() " << line.text << "\n";
 }
 
-nlohmann::json logJson(const std::vector<LogLine> &log)
+nlohmann::json logJson(const std::vector<kohost::LogLine> &log)
 {
     nlohmann::json lines = nlohmann::json::array();
-    for (const LogLine &line : log)
+    for (const kohost::LogLine &line : log)
         lines.push_back({{"level", line.level},
                          {"file", line.fileName},
                          {"function", line.function},
@@ -67,18 +52,17 @@ nlohmann::json logJson(const std::vector<LogLine> &log)
 
 } // namespace
 
-void writeText(std::ostream &out, const TraceResult &trace, bool withLog)
+void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
 {
-    out << "== " << trace.input->name << "  (" << trace.input->file << ")\n";
-    if (!trace.input->description.empty())
-        out << "   " << trace.input->description << "\n";
-    for (const LogLine &line : trace.setupLog)
+    out << "== " << trace.name << "  (" << trace.file << ")\n";
+    if (!trace.description.empty())
+        out << "   " << trace.description << "\n";
+    for (const kohost::LogLine &line : trace.setupLog)
         out << "   selector: " << line.text << "\n";
-    for (const StepResult &step : trace.steps) {
-        const StepSpec &input = *step.input;
-        out << "-- " << kindName(input.kind) << " fwkFrame " << input.fwkFrame;
-        if (!input.label.empty())
-            out << ": " << input.label;
+    for (const StepOutcome &step : trace.steps) {
+        out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
+        if (!step.label.empty())
+            out << ": " << step.label;
         out << "\n";
         if (step.needed)
             out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
@@ -101,22 +85,22 @@ void writeText(std::ostream &out, const TraceResult &trace, bool withLog)
             for (const auto &[id, list] : step.selection)
                 out << "   selection for queue " << id << ": " << frames(list) << "\n";
         }
-        for (const CheckResult &check : step.checks)
+        for (const CheckOutcome &check : step.checks)
             out << "   frame " << check.frame << ": " << verdictText(check) << "\n";
-        if (input.kind == StepSpec::Kind::Capture && step.selectRan)
+        if (step.kind == StepKind::Capture && step.selectRan)
             out << "   host takes: " << frames(step.taken) << "\n";
         if (withLog)
             writeLog(out, step.log);
     }
 }
 
-nlohmann::json toJson(const TraceResult &trace)
+nlohmann::json toJson(const SessionOutcome &trace)
 {
     nlohmann::json steps = nlohmann::json::array();
-    for (const StepResult &step : trace.steps) {
-        nlohmann::json out = {{"kind", kindName(step.input->kind)},
-                              {"label", step.input->label},
-                              {"fwkFrame", step.input->fwkFrame},
+    for (const StepOutcome &step : trace.steps) {
+        nlohmann::json out = {{"kind", stepKindName(step.kind)},
+                              {"label", step.label},
+                              {"fwkFrame", step.fwkFrame},
                               {"captureTimeNs", step.captureNs}};
         if (step.needed)
             out["needed"] = *step.needed;
@@ -138,19 +122,19 @@ nlohmann::json toJson(const TraceResult &trace)
             out["shutterTimeNs"] = shutter;
         }
         nlohmann::json checks = nlohmann::json::array();
-        for (const CheckResult &check : step.checks)
+        for (const CheckOutcome &check : step.checks)
             checks.push_back({{"frame", check.frame},
                               {"verdict", {check.verdict.first, check.verdict.second}},
                               {"accepted", check.verdict.first},
                               {"reason", check.reason}});
         out["checks"] = checks;
-        if (step.input->kind == StepSpec::Kind::Capture && step.selectRan)
+        if (step.kind == StepKind::Capture && step.selectRan)
             out["taken"] = step.taken;
         out["log"] = logJson(step.log);
         steps.push_back(out);
     }
-    return {{"name", trace.input->name},
-            {"file", trace.input->file},
+    return {{"name", trace.name},
+            {"file", trace.file},
             {"setupLog", logJson(trace.setupLog)},
             {"steps", steps}};
 }

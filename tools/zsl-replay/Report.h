@@ -6,7 +6,7 @@
  * (the same results plus every system-log line as a record).
  */
 
-#include "Replay.h"
+#include "Outcome.h"
 
 #include <nlohmann/json.hpp>
 
@@ -15,7 +15,7 @@
 
 namespace replay {
 
-void writeText(std::ostream &out, const TraceResult &trace, bool withLog);
-nlohmann::json toJson(const TraceResult &trace);
+void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog);
+nlohmann::json toJson(const SessionOutcome &trace);
 
 } // namespace replay

@@ -37,18 +37,17 @@ std::string number(double value)
     return text;
 }
 
-const CheckResult *checkOf(const StepResult &step, uint32_t frame)
+const CheckOutcome *checkOf(const StepOutcome &step, uint32_t frame)
 {
-    for (const CheckResult &check : step.checks)
+    for (const CheckOutcome &check : step.checks)
         if (check.frame == frame)
             return &check;
     return nullptr;
 }
 
 // One panel per select or capture step; answers its height.
-double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepResult &step, double top)
+double drawStep(std::ostringstream &svg, const SessionOutcome &trace, const StepOutcome &step, double top)
 {
-    const TraceSpec &input = *trace.input;
     const int64_t origin = step.captureNs;
     auto ms = [origin](int64_t ns) { return static_cast<double>(ns - origin) / 1e6; };
 
@@ -69,10 +68,10 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
     std::set<uint32_t> selected(step.selectedFrames.begin(), step.selectedFrames.end());
     std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
     const double rowsTop = top + 58;
-    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(input.queues.size());
+    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(step.queues.size());
 
-    std::string title = input.name + " - " + (step.input->label.empty() ? "capture" : step.input->label) +
-                        " (fwkFrame " + std::to_string(step.input->fwkFrame) + ")";
+    std::string title = trace.name + " - " + (step.label.empty() ? "capture" : step.label) +
+                        " (fwkFrame " + std::to_string(step.fwkFrame) + ")";
     svg << "<text x='10' y='" << number(top + 20) << "' class='title'>" << escape(title) << "</text>\n";
 
     // The window of frames new enough to be the anchor: after zsdTs.
@@ -100,8 +99,8 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
             << number(t) << " ms</text>\n";
 
     std::vector<std::string> notes;
-    for (size_t row = 0; row < input.queues.size(); ++row) {
-        const QueueSpec &queue = input.queues[row];
+    for (size_t row = 0; row < step.queues.size(); ++row) {
+        const QueueView &queue = step.queues[row];
         const double y = rowsTop + kRowHeight * static_cast<double>(row) + kRowHeight / 2;
         svg << "<line x1='" << number(kLeft) << "' x2='" << number(kWidth - kRight) << "' y1='" << number(y)
             << "' y2='" << number(y) << "' class='row'/>\n";
@@ -115,27 +114,27 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
         if (selection != step.selection.end())
             queueSelected.insert(selection->second.begin(), selection->second.end());
         std::vector<uint32_t> untimed;
-        for (const FrameSpec &frame : queue.frames) {
-            auto time = step.shutterNs.find(frame.frameNum);
+        for (uint32_t frameNum : queue.held) {
+            auto time = step.shutterNs.find(frameNum);
             if (time == step.shutterNs.end()) {
-                untimed.push_back(frame.frameNum);
+                untimed.push_back(frameNum);
                 continue;
             }
             const double fx = x(ms(time->second));
-            const bool isSelected = queueSelected.count(frame.frameNum) != 0;
+            const bool isSelected = queueSelected.count(frameNum) != 0;
             svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='7' class='"
-                << (isSelected ? "selected" : "held") << (taken.count(frame.frameNum) ? " taken" : "") << "'>"
-                << "<title>frame " << frame.frameNum << " at " << number(ms(time->second)) << " ms</title></circle>\n";
-            svg << "<text x='" << number(fx) << "' y='" << number(y - 15) << "' class='frame'>" << frame.frameNum
+                << (isSelected ? "selected" : "held") << (taken.count(frameNum) ? " taken" : "") << "'>"
+                << "<title>frame " << frameNum << " at " << number(ms(time->second)) << " ms</title></circle>\n";
+            svg << "<text x='" << number(fx) << "' y='" << number(y - 15) << "' class='frame'>" << frameNum
                 << "</text>\n";
-            if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frame.frameNum && &queue == &input.queues[row])
+            if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frameNum)
                 svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='12' class='anchor'/>\n";
             if (queue.type == 1) {
-                if (const CheckResult *check = checkOf(step, frame.frameNum)) {
+                if (const CheckOutcome *check = checkOf(step, frameNum)) {
                     svg << "<text x='" << number(fx) << "' y='" << number(y + 27) << "' class='"
                         << (check->verdict.first ? "ok'>&#10003;" : "bad'>&#10007;") << "</text>\n";
                     if (!check->verdict.first)
-                        notes.push_back("frame " + std::to_string(frame.frameNum) + " refused: " + check->reason);
+                        notes.push_back("frame " + std::to_string(frameNum) + " refused: " + check->reason);
                 }
             }
         }
@@ -154,7 +153,7 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
         summary += std::to_string(frame) + " ";
     if (step.selectedFrames.empty())
         summary += "none ";
-    if (step.input->kind == StepSpec::Kind::Capture) {
+    if (step.kind == StepKind::Capture) {
         summary += "  host takes: ";
         for (uint32_t frame : step.taken)
             summary += std::to_string(frame) + " ";
@@ -173,12 +172,12 @@ double drawStep(std::ostringstream &svg, const TraceResult &trace, const StepRes
 
 } // namespace
 
-std::string drawTimeline(const std::vector<TraceResult> &traces)
+std::string drawTimeline(const std::vector<SessionOutcome> &traces)
 {
     std::ostringstream body;
     double top = 10;
-    for (const TraceResult &trace : traces)
-        for (const StepResult &step : trace.steps)
+    for (const SessionOutcome &trace : traces)
+        for (const StepOutcome &step : trace.steps)
             if (step.selectRan)
                 top += drawStep(body, trace, step, top);
 

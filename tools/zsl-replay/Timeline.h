@@ -7,13 +7,13 @@
  * ones with the plug-in's reason.
  */
 
-#include "Replay.h"
+#include "Outcome.h"
 
 #include <string>
 #include <vector>
 
 namespace replay {
 
-std::string drawTimeline(const std::vector<TraceResult> &traces);
+std::string drawTimeline(const std::vector<SessionOutcome> &traces);
 
 } // namespace replay

@@ -1,11 +1,12 @@
 #pragma once
 /*
- * Trace: one replayable capture session, read from a JSON trace file (the
- * format is described in docs/trace-format.md). Reading is strict: an
- * unknown key, tag or type, a value out of range or a missing field raises a
- * TraceError naming the file, the place in the JSON and what was expected,
- * never a silent default.
+ * Trace: one replayable capture session as plain records, the way a trace
+ * file describes it (docs/trace-format.md): the properties and log gates,
+ * the queues with their frames and metadata, and the steps. Times may be
+ * relative to a step's capture moment; nothing here is a host object yet.
  */
+
+#include "StepKind.h"
 
 #include <KoMetadata.h>
 
@@ -13,20 +14,11 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace replay {
-
-class TraceError : public std::runtime_error {
-public:
-    TraceError(const std::string &file, const std::string &place, const std::string &expected)
-        : std::runtime_error(file + ": at " + (place.empty() ? "/" : place) + ": " + expected)
-    {
-    }
-};
 
 // A time stamp: absolute nanoseconds of the boot-time clock, or an offset
 // from the capture moment, which the replay rebases just before each call.
@@ -68,7 +60,7 @@ struct QueueSpec {
 };
 
 struct StepSpec {
-    enum class Kind { Capture, Select, Check, Needed } kind = Kind::Capture;
+    StepKind kind = StepKind::Capture;
     std::string label;
     uint32_t fwkFrame = 0;
     std::vector<uint32_t> used;
@@ -93,12 +85,5 @@ struct TraceSpec {
     std::vector<QueueSpec> queues;
     std::vector<StepSpec> steps;
 };
-
-// Reads a trace from text; file names the source in errors.
-TraceSpec parseTrace(const std::string &text, const std::string &file);
-TraceSpec readTraceFile(const std::string &path);
-
-// Builds the metadata a input describes, with relative times at captureNs.
-std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &input, int64_t captureNs);
 
 } // namespace replay

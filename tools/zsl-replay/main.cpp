@@ -7,11 +7,12 @@
 // and exit status 2.
 
 #include "BuiltinTraces.h"
-#include "Replay.h"
+#include "Replayer.h"
 #include "Report.h"
 #include "Timeline.h"
+#include "TraceReader.h"
 
-#include <PluginLoader.h>
+#include <PluginSession.h>
 
 #include <android/log.h>
 
@@ -25,7 +26,7 @@ namespace {
 
 // Debian's host liblog ignores ANDROID_LOG_TAGS; honour its "*:<level>"
 // entry here, and otherwise let the trace's kodebug gates alone decide.
-void setAndroidLogPriority()
+int androidLogPriority()
 {
     int priority = ANDROID_LOG_VERBOSE;
     if (const char *tags = std::getenv("ANDROID_LOG_TAGS")) {
@@ -38,7 +39,21 @@ void setAndroidLogPriority()
                 priority = ANDROID_LOG_VERBOSE + static_cast<int>(level);
         }
     }
-    __android_log_set_minimum_priority(priority);
+    return priority;
+}
+
+// The plug-in's Android-log lines of a replay, on standard error as a
+// device's log shows them, from the given priority on.
+void writeAndroidLog(const replay::SessionOutcome &outcome, int minimumPriority)
+{
+    const std::string letters = "VDIWEF";
+    for (const kohost::LogLine &line : outcome.androidLog) {
+        const auto level = letters.find(line.level);
+        if (level == std::string::npos || ANDROID_LOG_VERBOSE + static_cast<int>(level) < minimumPriority)
+            continue;
+        std::cerr << line.level << " KoAlgoEngine: " << line.group << " " << line.fileName << ":" << line.line << " "
+                  << line.function << "()" << line.text << "\n";
+    }
 }
 
 int usage(const char *message)
@@ -77,8 +92,6 @@ int main(int argc, char **argv)
         }
     }
 
-    setAndroidLogPriority();
-
     std::vector<replay::TraceSpec> traces;
     try {
         if (files.empty())
@@ -91,23 +104,25 @@ int main(int argc, char **argv)
         return 2;
     }
 
-    std::vector<replay::TraceResult> results;
+    std::vector<replay::SessionOutcome> results;
     try {
         replay::Replayer replayer(pluginPath);
-        for (const replay::TraceSpec &trace : traces)
+        for (const replay::TraceSpec &trace : traces) {
             results.push_back(replayer.run(trace));
-    } catch (const replay::PluginError &error) {
+            writeAndroidLog(results.back(), androidLogPriority());
+        }
+    } catch (const kohost::PluginLoadError &error) {
         std::cerr << "zsl-replay: " << error.what() << "\n";
         return 2;
     }
 
     if (json) {
         nlohmann::json out = {{"plugin", pluginPath}, {"traces", nlohmann::json::array()}};
-        for (const replay::TraceResult &result : results)
+        for (const replay::SessionOutcome &result : results)
             out["traces"].push_back(replay::toJson(result));
         std::cout << out.dump(2) << "\n";
     } else {
-        for (const replay::TraceResult &result : results) {
+        for (const replay::SessionOutcome &result : results) {
             replay::writeText(std::cout, result, withLog);
             std::cout << "\n";
         }

@@ -1,4 +1,4 @@
-#include "Trace.h"
+#include "TraceReader.h"
 
 #include <KoTagTable.h>
 
@@ -345,9 +345,9 @@ public:
         const std::string bodyPlace = at(place, kind);
         StepSpec input;
         if (kind == "capture" || kind == "select" || kind == "needed") {
-            input.kind = kind == "capture" ? StepSpec::Kind::Capture
-                        : kind == "select" ? StepSpec::Kind::Select
-                                           : StepSpec::Kind::Needed;
+            input.kind = kind == "capture" ? StepKind::Capture
+                        : kind == "select" ? StepKind::Select
+                                           : StepKind::Needed;
             keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId"}, {"requests"});
             if (body.contains("used"))
                 input.used = frameList(body["used"], at(bodyPlace, "used"));
@@ -355,7 +355,7 @@ public:
             if (body.contains("logicalId"))
                 input.logicalId = u32(body["logicalId"], at(bodyPlace, "logicalId"), "a camera id");
         } else if (kind == "check") {
-            input.kind = StepSpec::Kind::Check;
+            input.kind = StepKind::Check;
             keys(body, bodyPlace,
                  {"label", "fwkFrame", "frame", "request", "logicalId", "reqtMasterId", "masterRoleId", "AiHLFrameNum"},
                  {"frame", "request"});
@@ -455,52 +455,6 @@ TraceSpec readTraceFile(const std::string &path)
     std::ostringstream text;
     text << in.rdbuf();
     return parseTrace(text.str(), path);
-}
-
-std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &input, int64_t captureNs)
-{
-    if (input.null)
-        return nullptr;
-    auto meta = std::make_shared<KoMetadata>();
-    for (const MetaEntrySpec &entry : input.entries) {
-        switch (entry.type) {
-        case KoMetadata::TYPE_BYTE: {
-            std::vector<uint8_t> v;
-            for (const TimeValue &value : entry.integers)
-                v.push_back(static_cast<uint8_t>(value.ns));
-            meta->update(entry.tag, v);
-            break;
-        }
-        case KoMetadata::TYPE_INT32: {
-            std::vector<int32_t> v;
-            for (const TimeValue &value : entry.integers)
-                v.push_back(static_cast<int32_t>(static_cast<uint32_t>(value.ns)));
-            meta->update(entry.tag, v);
-            break;
-        }
-        case KoMetadata::TYPE_INT64: {
-            std::vector<int64_t> v;
-            for (const TimeValue &value : entry.integers)
-                v.push_back(value.at(captureNs));
-            meta->update(entry.tag, v);
-            break;
-        }
-        case KoMetadata::TYPE_FLOAT: {
-            std::vector<float> v(entry.reals.begin(), entry.reals.end());
-            meta->update(entry.tag, v);
-            break;
-        }
-        case KoMetadata::TYPE_DOUBLE:
-            meta->update(entry.tag, entry.reals);
-            break;
-        case KoMetadata::TYPE_RATIONAL:
-            meta->update(entry.tag, entry.rationals);
-            break;
-        default:
-            break;
-        }
-    }
-    return meta;
 }
 
 } // namespace replay

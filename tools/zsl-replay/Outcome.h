@@ -1,0 +1,71 @@
+#pragma once
+/*
+ * Outcome: what happened in a capture session, step by step: the queues as
+ * the selector saw them, its answers, the time stamps and anchor its lines
+ * name, each checked frame's verdict and reason, and the frames the host
+ * took. A replay fills it; the report and the timeline read only this, so
+ * that any other source of the same facts can feed them too.
+ */
+
+#include "StepKind.h"
+
+#include <LogRecorder.h>
+#include <ZSLSelectorBase.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace replay {
+
+// One queue as the host held it at the step's capture moment.
+struct QueueView {
+    uint32_t id = 0;
+    int type = 0;
+    std::string name;
+    std::vector<uint32_t> held; // frame numbers with a record
+};
+
+struct CheckOutcome {
+    uint32_t frame = 0;
+    std::pair<bool, bool> verdict;
+    std::string reason; // for a refusal, from the plug-in's lines
+    std::vector<kohost::LogLine> log;
+};
+
+struct StepOutcome {
+    StepKind kind = StepKind::Capture;
+    std::string label;
+    uint32_t fwkFrame = 0;
+    int64_t captureNs = 0; // the capture moment, boot-time clock
+    std::vector<QueueView> queues;
+    std::optional<bool> needed;
+    bool selectRan = false;
+    kohal::ZSLSelection selection;
+    std::vector<uint32_t> selectedFrames; // the list the host checks
+    std::optional<int64_t> zsdTs;
+    std::optional<int64_t> curTime;
+    std::optional<uint32_t> anchorFrame; // first frame shot after zsdTs
+    std::optional<int32_t> anchorOffset;
+    std::optional<int32_t> csbegin;
+    std::vector<uint32_t> consumer;
+    std::vector<uint32_t> producer;
+    std::map<uint32_t, int64_t> shutterNs; // the metadata queue's records
+    std::vector<CheckOutcome> checks;
+    std::vector<uint32_t> taken; // the frames the host takes
+    std::vector<kohost::LogLine> log;
+};
+
+struct SessionOutcome {
+    std::string name;
+    std::string file;
+    std::string description;
+    std::vector<kohost::LogLine> setupLog; // the selector's configuration line
+    std::vector<StepOutcome> steps;
+    std::vector<kohost::LogLine> androidLog; // every Android-log line, in order
+};
+
+} // namespace replay

@@ -1,0 +1,120 @@
+#include "Replayer.h"
+
+#include "PluginLines.h"
+#include "Scene.h"
+
+#include <LogRecorder.h>
+#include <PluginSession.h>
+#include <StaticMetadataWraper.h>
+
+#include <utils/Timers.h>
+
+#include <algorithm>
+
+namespace replay {
+
+namespace {
+
+using kohost::LogOutput;
+
+CheckOutcome check(kohal::ZSLSelectorBase &selector, const kohost::LogRecorder &log,
+                   const kohal::ZSLFrameCheckInfo &info)
+{
+    CheckOutcome result;
+    result.frame = info.checkFrameNum;
+    const size_t mark = log.mark();
+    result.verdict = selector.checkFrame(info);
+    result.log = log.since(mark, LogOutput::System);
+    if (!result.verdict.first)
+        result.reason = refusalReason(result.log);
+    return result;
+}
+
+void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const StepSpec &step,
+             const kohost::LogRecorder &log, StepOutcome &result)
+{
+    const size_t mark = log.mark();
+    result.kind = step.kind;
+    result.label = step.label;
+    result.fwkFrame = step.fwkFrame;
+    result.captureNs = systemTime(SYSTEM_TIME_BOOTTIME);
+    const Scene scene = buildScene(trace, result.captureNs);
+    result.queues = scene.views;
+
+    if (step.kind == StepKind::Check) {
+        result.checks.push_back(check(selector, log, checkInfo(step, scene)));
+        result.log = log.since(mark, LogOutput::System);
+        return;
+    }
+
+    const kohal::ZSLFrameSelectInfo info = selectInfo(step, scene);
+    if (step.kind != StepKind::Select) {
+        result.needed = selector.isSelectorNeeded(info);
+        if (step.kind == StepKind::Needed || !*result.needed) {
+            result.log = log.since(mark, LogOutput::System);
+            return;
+        }
+    }
+
+    result.selectRan = true;
+    result.selection = selector.selectZSLFrames(info);
+    result.log = log.since(mark, LogOutput::System);
+    readSelectionLines(result.log, result);
+    if (scene.metaQueue) {
+        result.consumer = scene.metaQueue->consumer;
+        result.producer = scene.metaQueue->producer;
+        result.shutterNs = scene.shutterNs;
+    }
+    if (!result.selection.empty()) {
+        auto entry = scene.metaQueue ? result.selection.find(scene.metaQueue->id) : result.selection.end();
+        result.selectedFrames = (entry != result.selection.end() ? entry : result.selection.begin())->second;
+    }
+    if (step.kind != StepKind::Capture)
+        return;
+
+    // The host checks the selected frames in order and takes the first
+    // accepted ones, one per requested frame.
+    const size_t wanted = std::max<size_t>(1, info.requestMetas.size());
+    for (uint32_t frame : result.selectedFrames) {
+        kohal::ZSLFrameCheckInfo checkInfo;
+        checkInfo.checkFrameNum = frame;
+        checkInfo.fwkFrameNum = step.fwkFrame;
+        checkInfo.requestMeta = info.requestMetas.empty() ? nullptr : info.requestMetas.front();
+        checkInfo.logicalId = step.logicalId;
+        checkInfo.zslQueues = scene.queues;
+        CheckOutcome checked = check(selector, log, checkInfo);
+        if (checked.verdict.first && result.taken.size() < wanted)
+            result.taken.push_back(frame);
+        result.checks.push_back(std::move(checked));
+    }
+    result.log = log.since(mark, LogOutput::System);
+}
+
+} // namespace
+
+SessionOutcome Replayer::run(const TraceSpec &trace) const
+{
+    for (const auto &[camera, meta] : trace.staticMetadata)
+        StaticMetadataWraper::getInstance()->setStaticMetadata(camera, buildMetadata(meta, 0));
+    kohost::LogGates gates(trace.logLevel, trace.logGroup, trace.debugMask);
+
+    SessionOutcome result;
+    result.name = trace.name;
+    result.file = trace.file;
+    result.description = trace.description;
+    kohost::LogRecorder log;
+    {
+        kohost::PluginSession plugin(trace.properties, mPluginPath);
+        result.setupLog = log.since(0, LogOutput::System);
+        for (const StepSpec &step : trace.steps) {
+            result.steps.emplace_back();
+            runStep(plugin.selector(), trace, step, log, result.steps.back());
+        }
+    }
+    result.androidLog = log.since(0, LogOutput::Android);
+    for (const auto &entry : trace.staticMetadata)
+        StaticMetadataWraper::getInstance()->setStaticMetadata(entry.first, nullptr);
+    return result;
+}
+
+} // namespace replay
