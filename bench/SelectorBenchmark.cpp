@@ -3,6 +3,7 @@
 // closed (as on a phone in normal use) and with the system log open.
 
 #include <HostFrameQueue.h>
+#include <MetadataBuilder.h>
 #include <PluginLoader.h>
 
 #include <KoMetadata.h>
@@ -13,17 +14,6 @@
 #include <utils/Timers.h>
 
 namespace {
-
-std::shared_ptr<KoMetadata> settled()
-{
-    auto meta = std::make_shared<KoMetadata>();
-    meta->update<int32_t>(0x10001, {0});
-    meta->update<uint8_t>(0x10007, {4});
-    meta->update<uint8_t>(0x10020, {2});
-    meta->update<uint8_t>(0x80009, {0});
-    meta->update<uint8_t>(0x1001f, {2});
-    return meta;
-}
 
 struct Fixture {
     kohost::PluginLoader plugin;
@@ -45,8 +35,8 @@ struct Fixture {
             consumer.push_back(frame);
             kohal::MetaInfo info;
             info.shutterTime = now - (frames - i) * 33000000LL;
-            info.metadata = settled();
-            info.physicalMetadata = {{0, settled()}, {2, settled()}};
+            info.metadata = kohost::Meta().settled();
+            info.physicalMetadata = {{0, kohost::Meta().settled()}, {2, kohost::Meta().settled()}};
             meta->putMetaFrame(frame, info);
             sensor->putSensorModeFrame(frame, 1);
         }
@@ -68,7 +58,7 @@ void BM_SelectZSLFrames(benchmark::State &state)
     Fixture fixture(static_cast<int>(state.range(0)));
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {fixture.meta, fixture.sensor};
-    info.requestMetas = {settled()};
+    info.requestMetas = {kohost::Meta().settled()};
     for (auto _ : state)
         benchmark::DoNotOptimize(fixture.selector->selectZSLFrames(info));
     fixture.selector.reset();
@@ -81,7 +71,7 @@ void BM_CheckFrame(benchmark::State &state)
     Fixture fixture(8);
     kohal::ZSLFrameCheckInfo info;
     info.checkFrameNum = 1004;
-    info.requestMeta = settled();
+    info.requestMeta = kohost::Meta().settled();
     info.requestMeta->update<uint8_t>("korvan.superResolution.enabled", {1});
     info.zslQueues = {fixture.meta, fixture.sensor};
     for (auto _ : state)

@@ -14,8 +14,8 @@
 
 namespace {
 
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::Meta;
+namespace tag = kohost::tag;
 using Lines = std::vector<std::string>;
 using Verdict = std::pair<bool, bool>;
 

@@ -10,8 +10,8 @@
 
 namespace {
 
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::Meta;
+namespace tag = kohost::tag;
 using Lines = std::vector<std::string>;
 using Verdict = std::pair<bool, bool>;
 
@@ -58,7 +58,7 @@ std::string sensorVerdictLine(const Lines &lines)
 TEST(CheckFrame, OverviewFrameQualifies)
 {
     kohost::PluginSession plugin;
-    auto info = checkInfo({kotest::metaQueue(0, {{44, 100, Meta().settled()}}), sensorQueue({{44, 2}})},
+    auto info = checkInfo({kohost::metaQueue(0, {{44, 100, Meta().settled()}}), sensorQueue({{44, 2}})},
                           Meta().u8(tag::EnableZsl, 1).i32(tag::AeExposureCompensation, 0));
     EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
 }
@@ -93,38 +93,38 @@ INSTANTIATE_TEST_SUITE_P(
         PathCase{"sensorQueueOnly", [] { return kohal::ZSLQueueList{sensorQueue({{44, 3}})}; },
                  [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {true, true}, ""},
         PathCase{"noRecordMfnrDecidedBySensorMode",
-                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
+                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
                  [] { return Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 3).build(); }, {true, true},
                  kSensorOk},
         PathCase{"noRecordSensorModeRefuses",
-                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
+                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
                  [] { return Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 2).build(); }, {false, false},
                  kSensorFail},
-        PathCase{"noRecordNullRequest", [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {}), sensorQueue({})}; },
+        PathCase{"noRecordNullRequest", [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {}), sensorQueue({})}; },
                  [] { return std::shared_ptr<KoMetadata>(); }, {true, true}, ""},
         PathCase{"qualifiedWithoutSrOrMfnr",
-                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
                  [] { return evRequest().u8(tag::SuperResolution, 0).u8(tag::MfnrEnabled, 0).build(); },
                  {true, true}, ""},
         PathCase{"srByteTwoCountsAsOff",
-                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
                  [] { return evRequest().u8(tag::SuperResolution, 2).build(); }, {true, true}, ""},
         PathCase{"mfnrByteTwoCountsAsOff",
-                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
                  [] { return evRequest().u8(tag::MfnrEnabled, 2).build(); }, {true, true}, ""},
         PathCase{"srWithoutSensorQueueRefuses",
-                 [] { return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})}; },
+                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
                  [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {false, false}, ""},
         PathCase{"srWithMatchingSensorMode",
                  [] {
-                     return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}}),
+                     return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}}),
                                                 sensorQueue({{44, 5}})};
                  },
                  [] { return evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5).build(); },
                  {true, true}, kSensorOk},
         PathCase{"qualificationFailsBeforeSr",
                  [] {
-                     return kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, unsettled()}}), sensorQueue({{44, 5}})};
+                     return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, unsettled()}}), sensorQueue({{44, 5}})};
                  },
                  [] { return evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5).build(); },
                  {false, true}, ""}),
@@ -133,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
 {
     kohost::PluginSession plugin;
-    kohal::MetaInfo frame = kotest::metaInfo(1, nullptr, {{0, unsettled()}, {2, Meta().settled()}, {5, unsettled()}});
+    kohal::MetaInfo frame = kohost::metaInfo(1, nullptr, {{0, unsettled()}, {2, Meta().settled()}, {5, unsettled()}});
     auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
     queue->putMetaFrame(44, frame);
     auto info = checkInfo({queue}, evRequest().u8(tag::SuperResolution, 1));
@@ -154,7 +154,7 @@ TEST(CheckFrame, AllCamerasQualifyingPassesOn)
 {
     kohost::PluginSession plugin;
     auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
-    queue->putMetaFrame(44, kotest::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
+    queue->putMetaFrame(44, kohost::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
     auto info = checkInfo({queue}, evRequest());
     EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
 }
@@ -162,7 +162,7 @@ TEST(CheckFrame, AllCamerasQualifyingPassesOn)
 TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
 {
     kohost::PluginSession plugin;
-    auto queues = kohal::ZSLQueueList{kotest::metaQueue(0, {{44, 1, Meta().settled()}})};
+    auto queues = kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})};
 
     auto twoOutcome = kotest::runLogged(
         [&] { return plugin.selector().checkFrame(checkInfo(queues, evRequest().u8(tag::SuperResolution, 2))); });
@@ -179,8 +179,8 @@ TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
 TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)
 {
     kohost::PluginSession plugin;
-    auto first = kotest::metaQueue(0, {});
-    auto second = kotest::metaQueue(1, {{44, 1, unsettled()}});
+    auto first = kohost::metaQueue(0, {});
+    auto second = kohost::metaQueue(1, {{44, 1, unsettled()}});
     auto info = checkInfo({first, second}, evRequest());
 
     EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
@@ -194,7 +194,7 @@ TEST(CheckFrame, ConcurrentCallsOnOneSelectorAgree)
 {
     kohost::PluginSession plugin;
     kohost::LogGates closed(7, 0, 0);
-    auto meta = kotest::metaQueue(0, {{43, 100, unsettled()}, {44, 200, Meta().settled()}, {45, 300, Meta().settled()}});
+    auto meta = kohost::metaQueue(0, {{43, 100, unsettled()}, {44, 200, Meta().settled()}, {45, 300, Meta().settled()}});
     auto sensor = sensorQueue({{43, 1}, {44, 1}, {45, 1}});
     meta->setJournaling(false);
     sensor->setJournaling(false);

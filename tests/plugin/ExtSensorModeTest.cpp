@@ -9,8 +9,8 @@
 
 namespace {
 
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::Meta;
+namespace tag = kohost::tag;
 using Lines = std::vector<std::string>;
 using Verdict = std::pair<bool, bool>;
 
@@ -40,7 +40,7 @@ TEST_P(ExtSensorMode, ComparesFrameAndRequestModes)
     info.checkFrameNum = 8;
     info.fwkFrameNum = 20;
     info.requestMeta = c.nullRequest ? nullptr : request.build();
-    info.zslQueues = {kotest::metaQueue(0, {}), sensor};
+    info.zslQueues = {kohost::metaQueue(0, {}), sensor};
 
     auto outcome = kotest::runLogged([&] { return plugin.selector().checkDesiredSensorMode(info); });
     EXPECT_EQ(outcome.result, c.expected);
@@ -86,7 +86,7 @@ TEST(ExtSensorModeQueues, NoSensorQueueRefusesAfterTheInfoLineOnly)
 {
     kohost::PluginSession plugin;
     for (kohal::ZSLQueueList queues :
-         {kohal::ZSLQueueList{}, kohal::ZSLQueueList{kotest::metaQueue(0, {}), kotest::holdingQueue(3, 3, "raw", {8})}}) {
+         {kohal::ZSLQueueList{}, kohal::ZSLQueueList{kohost::metaQueue(0, {}), kohost::holdingQueue(3, 3, "raw", {8})}}) {
         kohal::ZSLFrameCheckInfo info;
         info.checkFrameNum = 8;
         info.requestMeta = Meta().i32(tag::SensorMode, 2);
@@ -125,11 +125,11 @@ TEST(ExtSensorModeQueues, InfoLinePrintsTheRequestIdsAndTheSelector)
 TEST(ExtSensorModeQueues, OnlyTheFirstSensorQueueIsConsulted)
 {
     kohost::PluginSession plugin;
-    auto meta = kotest::metaQueue(0, {});
+    auto meta = kohost::metaQueue(0, {});
     auto first = std::make_shared<kohost::HostFrameQueue>(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "first");
     auto second = std::make_shared<kohost::HostFrameQueue>(2, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "second");
     second->putSensorModeFrame(8, 2);
-    auto after = kotest::holdingQueue(3, 3, "after", {8});
+    auto after = kohost::holdingQueue(3, 3, "after", {8});
     kohal::ZSLFrameCheckInfo info;
     info.checkFrameNum = 8;
     info.requestMeta = Meta().i32(tag::SensorMode, 2);

@@ -6,8 +6,8 @@
 
 namespace {
 
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::Meta;
+namespace tag = kohost::tag;
 
 struct NeededCase {
     const char *name;

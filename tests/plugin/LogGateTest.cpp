@@ -32,7 +32,7 @@ TEST_P(LogGate, EachOutputHasItsOwnGate)
         kohost::LogRecorder log;
         kohost::PluginSession plugin;
         kohal::ZSLFrameSelectInfo request;
-        request.requestMetas = {kotest::Meta().u8(kotest::tag::EnableZsl, 1)};
+        request.requestMetas = {kohost::Meta().u8(kohost::tag::EnableZsl, 1)};
         plugin.selector().isSelectorNeeded(request);
         android = kotest::texts(log.android());
         system = kotest::texts(log.system());

@@ -7,8 +7,8 @@
 
 namespace {
 
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::Meta;
+namespace tag = kohost::tag;
 using Lines = std::vector<std::string>;
 
 // One frame (5) whose own metadata is history, checked against target; the
@@ -20,7 +20,7 @@ kotest::CheckOutcome checkOne(kohost::PluginSession &plugin, std::shared_ptr<KoM
     info.checkFrameNum = 5;
     info.fwkFrameNum = 1;
     info.requestMeta = std::move(target);
-    info.zslQueues = {kotest::metaQueue(0, {{5, 100, std::move(history)}})};
+    info.zslQueues = {kohost::metaQueue(0, {{5, 100, std::move(history)}})};
     return kotest::runLogged([&] { return plugin.selector().checkFrame(info); });
 }
 
@@ -176,7 +176,7 @@ TEST(QualificationLog, EvReadersLogAsOperatorCallAndRulesUnderTheirNames)
     kohal::ZSLFrameCheckInfo info;
     info.checkFrameNum = 5;
     info.requestMeta = Meta().i32(tag::AeExposureCompensation, 0);
-    info.zslQueues = {kotest::metaQueue(0, {{5, 100, Meta().settled()}})};
+    info.zslQueues = {kohost::metaQueue(0, {{5, 100, Meta().settled()}})};
     plugin.selector().checkFrame(info);
 
     std::vector<std::string> functions;

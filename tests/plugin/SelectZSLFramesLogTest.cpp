@@ -11,8 +11,8 @@
 
 namespace {
 
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::Meta;
+namespace tag = kohost::tag;
 
 constexpr int64_t kMs = 1000000;
 
@@ -38,10 +38,10 @@ TEST(SelectZSLFramesLog, MotionCaptureWithRemovedAndMissingFrames)
     auto gates = kohost::LogGates::systemOnly();
     kohost::LogRecorder log;
     const int64_t anchor = 1000 * kMs;
-    auto meta = kotest::metaQueue(0, {{20, anchor}, {21, std::nullopt}, {22, anchor + 20 * kMs},
+    auto meta = kohost::metaQueue(0, {{20, anchor}, {21, std::nullopt}, {22, anchor + 20 * kMs},
                                       {23, anchor + 40 * kMs}, {24, anchor + 80 * kMs}, {25, anchor + 90 * kMs}},
                                   {{26, anchor + 100 * kMs}}, "ZSLMetaQ");
-    auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "ZSLSensorQ", {22, 24, 25, 26});
+    auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "ZSLSensorQ", {22, 24, 25, 26});
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 301;
     info.usedFrameNums = {19};
@@ -76,7 +76,7 @@ TEST(SelectZSLFramesLog, NoAnchorScansProducersThenPendingOffAddsThem)
     kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "30"}});
     auto gates = kohost::LogGates::systemOnly();
     kohost::LogRecorder log;
-    auto meta = kotest::metaQueue(0, {{5, 100}, {6, 200}}, {{7, 300}, {8, std::nullopt}, {9, 400}}, "meta");
+    auto meta = kohost::metaQueue(0, {{5, 100}, {6, 200}}, {{7, 300}, {8, std::nullopt}, {9, 400}}, "meta");
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 4;
     info.zslQueues = {meta};
@@ -112,7 +112,7 @@ TEST(SelectZSLFramesLog, EmptyConsumerListWithPendingSupport)
     kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 2;
-    info.zslQueues = {kotest::metaQueue(0, {}, {}, "meta")};
+    info.zslQueues = {kohost::metaQueue(0, {}, {}, "meta")};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, -70 * kMs).i32(tag::MotionCaptureType, 0x1)};
 
     const int64_t before = systemTime(SYSTEM_TIME_BOOTTIME);
@@ -132,8 +132,8 @@ TEST(SelectZSLFramesLog, EmptyConsumerListWithPendingSupport)
 TEST(SelectZSLFramesLog, ClosedGatesAskNoQueueName)
 {
     kohost::PluginSession plugin;
-    auto meta = kotest::metaQueue(0, {{10, 100}, {11, std::nullopt}, {12, 300}}, {}, "meta");
-    auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {12});
+    auto meta = kohost::metaQueue(0, {{10, 100}, {11, std::nullopt}, {12, 300}}, {}, "meta");
+    auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {12});
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {meta, sensor};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, 0).i32(tag::MotionCaptureType, 0x10001), Meta()};

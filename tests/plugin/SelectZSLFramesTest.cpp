@@ -12,9 +12,9 @@
 
 namespace {
 
-using kotest::ListedFrame;
-using kotest::Meta;
-namespace tag = kotest::tag;
+using kohost::ListedFrame;
+using kohost::Meta;
+namespace tag = kohost::tag;
 using Frames = std::vector<uint32_t>;
 
 constexpr int64_t kMs = 1000000;
@@ -61,7 +61,7 @@ TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 7;
     info.usedFrameNums = c.used;
-    info.zslQueues = {kotest::metaQueue(0, c.consumer, c.producer)};
+    info.zslQueues = {kohost::metaQueue(0, c.consumer, c.producer)};
     info.requestMetas = requests(anchoredRequest(c.zsdTs), c.requestCount);
 
     kohal::ZSLSelection result = plugin.selector().selectZSLFrames(info);
@@ -128,7 +128,7 @@ TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
     kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
     auto gates = kohost::LogGates::systemOnly();
     kohost::LogRecorder log;
-    auto queue = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 2000}});
+    auto queue = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 2000}});
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 9;
     info.zslQueues = {queue};
@@ -145,7 +145,7 @@ TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
 TEST(SelectZSLFramesPending, AnchorFoundSelectsNoProducerFrame)
 {
     kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
-    auto queue = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 400}});
+    auto queue = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 400}});
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {queue};
     info.requestMetas = {anchoredRequest(250)};
@@ -161,8 +161,8 @@ TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
     kohost::PluginSession plugin;
     auto gates = kohost::LogGates::systemOnly();
     kohost::LogRecorder log;
-    auto meta = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
-    auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12});
+    auto meta = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
+    auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12});
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 3;
     info.zslQueues = {sensor, meta};
@@ -182,8 +182,8 @@ TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
 TEST(SelectZSLFramesQueues, OnlyTheFrameAtTheBeginIsTested)
 {
     kohost::PluginSession plugin;
-    auto meta = kotest::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
-    auto other = kotest::holdingQueue(5, 3, "other", {11});
+    auto meta = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
+    auto other = kohost::holdingQueue(5, 3, "other", {11});
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {meta, other};
     info.requestMetas = {anchoredRequest(150)};
@@ -197,8 +197,8 @@ TEST(SelectZSLFramesQueues, OnlyTheFrameAtTheBeginIsTested)
 TEST(SelectZSLFramesQueues, OnlyTheFirstMetadataQueueIsRead)
 {
     kohost::PluginSession plugin;
-    auto first = kotest::metaQueue(0, {{10, 100}, {11, 200}});
-    auto second = kotest::metaQueue(1, {{11, 100}, {21, 200}}); // holds 11, lists other frames
+    auto first = kohost::metaQueue(0, {{10, 100}, {11, 200}});
+    auto second = kohost::metaQueue(1, {{11, 100}, {21, 200}}); // holds 11, lists other frames
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {first, second};
     info.requestMetas = {anchoredRequest(150)};
@@ -213,9 +213,9 @@ TEST(SelectZSLFramesQueues, QueuesWithTheSameIdShareOneEntry)
 {
     kohost::PluginSession plugin;
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kotest::metaQueue(4, {{10, 100}, {11, 200}}),
-                      kotest::holdingQueue(4, 2, "sensor", {10, 11}),
-                      kotest::holdingQueue(2147483648u, 2, "high", {10, 11})};
+    info.zslQueues = {kohost::metaQueue(4, {{10, 100}, {11, 200}}),
+                      kohost::holdingQueue(4, 2, "sensor", {10, 11}),
+                      kohost::holdingQueue(2147483648u, 2, "high", {10, 11})};
     info.requestMetas = {anchoredRequest(150)};
 
     auto result = plugin.selector().selectZSLFrames(info);
@@ -248,7 +248,7 @@ INSTANTIATE_TEST_SUITE_P(
     Queues, SelectZSLFramesNoMetaQueue,
     testing::Values(EmptyCase{"none", {}},
                     EmptyCase{"otherTypesOnly",
-                              {kotest::holdingQueue(1, 2, "sensor", {10}), kotest::holdingQueue(2, 0, "raw", {10})}},
+                              {kohost::holdingQueue(1, 2, "sensor", {10}), kohost::holdingQueue(2, 0, "raw", {10})}},
                     EmptyCase{"nullQueue", {nullptr}}),
     [](const testing::TestParamInfo<EmptyCase> &info) { return info.param.name; });
 
@@ -257,7 +257,7 @@ TEST(SelectZSLFramesRobustness, NullQueueAndNullRequestTakeTheNeutralChoice)
     kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {nullptr, kotest::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}}), nullptr};
+    info.zslQueues = {nullptr, kohost::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}}), nullptr};
     info.requestMetas = {nullptr};
 
     // A null first request reads as a request without tags: the clock rule.
@@ -269,14 +269,14 @@ TEST(SelectZSLFramesClock, OverviewCaptureEndToEnd)
 {
     kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
-    auto meta = kotest::metaQueue(0, {{41, now - 5000 * kMs},
+    auto meta = kohost::metaQueue(0, {{41, now - 5000 * kMs},
                                       {42, now - 4900 * kMs},
                                       {43, now - 4800 * kMs},
                                       {44, now - 300 * kMs},
                                       {45, now - 200 * kMs},
                                       {46, now - 100 * kMs}},
                                   {{47, now}});
-    auto sensor = kotest::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {41, 42, 43, 44, 45, 46});
+    auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {41, 42, 43, 44, 45, 46});
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 100;
     info.usedFrameNums = {38, 40};
@@ -293,7 +293,7 @@ TEST(SelectZSLFramesClock, EmptyRequestListCountsNoFrameAndUsesTheClock)
     kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kotest::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}, {12, now}})};
+    info.zslQueues = {kohost::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}, {12, now}})};
 
     // requestCount 0 begins one frame after the anchor.
     EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {12}}}));
@@ -329,7 +329,7 @@ TEST_P(ZsdTs, FromTheAnchorOnlyForLowByteOne)
     auto gates = kohost::LogGates::systemOnly();
     kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kotest::metaQueue(0, {{10, 100}})};
+    info.zslQueues = {kohost::metaQueue(0, {{10, 100}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, c.anchorTS).i32(tag::MotionCaptureType, c.motionCapType)};
     plugin.selector().selectZSLFrames(info);
 
@@ -361,7 +361,7 @@ TEST(ZsdTsPrecision, LargeAnchorIsSummedInDoublePrecision)
     const int64_t anchor = 9007199254740993;
     const int64_t exactSum = anchor + 30 * kMs;
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kotest::metaQueue(0, {{10, exactSum - 1}, {11, exactSum}, {12, exactSum + 1}})};
+    info.zslQueues = {kohost::metaQueue(0, {{10, exactSum - 1}, {11, exactSum}, {12, exactSum + 1}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, anchor).i32(tag::MotionCaptureType, 0x10001)};
 
     // zsdTs is exactSum - 1, so frame 11 (at exactSum) is already new enough.
@@ -375,7 +375,7 @@ TEST(ZsdTsPrecision, SumBeyondTheRangeSaturates)
     auto gates = kohost::LogGates::systemOnly();
     kohost::LogRecorder log;
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kotest::metaQueue(0, {{10, INT64_MAX}})};
+    info.zslQueues = {kohost::metaQueue(0, {{10, INT64_MAX}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, INT64_MAX).i32(tag::MotionCaptureType, 0x1)};
 
     // No shutter time is later than the saturated zsdTs: the last frame stays.

@@ -1,6 +1,6 @@
 #pragma once
 /*
- * Builders for the host queues a test hands to a selector: a metadata queue
+ * Builders for the queues a host hands a selector: a metadata queue
  * whose consumer and producer frames carry shutter times (a frame without a
  * time has left the queue: listed, but no record), and queues of any type
  * that hold a given set of frames.
@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace kotest {
+namespace kohost {
 
 struct ListedFrame {
     uint32_t frameNum;
@@ -49,4 +49,4 @@ inline std::shared_ptr<kohost::HostFrameQueue> holdingQueue(uint32_t id, int typ
     return queue;
 }
 
-} // namespace kotest
+} // namespace kohost

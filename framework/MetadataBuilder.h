@@ -1,6 +1,6 @@
 #pragma once
 /*
- * Builders for the metadata and frame records tests hand to a selector:
+ * Builders for the metadata and frame records a host hands a selector:
  * Meta() collects typed tag values by id or by name and builds a
  * shared KoMetadata; tag:: names the tags the selector reads.
  */
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace kotest {
+namespace kohost {
 
 namespace tag {
 constexpr uint32_t AeExposureCompensation = 0x10001;
@@ -38,8 +38,8 @@ class Meta {
 public:
     Meta() : mMeta(std::make_shared<KoMetadata>()) {}
 
-    // A value the container refuses (unknown name, wrong type) is a fault of
-    // the test itself.
+    // A value the container refuses (unknown name, wrong type) is the
+    // caller's mistake, not a case to run.
     template <typename T> Meta &set(uint32_t tagId, std::vector<T> values)
     {
         if (!mMeta->update(tagId, values))
@@ -85,4 +85,4 @@ inline kohal::MetaInfo metaInfo(int64_t shutterTimeNs, std::shared_ptr<KoMetadat
     return info;
 }
 
-} // namespace kotest
+} // namespace kohost
