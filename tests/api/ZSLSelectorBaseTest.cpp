@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -90,36 +89,6 @@ TEST(PreCheckFrame, AnswersZeroAndLeavesTheListAlone)
     EXPECT_EQ(selector.preCheckFrame(frames, 0), 0);
     EXPECT_EQ(selector.preCheckFrame(frames, -1), 0);
     EXPECT_EQ(frames, (std::vector<uint32_t>{4, 5, 6}));
-}
-
-TEST(MetaInfo, CopySharesTheMetadataObjects)
-{
-    kohal::MetaInfo source;
-    source.metadata = std::make_shared<KoMetadata>();
-    source.physicalMetadata = {{0, std::make_shared<KoMetadata>()}, {2, std::make_shared<KoMetadata>()}};
-    source.shutterTime = std::numeric_limits<int64_t>::min();
-    source.reserved[7] = 0xAB;
-
-    kohal::MetaInfo copy(source);
-    EXPECT_EQ(copy.metadata, source.metadata);
-    EXPECT_EQ(source.metadata.use_count(), 2);
-    ASSERT_EQ(copy.physicalMetadata.size(), 2u);
-    EXPECT_EQ(copy.physicalMetadata[1].first, 2);
-    EXPECT_EQ(copy.physicalMetadata[1].second, source.physicalMetadata[1].second);
-    EXPECT_EQ(source.physicalMetadata[1].second.use_count(), 2);
-    EXPECT_NE(copy.physicalMetadata.data(), source.physicalMetadata.data());
-    EXPECT_EQ(copy.shutterTime, source.shutterTime);
-    EXPECT_EQ(copy.reserved[7], 0xAB);
-}
-
-TEST(MetaInfo, CopyOfEmptyPhysicalListIsEmpty)
-{
-    kohal::MetaInfo source;
-    source.shutterTime = 42;
-    kohal::MetaInfo copy(source);
-    EXPECT_TRUE(copy.physicalMetadata.empty());
-    EXPECT_EQ(copy.metadata, nullptr);
-    EXPECT_EQ(copy.shutterTime, 42);
 }
 
 } // namespace

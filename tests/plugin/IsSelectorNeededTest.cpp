@@ -20,14 +20,12 @@ class IsSelectorNeeded : public testing::TestWithParam<NeededCase> {};
 
 TEST_P(IsSelectorNeeded, AnswersFromTheFirstRequestsEnableZsl)
 {
-    kohost::PluginSession plugin;
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
+    kotest::LoggedPlugin plugin;
     kohal::ZSLFrameSelectInfo info;
     info.requestMetas = GetParam().requestMetas;
 
     EXPECT_EQ(plugin.selector().isSelectorNeeded(info), GetParam().needed);
-    auto records = log.system();
+    auto records = plugin.log.system();
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].level, "D");
     EXPECT_EQ(records[0].function, "isSelectorNeeded");

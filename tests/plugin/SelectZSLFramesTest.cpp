@@ -1,6 +1,5 @@
 #include <Logged.h>
 #include <MetadataBuilder.h>
-#include <PluginSession.h>
 #include <QueueBuilder.h>
 
 #include <utils/Timers.h>
@@ -8,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <regex>
 
 namespace {
@@ -16,8 +16,10 @@ using kohost::ListedFrame;
 using kohost::Meta;
 namespace tag = kohost::tag;
 using Frames = std::vector<uint32_t>;
+using Selection = kohal::ZSLSelection;
 
 constexpr int64_t kMs = 1000000;
+const kohost::PropertyList kPending = {{"persist.vendor.kohal.selector.pending.mask", "1"}};
 
 // A motion capture whose anchor puts zsdTs exactly at zsdTsNs, no clock.
 std::shared_ptr<KoMetadata> anchoredRequest(int64_t zsdTsNs, int32_t motionCapType = 0x1)
@@ -26,12 +28,9 @@ std::shared_ptr<KoMetadata> anchoredRequest(int64_t zsdTsNs, int32_t motionCapTy
     return Meta().i64(tag::AnchorTimeStamp, zsdTsNs - offset).i32(tag::MotionCaptureType, motionCapType);
 }
 
-std::vector<std::shared_ptr<KoMetadata>> requests(std::shared_ptr<KoMetadata> first, size_t count)
+size_t count(const std::vector<std::string> &list, const std::string &item)
 {
-    std::vector<std::shared_ptr<KoMetadata>> metas{std::move(first)};
-    while (metas.size() < count)
-        metas.push_back(Meta());
-    return metas;
+    return static_cast<size_t>(std::count(list.begin(), list.end(), item));
 }
 
 // The table of the selection rules: consumer 10, 11, 12 shot at 100, 200,
@@ -46,6 +45,7 @@ struct SelectCase {
     std::vector<ListedFrame> producer = {};
     Frames expected = {};
     const char *anchorLine = nullptr; // the "ZSLAnchor" line's tail, when checked
+    const char *lastLine = nullptr;   // when the selection finishes early with an empty map
 };
 
 class SelectZSLFrames : public testing::TestWithParam<SelectCase> {};
@@ -53,27 +53,28 @@ class SelectZSLFrames : public testing::TestWithParam<SelectCase> {};
 TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
 {
     const SelectCase &c = GetParam();
-    kohost::PluginSession plugin(
-        {{"persist.vendor.kohal.selector.pending.mask", c.pending ? "1" : "0"}});
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-
+    kotest::LoggedPlugin plugin(c.pending ? kPending : kohost::PropertyList{});
+    auto queue = kohost::metaQueue(0, c.consumer, c.producer);
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 7;
     info.usedFrameNums = c.used;
-    info.zslQueues = {kohost::metaQueue(0, c.consumer, c.producer)};
-    info.requestMetas = requests(anchoredRequest(c.zsdTs), c.requestCount);
+    info.zslQueues = {queue};
+    info.requestMetas = {anchoredRequest(c.zsdTs)};
+    info.requestMetas.resize(c.requestCount, Meta());
 
-    kohal::ZSLSelection result = plugin.selector().selectZSLFrames(info);
-    ASSERT_EQ(result.size(), 1u);
-    EXPECT_EQ(result.begin()->first, 0u);
-    EXPECT_EQ(result.begin()->second, c.expected);
+    Selection result = plugin.selector().selectZSLFrames(info);
+    auto texts = plugin.texts();
+    if (c.lastLine) {
+        EXPECT_TRUE(result.empty());
+        EXPECT_EQ(texts.back(), c.lastLine);
+    } else {
+        EXPECT_EQ(result, (Selection{{0, c.expected}}));
+    }
     if (c.anchorLine) {
-        auto texts = kotest::texts(log.system());
-        bool found = std::any_of(texts.begin(), texts.end(), [&](const std::string &text) {
-            return text == std::string("I [ZSLSelector] fwkFrame:7 ZSLAnchor ") + c.anchorLine;
-        });
-        EXPECT_TRUE(found) << c.anchorLine;
+        EXPECT_EQ(count(texts, std::string("I [ZSLSelector] fwkFrame:7 ZSLAnchor ") + c.anchorLine), 1u);
+    }
+    if (c.pending) { // the producer list is never read
+        EXPECT_EQ(count(queue->journal(), "getFrameNumList(1)"), 0u);
     }
 }
 
@@ -118,49 +119,25 @@ const std::vector<SelectCase> kSelectCases = {
      .consumer = {{2147483646u, 100}, {2147483647u, 200}, {2147483648u, 300}, {4294967295u, 400}},
      .expected = {2147483648u, 4294967295u}},
     {.name = "lastUsedAtTheTopSelectsNothing", .used = {4294967295u}, .expected = {}},
+    {.name = "pendingNoAnchorFinishesEmpty", .zsdTs = 1000, .pending = true, .producer = {{13, 2000}},
+     .lastLine = "D [ZSLSelector] fwkFrame:7 consumer list ts too old, select finished"},
+    {.name = "pendingAnchorAtTheEndTakesNoProducerFrame", .zsdTs = 250, .pending = true, .producer = {{13, 400}},
+     .expected = {12}},
+    // 2^53 + 1 is not a double: the anchor rounds to 2^53 before 60 ms is
+    // added, so zsdTs lands 1 ns early and the frame at the exact sum anchors.
+    {.name = "largeAnchorIsSummedInDoublePrecision", .zsdTs = 9007199254740993 + 60 * kMs,
+     .consumer = {{10, 9007199254740992 + 60 * kMs}, {11, 9007199254740993 + 60 * kMs}, {12, INT64_MAX}},
+     .expected = {11, 12}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rules, SelectZSLFrames, testing::ValuesIn(kSelectCases),
                          [](const testing::TestParamInfo<SelectCase> &info) { return info.param.name; });
 
-TEST(SelectZSLFramesPending, NoAnchorWithPendingSupportFinishesEmpty)
-{
-    kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-    auto queue = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 2000}});
-    kohal::ZSLFrameSelectInfo info;
-    info.fwkFrameNum = 9;
-    info.zslQueues = {queue};
-    info.requestMetas = {anchoredRequest(1000)};
-
-    EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
-    auto texts = kotest::texts(log.system());
-    ASSERT_FALSE(texts.empty());
-    EXPECT_EQ(texts.back(), "D [ZSLSelector] fwkFrame:9 consumer list ts too old, select finished");
-    auto journal = queue->journal();
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), "getFrameNumList(1)"), 0);
-}
-
-TEST(SelectZSLFramesPending, AnchorFoundSelectsNoProducerFrame)
-{
-    kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
-    auto queue = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}, {{13, 400}});
-    kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {queue};
-    info.requestMetas = {anchoredRequest(250)};
-
-    auto result = plugin.selector().selectZSLFrames(info);
-    EXPECT_EQ(result[0], (Frames{12}));
-    auto journal = queue->journal();
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), "getFrameNumList(1)"), 0);
-}
-
+// Several queues: one list for every queue id, the begin moved past frames
+// a queue lacks, and which queues are asked what.
 TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
 {
-    kohost::PluginSession plugin;
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
+    kotest::LoggedPlugin plugin;
     auto meta = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
     auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12});
     kohal::ZSLFrameSelectInfo info;
@@ -168,59 +145,58 @@ TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
     info.zslQueues = {sensor, meta};
     info.requestMetas = {anchoredRequest(150)};
 
-    auto result = plugin.selector().selectZSLFrames(info);
-    EXPECT_EQ(result, (kohal::ZSLSelection{{0, {12}}, {1, {12}}}));
-    auto texts = kotest::texts(log.system());
-    EXPECT_EQ(std::count(texts.begin(), texts.end(),
-                         "D [ZSLSelector] fwkFrame:3, cannot find zslFrame: 11 in [sensor], move begin to next"),
-              1);
-    // Each queue is asked for 11, then 12, from the first queue on.
-    auto sensorCalls = sensor->journal();
-    EXPECT_NE(std::find(sensorCalls.begin(), sensorCalls.end(), "getMetaFrame(12)"), sensorCalls.end());
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (Selection{{0, {12}}, {1, {12}}}));
+    EXPECT_EQ(count(plugin.texts(), "D [ZSLSelector] fwkFrame:3, cannot find zslFrame: 11 in [sensor], move begin to next"),
+              1u);
+    EXPECT_EQ(count(sensor->journal(), "getMetaFrame(12)"), 1u);
 }
 
-TEST(SelectZSLFramesQueues, OnlyTheFrameAtTheBeginIsTested)
-{
-    kohost::PluginSession plugin;
-    auto meta = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
-    auto other = kohost::holdingQueue(5, 3, "other", {11});
-    kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {meta, other};
-    info.requestMetas = {anchoredRequest(150)};
+struct QueuesCase {
+    const char *name;
+    std::function<kohal::ZSLQueueList()> queues;
+    Selection expected;
+    size_t probed;           // the queue whose journal is checked
+    const char *neverCalled; // a call it must not get
+};
 
-    auto result = plugin.selector().selectZSLFrames(info);
-    EXPECT_EQ(result, (kohal::ZSLSelection{{0, {11, 12}}, {5, {11, 12}}}));
-    auto calls = other->journal();
-    EXPECT_EQ(std::find(calls.begin(), calls.end(), "getMetaFrame(12)"), calls.end());
-}
+class SelectZSLFramesQueues : public testing::TestWithParam<QueuesCase> {};
 
-TEST(SelectZSLFramesQueues, OnlyTheFirstMetadataQueueIsRead)
-{
-    kohost::PluginSession plugin;
-    auto first = kohost::metaQueue(0, {{10, 100}, {11, 200}});
-    auto second = kohost::metaQueue(1, {{11, 100}, {21, 200}}); // holds 11, lists other frames
-    kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {first, second};
-    info.requestMetas = {anchoredRequest(150)};
-
-    auto result = plugin.selector().selectZSLFrames(info);
-    EXPECT_EQ(result, (kohal::ZSLSelection{{0, {11}}, {1, {11}}}));
-    auto calls = second->journal();
-    EXPECT_EQ(std::find(calls.begin(), calls.end(), "getFrameNumList(0)"), calls.end());
-}
-
-TEST(SelectZSLFramesQueues, QueuesWithTheSameIdShareOneEntry)
+TEST_P(SelectZSLFramesQueues, OneListPerQueueId)
 {
     kohost::PluginSession plugin;
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kohost::metaQueue(4, {{10, 100}, {11, 200}}),
-                      kohost::holdingQueue(4, 2, "sensor", {10, 11}),
-                      kohost::holdingQueue(2147483648u, 2, "high", {10, 11})};
+    info.zslQueues = GetParam().queues();
     info.requestMetas = {anchoredRequest(150)};
-
-    auto result = plugin.selector().selectZSLFrames(info);
-    EXPECT_EQ(result, (kohal::ZSLSelection{{4, {11}}, {2147483648u, {11}}}));
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), GetParam().expected);
+    auto *probed = static_cast<kohost::HostFrameQueue *>(info.zslQueues[GetParam().probed].get());
+    EXPECT_EQ(count(probed->journal(), GetParam().neverCalled), 0u);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, SelectZSLFramesQueues,
+    testing::Values(
+        // Only the frame at the begin is tested for presence.
+        QueuesCase{"onlyTheBeginIsTested",
+                   [] {
+                       return kohal::ZSLQueueList{kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}),
+                                                  kohost::holdingQueue(5, 3, "other", {11})};
+                   },
+                   {{0, {11, 12}}, {5, {11, 12}}}, 1, "getMetaFrame(12)"},
+        // The second metadata queue holds 11 but lists other frames.
+        QueuesCase{"onlyTheFirstMetadataQueueIsRead",
+                   [] {
+                       return kohal::ZSLQueueList{kohost::metaQueue(0, {{10, 100}, {11, 200}}),
+                                                  kohost::metaQueue(1, {{11, 100}, {21, 200}})};
+                   },
+                   {{0, {11}}, {1, {11}}}, 1, "getFrameNumList(0)"},
+        QueuesCase{"sameIdSharesOneEntry",
+                   [] {
+                       return kohal::ZSLQueueList{kohost::metaQueue(4, {{10, 100}, {11, 200}}),
+                                                  kohost::holdingQueue(4, 2, "sensor", {10, 11}),
+                                                  kohost::holdingQueue(2147483648u, 2, "high", {10, 11})};
+                   },
+                   {{4, {11}}, {2147483648u, {11}}}, 1, "getFrameNumList(0)"}),
+    [](const testing::TestParamInfo<QueuesCase> &info) { return info.param.name; });
 
 struct EmptyCase {
     const char *name;
@@ -231,17 +207,14 @@ class SelectZSLFramesNoMetaQueue : public testing::TestWithParam<EmptyCase> {};
 
 TEST_P(SelectZSLFramesNoMetaQueue, AnswersTheEmptyMap)
 {
-    kohost::PluginSession plugin;
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
+    kotest::LoggedPlugin plugin;
     kohal::ZSLFrameSelectInfo info;
     info.fwkFrameNum = 12;
     info.zslQueues = GetParam().queues;
     info.requestMetas = {Meta()};
 
     EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
-    EXPECT_EQ(kotest::texts(log.system()),
-              std::vector<std::string>{"D [ZSLSelector] fwkFrame:12 no metaQueue, select finished"});
+    EXPECT_EQ(plugin.texts(), std::vector<std::string>{"D [ZSLSelector] fwkFrame:12 no metaQueue, select finished"});
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -252,52 +225,46 @@ INSTANTIATE_TEST_SUITE_P(
                     EmptyCase{"nullQueue", {nullptr}}),
     [](const testing::TestParamInfo<EmptyCase> &info) { return info.param.name; });
 
-TEST(SelectZSLFramesRobustness, NullQueueAndNullRequestTakeTheNeutralChoice)
+// zsdTs from the clock, a 1000 ms window: shutter times lie hundreds of ms
+// from it, so no run depends on how fast the call is.
+struct ClockCase {
+    const char *name;
+    std::vector<int64_t> msBeforeNow; // consumer 41, 42, ...
+    std::vector<std::shared_ptr<KoMetadata>> requests;
+    Frames used;
+    Selection expected;
+};
+
+class SelectZSLFramesClock : public testing::TestWithParam<ClockCase> {};
+
+TEST_P(SelectZSLFramesClock, WindowBeforeNow)
 {
+    const ClockCase &c = GetParam();
     kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
     const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
+    std::vector<ListedFrame> consumer;
+    for (size_t i = 0; i < c.msBeforeNow.size(); ++i)
+        consumer.push_back({41 + static_cast<uint32_t>(i), now - c.msBeforeNow[i] * kMs});
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {nullptr, kohost::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}}), nullptr};
-    info.requestMetas = {nullptr};
-
-    // A null first request reads as a request without tags: the clock rule.
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {11}}}));
+    info.usedFrameNums = c.used;
+    info.zslQueues = {nullptr, kohost::metaQueue(0, consumer, {{47, now}}),
+                      kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {41, 42, 43, 44, 45, 46}),
+                      nullptr};
+    info.requestMetas = c.requests;
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), c.expected);
 }
 
-// zsdTs from the clock: placed far (hundreds of ms) from every shutter time.
-TEST(SelectZSLFramesClock, OverviewCaptureEndToEnd)
-{
-    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
-    const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
-    auto meta = kohost::metaQueue(0, {{41, now - 5000 * kMs},
-                                      {42, now - 4900 * kMs},
-                                      {43, now - 4800 * kMs},
-                                      {44, now - 300 * kMs},
-                                      {45, now - 200 * kMs},
-                                      {46, now - 100 * kMs}},
-                                  {{47, now}});
-    auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {41, 42, 43, 44, 45, 46});
-    kohal::ZSLFrameSelectInfo info;
-    info.fwkFrameNum = 100;
-    info.usedFrameNums = {38, 40};
-    info.zslQueues = {meta, sensor};
-    info.requestMetas = {Meta().u8(tag::EnableZsl, 1)};
-
-    EXPECT_TRUE(plugin.selector().isSelectorNeeded(info));
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info),
-              (kohal::ZSLSelection{{0, {44, 45, 46}}, {1, {44, 45, 46}}}));
-}
-
-TEST(SelectZSLFramesClock, EmptyRequestListCountsNoFrameAndUsesTheClock)
-{
-    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
-    const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
-    kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kohost::metaQueue(0, {{10, now - 5000 * kMs}, {11, now - 200 * kMs}, {12, now}})};
-
-    // requestCount 0 begins one frame after the anchor.
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {12}}}));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Table, SelectZSLFramesClock,
+    testing::Values(
+        // The end-to-end capture: 44 is the first frame inside the window.
+        ClockCase{"overviewCapture", {5000, 4900, 4800, 300, 200, 100}, {Meta().u8(tag::EnableZsl, 1)}, {38, 40},
+                  {{0, {44, 45, 46}}, {1, {44, 45, 46}}}},
+        // A null first request reads as a request without tags: the clock rule.
+        ClockCase{"nullRequest", {5000, 200, 100}, {nullptr}, {}, {{0, {42, 43}}, {1, {42, 43}}}},
+        // requestCount 0 begins one frame after the anchor.
+        ClockCase{"noRequestCountsNoFrame", {5000, 200, 0}, {}, {}, {{0, {43}}, {1, {43}}}}),
+    [](const testing::TestParamInfo<ClockCase> &info) { return info.param.name; });
 
 // The zsdTs line is "zsdTs:<zsdTs> curTime:<curTime>"; answers both.
 std::pair<int64_t, int64_t> zsdTsAndCurTime(const std::vector<std::string> &texts)
@@ -316,8 +283,7 @@ struct ZsdTsCase {
     int32_t motionCapType;
     int64_t anchorTS;
     int64_t windowMs;
-    int64_t expectedOffsetNs; // zsdTs - anchorTS for motion capture
-    bool motion;
+    std::optional<int64_t> zsdTs; // none: from the clock, curTime - window
 };
 
 class ZsdTs : public testing::TestWithParam<ZsdTsCase> {};
@@ -325,62 +291,28 @@ class ZsdTs : public testing::TestWithParam<ZsdTsCase> {};
 TEST_P(ZsdTs, FromTheAnchorOnlyForLowByteOne)
 {
     const ZsdTsCase &c = GetParam();
-    kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", std::to_string(c.windowMs)}});
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
+    kotest::LoggedPlugin plugin({{"ro.vendor.camera3.zsl.default", std::to_string(c.windowMs)}});
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {kohost::metaQueue(0, {{10, 100}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, c.anchorTS).i32(tag::MotionCaptureType, c.motionCapType)};
     plugin.selector().selectZSLFrames(info);
 
-    auto [zsdTs, curTime] = zsdTsAndCurTime(kotest::texts(log.system()));
-    if (c.motion)
-        EXPECT_EQ(zsdTs, c.anchorTS + c.expectedOffsetNs);
-    else
-        EXPECT_EQ(zsdTs, curTime - c.windowMs * kMs);
+    auto [zsdTs, curTime] = zsdTsAndCurTime(plugin.texts());
+    EXPECT_EQ(zsdTs, c.zsdTs ? *c.zsdTs : curTime - c.windowMs * kMs);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     MotionCapture, ZsdTs,
-    testing::Values(ZsdTsCase{"nearBit16", 0x10001, 1000000, 100, 30 * kMs, true},
-                    ZsdTsCase{"nearBit19", 0x80001, 1000000, 100, 30 * kMs, true},
-                    ZsdTsCase{"far", 0x1, 1000000, 100, 60 * kMs, true},
-                    ZsdTsCase{"farHighByte", 0x101, 5, 100, 60 * kMs, true},
-                    ZsdTsCase{"bit20NotNear", 0x100001, 0, 100, 60 * kMs, true},
-                    ZsdTsCase{"lowByteTwo", 0x2, 1000000, 100, 0, false},
-                    ZsdTsCase{"lowByteZero", 0x100, 1000000, 250, 0, false},
-                    ZsdTsCase{"negativeWindow", 0x0, 0, -40, 0, false}),
+    testing::Values(ZsdTsCase{"nearBit16", 0x10001, 1000000, 100, 1000000 + 30 * kMs},
+                    ZsdTsCase{"nearBit19", 0x80001, 1000000, 100, 1000000 + 30 * kMs},
+                    ZsdTsCase{"far", 0x1, 1000000, 100, 1000000 + 60 * kMs},
+                    ZsdTsCase{"farHighByte", 0x101, 5, 100, 5 + 60 * kMs},
+                    ZsdTsCase{"bit20NotNear", 0x100001, 0, 100, 60 * kMs},
+                    // A sum beyond the range saturates.
+                    ZsdTsCase{"saturates", 0x1, INT64_MAX, 100, INT64_MAX},
+                    ZsdTsCase{"lowByteTwo", 0x2, 1000000, 100, std::nullopt},
+                    ZsdTsCase{"lowByteZero", 0x100, 1000000, 250, std::nullopt},
+                    ZsdTsCase{"negativeWindow", 0x0, 0, -40, std::nullopt}),
     [](const testing::TestParamInfo<ZsdTsCase> &info) { return info.param.name; });
-
-TEST(ZsdTsPrecision, LargeAnchorIsSummedInDoublePrecision)
-{
-    kohost::PluginSession plugin;
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-    // 2^53 + 1 is not a double: the anchor rounds to 2^53 before 30 ms is added.
-    const int64_t anchor = 9007199254740993;
-    const int64_t exactSum = anchor + 30 * kMs;
-    kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kohost::metaQueue(0, {{10, exactSum - 1}, {11, exactSum}, {12, exactSum + 1}})};
-    info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, anchor).i32(tag::MotionCaptureType, 0x10001)};
-
-    // zsdTs is exactSum - 1, so frame 11 (at exactSum) is already new enough.
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {11, 12}}}));
-    EXPECT_EQ(zsdTsAndCurTime(kotest::texts(log.system())).first, exactSum - 1);
-}
-
-TEST(ZsdTsPrecision, SumBeyondTheRangeSaturates)
-{
-    kohost::PluginSession plugin;
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-    kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = {kohost::metaQueue(0, {{10, INT64_MAX}})};
-    info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, INT64_MAX).i32(tag::MotionCaptureType, 0x1)};
-
-    // No shutter time is later than the saturated zsdTs: the last frame stays.
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (kohal::ZSLSelection{{0, {10}}}));
-    EXPECT_EQ(zsdTsAndCurTime(kotest::texts(log.system())).first, INT64_MAX);
-}
 
 } // namespace

@@ -1,11 +1,13 @@
 #pragma once
 /*
- * Reading a selector's lines in tests: texts() gives "D text" for each line,
- * and runLogged() runs one call with the system log open at every level and
- * answers its result with the lines it left.
+ * Reading a selector's lines in tests: texts() gives "D text" for each line;
+ * LoggedPlugin is the plug-in loaded with the system log open at every level
+ * and recorded from then on; runLogged() runs one call that way and answers
+ * its result with the lines it left.
  */
 
 #include <LogRecorder.h>
+#include <PluginSession.h>
 
 #include <string>
 #include <utility>
@@ -20,6 +22,20 @@ inline std::vector<std::string> texts(const std::vector<kohost::LogLine> &lines)
         out.push_back(line.level + " " + line.text);
     return out;
 }
+
+struct LoggedPlugin {
+    kohost::PluginSession plugin;
+    kohost::LogGates gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
+
+    explicit LoggedPlugin(const kohost::PropertyList &properties = {}) : plugin(properties) {}
+    LoggedPlugin(std::initializer_list<kohost::PropertyList::value_type> properties)
+        : plugin(kohost::PropertyList(properties))
+    {
+    }
+    kohal::ZSLSelectorBase &selector() { return plugin.selector(); }
+    std::vector<std::string> texts() const { return kotest::texts(log.system()); }
+};
 
 struct CheckOutcome {
     std::pair<bool, bool> result;
