@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
 #include <thread>
 
 namespace {
@@ -55,31 +56,37 @@ std::string sensorVerdictLine(const Lines &lines)
     return "";
 }
 
-TEST(CheckFrame, OverviewFrameQualifies)
-{
-    kohost::PluginSession plugin;
-    auto info = checkInfo({kohost::metaQueue(0, {{44, 100, Meta().settled()}}), sensorQueue({{44, 2}})},
-                          Meta().u8(tag::EnableZsl, 1).i32(tag::AeExposureCompensation, 0));
-    EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
-}
+// The paths through checkFrame: which queues there are, whether the metadata
+// queue holds the frame and how it qualifies, and what the request enables.
+enum class Record { NoMetaQueue, None, Settled, Unsettled };
 
 struct PathCase {
     const char *name;
-    std::function<kohal::ZSLQueueList()> queues;
-    std::function<std::shared_ptr<KoMetadata>()> request;
+    Record record;
+    std::optional<std::vector<std::pair<uint32_t, int32_t>>> sensorModes; // none: no sensor-mode queue
+    Meta request;
     Verdict expected;
     std::string sensorLine; // "" when the sensor-mode check must not run
+    bool nullRequest = false;
 };
 
 class CheckFramePaths : public testing::TestWithParam<PathCase> {};
 
 TEST_P(CheckFramePaths, AnswerAndSensorModeStep)
 {
+    const PathCase &c = GetParam();
     kohost::PluginSession plugin;
-    auto info = checkInfo(GetParam().queues(), GetParam().request());
+    kohal::ZSLQueueList queues;
+    if (c.record == Record::None)
+        queues.push_back(kohost::metaQueue(0, {}));
+    else if (c.record != Record::NoMetaQueue)
+        queues.push_back(kohost::metaQueue(0, {{44, 1, c.record == Record::Settled ? Meta().settled() : unsettled()}}));
+    if (c.sensorModes)
+        queues.push_back(sensorQueue(*c.sensorModes));
+    auto info = checkInfo(queues, c.nullRequest ? nullptr : c.request.build());
     auto outcome = kotest::runLogged([&] { return plugin.selector().checkFrame(info); });
-    EXPECT_EQ(outcome.result, GetParam().expected);
-    EXPECT_EQ(sensorVerdictLine(outcome.lines), GetParam().sensorLine);
+    EXPECT_EQ(outcome.result, c.expected);
+    EXPECT_EQ(sensorVerdictLine(outcome.lines), c.sensorLine);
 }
 
 const std::string kSensorOk = "D [ZSLSelector] checkDesiredSensorMode success!  fwkFrame:100 zslFrame: 44";
@@ -88,46 +95,27 @@ const std::string kSensorFail = "D [ZSLSelector] checkDesiredSensorMode fail!  f
 INSTANTIATE_TEST_SUITE_P(
     Table, CheckFramePaths,
     testing::Values(
-        PathCase{"noQueues", [] { return kohal::ZSLQueueList{}; },
-                 [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {true, true}, ""},
-        PathCase{"sensorQueueOnly", [] { return kohal::ZSLQueueList{sensorQueue({{44, 3}})}; },
-                 [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {true, true}, ""},
-        PathCase{"noRecordMfnrDecidedBySensorMode",
-                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
-                 [] { return Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 3).build(); }, {true, true},
-                 kSensorOk},
-        PathCase{"noRecordSensorModeRefuses",
-                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {}), sensorQueue({{44, 3}})}; },
-                 [] { return Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 2).build(); }, {false, false},
-                 kSensorFail},
-        PathCase{"noRecordNullRequest", [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {}), sensorQueue({})}; },
-                 [] { return std::shared_ptr<KoMetadata>(); }, {true, true}, ""},
-        PathCase{"qualifiedWithoutSrOrMfnr",
-                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
-                 [] { return evRequest().u8(tag::SuperResolution, 0).u8(tag::MfnrEnabled, 0).build(); },
+        PathCase{"overviewFrame", Record::Settled, {{{44, 2}}}, evRequest().u8(tag::EnableZsl, 1), {true, true}, ""},
+        PathCase{"noQueues", Record::NoMetaQueue, std::nullopt, evRequest().u8(tag::SuperResolution, 1), {true, true}, ""},
+        PathCase{"sensorQueueOnly", Record::NoMetaQueue, {{{44, 3}}}, evRequest().u8(tag::SuperResolution, 1),
                  {true, true}, ""},
-        PathCase{"srByteTwoCountsAsOff",
-                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
-                 [] { return evRequest().u8(tag::SuperResolution, 2).build(); }, {true, true}, ""},
-        PathCase{"mfnrByteTwoCountsAsOff",
-                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
-                 [] { return evRequest().u8(tag::MfnrEnabled, 2).build(); }, {true, true}, ""},
-        PathCase{"srWithoutSensorQueueRefuses",
-                 [] { return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})}; },
-                 [] { return evRequest().u8(tag::SuperResolution, 1).build(); }, {false, false}, ""},
-        PathCase{"srWithMatchingSensorMode",
-                 [] {
-                     return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}}),
-                                                sensorQueue({{44, 5}})};
-                 },
-                 [] { return evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5).build(); },
-                 {true, true}, kSensorOk},
-        PathCase{"qualificationFailsBeforeSr",
-                 [] {
-                     return kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, unsettled()}}), sensorQueue({{44, 5}})};
-                 },
-                 [] { return evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5).build(); },
-                 {false, true}, ""}),
+        PathCase{"noRecordMfnrDecidedBySensorMode", Record::None, {{{44, 3}}},
+                 Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 3), {true, true}, kSensorOk},
+        PathCase{"noRecordSensorModeRefuses", Record::None, {{{44, 3}}},
+                 Meta().u8(tag::MfnrEnabled, 1).i32(tag::SensorMode, 2), {false, false}, kSensorFail},
+        PathCase{"noRecordNullRequest", Record::None, {{}}, Meta(), {true, true}, "", true},
+        PathCase{"qualifiedWithoutSrOrMfnr", Record::Settled, std::nullopt,
+                 evRequest().u8(tag::SuperResolution, 0).u8(tag::MfnrEnabled, 0), {true, true}, ""},
+        PathCase{"srByteTwoCountsAsOff", Record::Settled, std::nullopt, evRequest().u8(tag::SuperResolution, 2),
+                 {true, true}, ""},
+        PathCase{"mfnrByteTwoCountsAsOff", Record::Settled, std::nullopt, evRequest().u8(tag::MfnrEnabled, 2),
+                 {true, true}, ""},
+        PathCase{"srWithoutSensorQueueRefuses", Record::Settled, std::nullopt, evRequest().u8(tag::SuperResolution, 1),
+                 {false, false}, ""},
+        PathCase{"srWithMatchingSensorMode", Record::Settled, {{{44, 5}}},
+                 evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5), {true, true}, kSensorOk},
+        PathCase{"qualificationFailsBeforeSr", Record::Unsettled, {{{44, 5}}},
+                 evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5), {false, true}, ""}),
     [](const testing::TestParamInfo<PathCase> &info) { return info.param.name; });
 
 TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
