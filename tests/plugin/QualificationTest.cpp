@@ -85,6 +85,7 @@ std::vector<QualifyCase> qualifyCases()
         // The four focusing modes share one rule.
         afCase("continuousPictureFocused", 4, 2, 0, true),
         afCase("continuousPictureLockedLensMoving", 4, 4, 1, false),
+        afCase("continuousPictureLockedStationary", 4, 4, 0, true),
         afCase("autoInactiveStationary", 1, 0, 0, true),
         afCase("autoInactiveLensMoving", 1, 0, 1, false),
         afCase("autoActiveScan", 1, 3, 0, false),

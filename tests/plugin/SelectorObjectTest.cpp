@@ -49,6 +49,31 @@ TEST(PluginLoad, MissingLibraryOrSymbolIsReportedWithTheLoadersReason)
     EXPECT_FALSE(loader.loaded());
 }
 
+// The host sees the object through the base declaration: the members it
+// declares, as a constructed selector leaves them.
+struct MemberPeek : kohal::ZSLSelectorBase {
+    static constexpr auto kName = &MemberPeek::mName;
+    static constexpr auto kReservedId = &MemberPeek::mReservedId;
+    static constexpr auto kPending = &MemberPeek::mSupportPending;
+    static constexpr auto kFlag1 = &MemberPeek::mReservedFlag1;
+    static constexpr auto kFlag2 = &MemberPeek::mReservedFlag2;
+    static constexpr auto kFlag3 = &MemberPeek::mReservedFlag3;
+    static constexpr auto kMask = &MemberPeek::mSensorPolicyMask;
+};
+
+TEST(SelectorObject, ConstructorLeavesTheBaseMembersAsTheHostExpects)
+{
+    kohost::PluginSession plugin({{"persist.vendor.kohal.selector.pending.mask", "1"}});
+    const kohal::ZSLSelectorBase &selector = plugin.selector();
+    EXPECT_EQ(selector.*MemberPeek::kName, "ZSLSelectorDefault");
+    EXPECT_EQ(selector.*MemberPeek::kReservedId, -1);
+    EXPECT_TRUE(selector.*MemberPeek::kPending);
+    EXPECT_TRUE(selector.*MemberPeek::kFlag1);
+    EXPECT_FALSE(selector.*MemberPeek::kFlag2);
+    EXPECT_FALSE(selector.*MemberPeek::kFlag3);
+    EXPECT_EQ((selector.*MemberPeek::kMask).load(), 0);
+}
+
 struct ConfigCase {
     const char *name;
     kohost::PropertyList properties;
