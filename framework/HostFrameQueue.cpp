@@ -1,3 +1,6 @@
+// The in-memory ZSL queue: records by frame number, two lists, and a journal
+// of every call a selector makes.
+
 #include "HostFrameQueue.h"
 
 #include <utility>

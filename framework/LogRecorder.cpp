@@ -1,3 +1,6 @@
+// Recording both log outputs: liblog's logger hook for the Android log, the
+// host's receiver for the system log, and the log gates for one scope.
+
 #include "LogRecorder.h"
 
 #include <kodebug/Log.h>

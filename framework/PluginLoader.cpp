@@ -1,3 +1,6 @@
+// Loading the plug-in with dlopen and finding its factory by name, as the
+// camera framework does.
+
 #include "PluginLoader.h"
 
 #include <dlfcn.h>

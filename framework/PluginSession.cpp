@@ -1,3 +1,6 @@
+// One loaded plug-in with its properties and one selector, torn down in the
+// reverse order.
+
 #include "PluginSession.h"
 
 namespace kohost {

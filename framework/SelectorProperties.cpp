@@ -1,3 +1,6 @@
+// The four properties the selector reads, cleared and set in the host's
+// property store before a load.
+
 #include "SelectorProperties.h"
 
 #include <android-base/properties.h>

@@ -1,3 +1,6 @@
+// libcom.korvan.debug for Linux: the log gates, the group names and the
+// system log, which goes to a receiver or to standard error.
+
 #include <kodebug/Log.h>
 #include <kodebug/SystemLogSink.h>
 

@@ -1,3 +1,6 @@
+// libcom.korvan.metadatautils for Linux: the metadata container, which keeps
+// known tags at their declared type.
+
 #include <KoMetadata.h>
 #include <KoTagTable.h>
 

@@ -1,3 +1,6 @@
+// The tags the host knows, Android's and the vendor's, with their ids, names
+// and value types.
+
 #include <KoMetadata.h>
 #include <KoTagTable.h>
 

@@ -1,3 +1,5 @@
+// The per-camera static metadata store the host fills and selectors read.
+
 #include <StaticMetadataWraper.h>
 
 StaticMetadataWraper *StaticMetadataWraper::getInstance()

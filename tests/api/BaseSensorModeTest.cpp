@@ -1,3 +1,6 @@
+// The interface's own sensor-mode check: the role search in the sensor-policy
+// result, the mode comparison, its lines, and the mask filled once.
+
 #include <HostFrameQueue.h>
 #include <Logged.h>
 #include <MetadataBuilder.h>

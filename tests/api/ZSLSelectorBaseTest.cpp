@@ -1,3 +1,6 @@
+// The interface's helpers: list texts, the key order of a selection,
+// forEachZSLQ and preCheckFrame.
+
 #include <HostFrameQueue.h>
 #include <MinimalSelector.h>
 #include <ZSLSelectorBase.h>

@@ -1,3 +1,6 @@
+// The host's system log: group names, records to a receiver, standard error
+// without one.
+
 #include <Logged.h>
 #include <kodebug/Log.h>
 

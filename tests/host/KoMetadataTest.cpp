@@ -1,3 +1,5 @@
+// The host's metadata container, tag tables and static metadata store.
+
 #include <KoMetadata.h>
 #include <KoTagTable.h>
 #include <StaticMetadataWraper.h>

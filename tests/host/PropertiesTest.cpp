@@ -1,3 +1,6 @@
+// libcutils' property readers: the parsing rules the selector's window and
+// pending switch depend on.
+
 #include <cutils/properties.h>
 
 #include <android-base/properties.h>

@@ -1,3 +1,6 @@
+// checkFrame: the paths through queues, records and sensor mode, every
+// physical camera judged, and many threads on one selector.
+
 #include <Logged.h>
 #include <PluginSession.h>
 #include <MetadataBuilder.h>

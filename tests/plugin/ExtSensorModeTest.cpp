@@ -1,3 +1,6 @@
+// The platform sensor-mode check: frame mode against requested mode, its
+// lines, and which queue it asks.
+
 #include <Logged.h>
 #include <PluginSession.h>
 #include <MetadataBuilder.h>

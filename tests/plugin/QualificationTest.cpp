@@ -1,3 +1,6 @@
+// The metadata rules a frame must pass: EV, focus, exposure and the bypasses,
+// each with the lines it leaves.
+
 #include <Logged.h>
 #include <PluginSession.h>
 #include <MetadataBuilder.h>

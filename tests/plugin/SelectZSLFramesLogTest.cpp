@@ -1,3 +1,6 @@
+// selectZSLFrames line by line: whole scenarios, and closed gates that format
+// nothing.
+
 #include <Logged.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>

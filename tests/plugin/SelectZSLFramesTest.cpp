@@ -1,3 +1,6 @@
+// selectZSLFrames: the selection rules, several queues, the clock window and
+// how zsdTs is formed.
+
 #include <Logged.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>

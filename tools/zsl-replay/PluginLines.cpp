@@ -1,3 +1,6 @@
+// Reading the plug-in's line texts back: regular expressions over short,
+// known message shapes.
+
 #include "PluginLines.h"
 
 #include <algorithm>

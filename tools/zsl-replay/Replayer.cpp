@@ -1,3 +1,5 @@
+// One trace through the plug-in: scene, calls and recorded lines per step.
+
 #include "Replayer.h"
 
 #include "PluginLines.h"

@@ -1,3 +1,5 @@
+// The text and JSON reports of a session's outcome.
+
 #include "Report.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Building queues, metadata and argument records from a trace's records.
+
 #include "Scene.h"
 
 #include <HostFrameQueue.h>

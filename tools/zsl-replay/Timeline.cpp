@@ -1,3 +1,5 @@
+// The SVG timeline of a session's outcome.
+
 #include "Timeline.h"
 
 #include <algorithm>

@@ -1,3 +1,6 @@
+// The strict JSON trace reader: every value checked where it is read, with
+// its JSON pointer for the message.
+
 #include "TraceReader.h"
 
 #include <KoTagTable.h>

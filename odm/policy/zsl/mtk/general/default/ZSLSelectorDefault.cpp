@@ -1,3 +1,6 @@
+// The default ZSL selector: the factory and load-time switch, the selector's
+// configuration, frame selection, the frame check and the metadata rules.
+
 #include "ZSLSelectorDefault.h"
 
 #include <KoMetadata.h>
