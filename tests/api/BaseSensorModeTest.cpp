@@ -62,47 +62,20 @@ struct BaseCheck {
     }
 };
 
-struct RoleCase {
-    std::array<int32_t, 4> roles;
-    int cameraRoleType;
-    int modeOffset;
-    int sensorModetype;
-};
-
-class BaseRoleSearch : public testing::TestWithParam<RoleCase> {};
-
-TEST_P(BaseRoleSearch, FindsTheRolesFieldOfTheModeMask)
-{
-    const RoleCase &c = GetParam();
-    setStaticMask(10, 0x10);
-    kotest::MinimalSelector selector;
-    BaseCheck check(10, c.sensorModetype, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, c.roles)));
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-
-    EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
-    auto texts = kotest::texts(log.system());
-    std::string line = "D [ZSLSelector] getDesiredSensorMode cameraRoleType:" + std::to_string(c.cameraRoleType) +
-                       " modeSelectMask:0x4321 modeOffset:" + std::to_string(c.modeOffset) +
-                       " sensorModetype" + std::to_string(c.sensorModetype);
-    EXPECT_NE(std::find(texts.begin(), texts.end(), line), texts.end()) << line;
-}
-
-INSTANTIATE_TEST_SUITE_P(Roles, BaseRoleSearch,
-                         testing::Values(RoleCase{{7, 9, 9, 9}, 1, 0, 1}, RoleCase{{9, 7, 9, 9}, 2, 4, 2},
-                                         RoleCase{{9, 9, 7, 9}, 3, 8, 3}, RoleCase{{9, 9, 9, 7}, 4, 12, 4},
-                                         RoleCase{{9, 7, 7, 9}, 2, 4, 2}, RoleCase{{9, 9, 9, 9}, 5, 4, 2}));
-
 struct ModeCase {
     const char *name;
-    std::optional<int32_t> frameMode; // none: no record
+    std::optional<int32_t> frameMode;           // none: no record
     std::optional<std::vector<int32_t>> result; // none: no sensor-policy result
     Verdict expected;
+    const char *roleLine = nullptr; // the getDesiredSensorMode line's tail, when checked
+    Lines lines = {};               // every line, when checked
+    bool nullRequest = false;
+    bool noSensorQueue = false;
 };
 
 class BaseModeCompare : public testing::TestWithParam<ModeCase> {};
 
-TEST_P(BaseModeCompare, UnknownNeverMatches)
+TEST_P(BaseModeCompare, RoleFieldOfTheMaskAgainstTheFrameMode)
 {
     const ModeCase &c = GetParam();
     setStaticMask(11, 0x10);
@@ -110,74 +83,68 @@ TEST_P(BaseModeCompare, UnknownNeverMatches)
     Meta request;
     if (c.result)
         request.set<int32_t>(tag::McxFrameResult, *c.result);
-    BaseCheck check(11, c.frameMode, request);
+    BaseCheck check(11, c.frameMode, c.nullRequest ? nullptr : request.build());
+    if (c.noSensorQueue)
+        check.info.zslQueues.clear();
+    auto gates = kohost::LogGates::systemOnly();
+    kohost::LogRecorder log;
+
     EXPECT_EQ(selector.checkDesiredSensorMode(check.info), c.expected);
+    auto texts = kotest::texts(log.system());
+    if (c.roleLine) {
+        std::string line = std::string("D [ZSLSelector] getDesiredSensorMode ") + c.roleLine;
+        EXPECT_NE(std::find(texts.begin(), texts.end(), line), texts.end()) << line;
+    }
+    if (!c.lines.empty()) {
+        EXPECT_EQ(texts, c.lines);
+    }
+    // The request's mode is read by a local helper of the check.
+    for (const auto &record : log.system()) {
+        bool helper = record.text.find("mcxFrameresult") != std::string::npos ||
+                      record.text.find("getDesiredSensorMode") != std::string::npos;
+        EXPECT_EQ(record.function, helper ? "operator()" : "checkDesiredSensorMode") << record.text;
+        EXPECT_EQ(record.fileName, "ZSLSelectorBase.h");
+    }
 }
 
-// Role 2 matches in each result below: mode type 2 from 0x4321.
+// The request's role record starts with roleKey 7; frame 6 of camera 11.
 INSTANTIATE_TEST_SUITE_P(
     Modes, BaseModeCompare,
-    testing::Values(ModeCase{"equal", 2, frameResult(7, 0x4321, {9, 7, 9, 9}), {true, true}},
-                    ModeCase{"different", 3, frameResult(7, 0x4321, {9, 7, 9, 9}), {false, true}},
-                    ModeCase{"recordMissing", std::nullopt, frameResult(7, 0x4321, {9, 7, 9, 9}), {false, true}},
-                    ModeCase{"resultMissing", 2, std::nullopt, {false, true}},
-                    ModeCase{"bothUnknown", 15, frameResult(7, 0xF0, {9, 7, 9, 9}), {false, true}},
-                    ModeCase{"frameNotMasked", 18, frameResult(7, 0x4321, {9, 7, 9, 9}), {false, true}},
-                    ModeCase{"role4HighField", 10, frameResult(7, 0xA000, {9, 9, 9, 7}), {true, true}},
-                    ModeCase{"noRoleLowFieldZero", 0, frameResult(7, 0xA000, {9, 9, 9, 9}), {true, true}},
-                    ModeCase{"resultShorterThan29Words", 2, frameResult(7, 0x4321, {9, 7, 9, 9}, 28), {false, true}},
-                    ModeCase{"result29WordsIsEnough", 4, frameResult(7, 0x4321, {9, 9, 9, 7}, 29), {true, true}}),
+    testing::Values(
+        ModeCase{"role1", 1, frameResult(7, 0x4321, {7, 9, 9, 9}), {true, true},
+                 "cameraRoleType:1 modeSelectMask:0x4321 modeOffset:0 sensorModetype1"},
+        ModeCase{"role2Equal", 2, frameResult(7, 0x4321, {9, 7, 9, 9}), {true, true},
+                 "cameraRoleType:2 modeSelectMask:0x4321 modeOffset:4 sensorModetype2"},
+        ModeCase{"role3EveryLine", 3, frameResult(7, 0x4321, {9, 9, 7, 9}), {true, true}, nullptr,
+                 {"D [ZSLSelector] logicalId:11, mSensorPolicyMask:16",
+                  "D [ZSLSelector] fwkFrame:30 zslFrame: 6 zslFrame koholder::sensorModetype:3",
+                  "D [ZSLSelector] getDesiredSensorMode cameraRoleType:3 modeSelectMask:0x4321 modeOffset:8 "
+                  "sensorModetype3",
+                  "D [ZSLSelector] fwkFrame:30 zslFrame: 6 reqestFrame koholder::sensorModetype:3",
+                  "D [ZSLSelector] checkDesiredSensorMode success!  fwkFrame:30 zslFrame: 6"}},
+        ModeCase{"role4HighField", 10, frameResult(7, 0xA000, {9, 9, 9, 7}), {true, true},
+                 "cameraRoleType:4 modeSelectMask:0xa000 modeOffset:12 sensorModetype10"},
+        ModeCase{"firstRoleWins", 2, frameResult(7, 0x4321, {9, 7, 7, 9}), {true, true},
+                 "cameraRoleType:2 modeSelectMask:0x4321 modeOffset:4 sensorModetype2"},
+        ModeCase{"noRoleReadsTheSecondField", 0, frameResult(7, 0xA000, {9, 9, 9, 9}), {true, true},
+                 "cameraRoleType:5 modeSelectMask:0xa000 modeOffset:4 sensorModetype0"},
+        ModeCase{"different", 3, frameResult(7, 0x4321, {9, 7, 9, 9}), {false, true}},
+        ModeCase{"bothUnknown", 15, frameResult(7, 0xF0, {9, 7, 9, 9}), {false, true}},
+        ModeCase{"frameNotMasked", 18, frameResult(7, 0x4321, {9, 7, 9, 9}), {false, true}},
+        ModeCase{"resultShorterThan29Words", 2, frameResult(7, 0x4321, {9, 7, 9, 9}, 28), {false, true}},
+        ModeCase{"result29WordsIsEnough", 4, frameResult(7, 0x4321, {9, 9, 9, 7}, 29), {true, true}},
+        ModeCase{"recordAndResultMissing", std::nullopt, std::nullopt, {false, true}, nullptr,
+                 {"D [ZSLSelector] logicalId:11, mSensorPolicyMask:16",
+                  "D [ZSLSelector] fwkFrame:30 zslFrame: 6 get metaFrame failed",
+                  "D [ZSLSelector] not find mcxFrameresult",
+                  "D [ZSLSelector] fwkFrame:30 zslFrame: 6 reqestFrame koholder::sensorModetype:15",
+                  "D [ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:30 zslFrame: 6"}},
+        ModeCase{"recordMissing", std::nullopt, frameResult(7, 0x4321, {9, 7, 9, 9}), {false, true}},
+        // A null request once past the queue search reads as an unknown mode.
+        ModeCase{"nullRequest", 2, std::nullopt, {false, true}, nullptr, {}, true},
+        ModeCase{"noSensorQueuePasses", 3, frameResult(7, 0x4321, {9, 7, 9, 9}), {true, true}, nullptr,
+                 {"D [ZSLSelector] logicalId:11, mSensorPolicyMask:16"}, false, true}),
     [](const testing::TestParamInfo<ModeCase> &info) { return info.param.name; });
-
-TEST(BaseSensorMode, FullLinesOfAPassingCheck)
-{
-    setStaticMask(12, 0x30);
-    kotest::MinimalSelector selector;
-    BaseCheck check(12, 3, Meta().set<int32_t>(tag::McxFrameResult, frameResult(7, 0x4321, {9, 9, 7, 9})));
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-    EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(true, true));
-    EXPECT_EQ(kotest::texts(log.system()),
-              (Lines{"D [ZSLSelector] logicalId:12, mSensorPolicyMask:48",
-                     "D [ZSLSelector] fwkFrame:30 zslFrame: 6 zslFrame koholder::sensorModetype:3",
-                     "D [ZSLSelector] getDesiredSensorMode cameraRoleType:3 modeSelectMask:0x4321 modeOffset:8 "
-                     "sensorModetype3",
-                     "D [ZSLSelector] fwkFrame:30 zslFrame: 6 reqestFrame koholder::sensorModetype:3",
-                     "D [ZSLSelector] checkDesiredSensorMode success!  fwkFrame:30 zslFrame: 6"}));
-    auto records = log.system();
-    EXPECT_EQ(records[0].fileName, "ZSLSelectorBase.h");
-    EXPECT_EQ(records[0].function, "checkDesiredSensorMode");
-    EXPECT_EQ(records[2].function, "operator()");
-}
-
-TEST(BaseSensorMode, MissingRecordAndResultLines)
-{
-    setStaticMask(13, 1);
-    kotest::MinimalSelector selector;
-    BaseCheck check(13, std::nullopt, Meta());
-    auto gates = kohost::LogGates::systemOnly();
-    kohost::LogRecorder log;
-    EXPECT_EQ(selector.checkDesiredSensorMode(check.info), Verdict(false, true));
-    EXPECT_EQ(kotest::texts(log.system()),
-              (Lines{"D [ZSLSelector] logicalId:13, mSensorPolicyMask:1",
-                     "D [ZSLSelector] fwkFrame:30 zslFrame: 6 get metaFrame failed",
-                     "D [ZSLSelector] not find mcxFrameresult",
-                     "D [ZSLSelector] fwkFrame:30 zslFrame: 6 reqestFrame koholder::sensorModetype:15",
-                     "D [ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:30 zslFrame: 6"}));
-}
-
-TEST(BaseSensorMode, WithoutSensorQueueOrPolicyTheFramePasses)
-{
-    setStaticMask(14, 0x10);
-    kotest::MinimalSelector selector;
-    kohal::ZSLFrameCheckInfo noQueue;
-    noQueue.logicalId = 14;
-    EXPECT_EQ(selector.checkDesiredSensorMode(noQueue), Verdict(true, true));
-
-    // A null request once past the queue search reads as an unknown mode.
-    BaseCheck nullRequest(14, 2, nullptr);
-    EXPECT_EQ(selector.checkDesiredSensorMode(nullRequest.info), Verdict(false, true));
-}
 
 TEST(BaseSensorMode, ZeroMaskIsLookedUpAgainOnEveryCall)
 {
