@@ -71,6 +71,7 @@ struct PathCase {
     Verdict expected;
     std::string sensorLine; // "" when the sensor-mode check must not run
     bool nullRequest = false;
+    std::string srLine = ""; // the line of the super-resolution flag, when checked
 };
 
 class CheckFramePaths : public testing::TestWithParam<PathCase> {};
@@ -90,6 +91,9 @@ TEST_P(CheckFramePaths, AnswerAndSensorModeStep)
     auto outcome = kotest::runLogged([&] { return plugin.selector().checkFrame(info); });
     EXPECT_EQ(outcome.result, c.expected);
     EXPECT_EQ(sensorVerdictLine(outcome.lines), c.sensorLine);
+    if (!c.srLine.empty()) {
+        EXPECT_NE(std::find(outcome.lines.begin(), outcome.lines.end(), c.srLine), outcome.lines.end());
+    }
 }
 
 const std::string kSensorOk = "D [ZSLSelector] checkDesiredSensorMode success!  fwkFrame:100 zslFrame: 44";
@@ -110,9 +114,12 @@ INSTANTIATE_TEST_SUITE_P(
         PathCase{"qualifiedWithoutSrOrMfnr", Record::Settled, std::nullopt,
                  evRequest().u8(tag::SuperResolution, 0).u8(tag::MfnrEnabled, 0), {true, true}, ""},
         PathCase{"srByteTwoCountsAsOff", Record::Settled, std::nullopt, evRequest().u8(tag::SuperResolution, 2),
-                 {true, true}, ""},
+                 {true, true}, "", false,
+                 "D [ZSLSelector] get korvan.superResolution.enabled successful, srEnable = 0"},
         PathCase{"mfnrByteTwoCountsAsOff", Record::Settled, std::nullopt, evRequest().u8(tag::MfnrEnabled, 2),
-                 {true, true}, ""},
+                 {true, true}, "", false, kSrAbsent},
+        PathCase{"mfnrWithoutSensorQueueRefuses", Record::Settled, std::nullopt, evRequest().u8(tag::MfnrEnabled, 1),
+                 {false, false}, "", false, kSrAbsent},
         PathCase{"srWithoutSensorQueueRefuses", Record::Settled, std::nullopt, evRequest().u8(tag::SuperResolution, 1),
                  {false, false}, ""},
         PathCase{"srWithMatchingSensorMode", Record::Settled, {{{44, 5}}},
@@ -148,23 +155,6 @@ TEST(CheckFrame, AllCamerasQualifyingPassesOn)
     queue->putMetaFrame(44, kohost::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
     auto info = checkInfo({queue}, evRequest());
     EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
-}
-
-TEST(CheckFrame, SrLinesFollowTheFlagAsRead)
-{
-    kohost::PluginSession plugin;
-    auto queues = kohal::ZSLQueueList{kohost::metaQueue(0, {{44, 1, Meta().settled()}})};
-
-    auto twoOutcome = kotest::runLogged(
-        [&] { return plugin.selector().checkFrame(checkInfo(queues, evRequest().u8(tag::SuperResolution, 2))); });
-    EXPECT_EQ(twoOutcome.result, Verdict(true, true));
-    EXPECT_EQ(twoOutcome.lines.back(), "D [ZSLSelector] get korvan.superResolution.enabled successful, srEnable = 0");
-
-    auto absentOutcome = kotest::runLogged(
-        [&] { return plugin.selector().checkFrame(checkInfo(queues, evRequest().u8(tag::MfnrEnabled, 1))); });
-    EXPECT_EQ(absentOutcome.result, Verdict(false, false)); // no sensor-mode queue
-    EXPECT_NE(std::find(absentOutcome.lines.begin(), absentOutcome.lines.end(), kSrAbsent),
-              absentOutcome.lines.end());
 }
 
 TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)

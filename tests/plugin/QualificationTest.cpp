@@ -196,20 +196,15 @@ TEST(QualificationLog, EvReadersLogAsOperatorCallAndRulesUnderTheirNames)
     }
 }
 
-TEST(QualificationLog, NullRequestRefusesAFrameThatHasARecord)
+TEST(QualificationLog, NullMetadataOnEitherSideRefusesTheFrame)
 {
     kohost::PluginSession plugin;
-    kotest::CheckOutcome outcome = checkOne(plugin, Meta().settled(), nullptr);
-    EXPECT_EQ(outcome.result, std::make_pair(false, true));
-    EXPECT_EQ(outcome.lines, (Lines{"D Metadata is nullptr", kFailTail}));
-}
-
-TEST(QualificationLog, NullFrameMetadataRefusesTheFrame)
-{
-    kohost::PluginSession plugin;
-    kotest::CheckOutcome outcome = checkOne(plugin, nullptr, Meta());
-    EXPECT_EQ(outcome.result, std::make_pair(false, true));
-    EXPECT_EQ(outcome.lines, (Lines{"D Metadata is nullptr", kFailTail}));
+    using Pair = std::pair<std::shared_ptr<KoMetadata>, std::shared_ptr<KoMetadata>>;
+    for (auto [history, target] : {Pair{Meta().settled(), nullptr}, Pair{nullptr, Meta()}}) {
+        kotest::CheckOutcome outcome = checkOne(plugin, history, target);
+        EXPECT_EQ(outcome.result, std::make_pair(false, true));
+        EXPECT_EQ(outcome.lines, (Lines{"D Metadata is nullptr", kFailTail}));
+    }
 }
 
 } // namespace

@@ -137,96 +137,79 @@ INSTANTIATE_TEST_SUITE_P(Rules, SelectZSLFrames, testing::ValuesIn(kSelectCases)
                          [](const testing::TestParamInfo<SelectCase> &info) { return info.param.name; });
 
 // Several queues: one list for every queue id, the begin moved past frames
-// a queue lacks, and which queues are asked what.
-TEST(SelectZSLFramesQueues, FrameMissingFromASecondQueueMovesTheBegin)
-{
-    kotest::LoggedPlugin plugin;
-    auto meta = kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}});
-    auto sensor = kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12});
-    kohal::ZSLFrameSelectInfo info;
-    info.fwkFrameNum = 3;
-    info.zslQueues = {sensor, meta};
-    info.requestMetas = {anchoredRequest(150)};
-
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info), (Selection{{0, {12}}, {1, {12}}}));
-    EXPECT_EQ(count(plugin.texts(), "D [ZSLSelector] fwkFrame:3, cannot find zslFrame: 11 in [sensor], move begin to next"),
-              1u);
-    EXPECT_EQ(count(sensor->journal(), "getMetaFrame(12)"), 1u);
-}
-
+// a queue lacks, which queues are asked what, and no metadata queue at all.
 struct QueuesCase {
     const char *name;
     std::function<kohal::ZSLQueueList()> queues;
     Selection expected;
-    size_t probed;           // the queue whose journal is checked
-    const char *neverCalled; // a call it must not get
+    const char *line = nullptr;        // a line the selection must leave
+    int probed = -1;                   // the queue whose journal is checked
+    const char *neverCalled = nullptr; // a call it must not get
 };
 
 class SelectZSLFramesQueues : public testing::TestWithParam<QueuesCase> {};
 
 TEST_P(SelectZSLFramesQueues, OneListPerQueueId)
 {
-    kohost::PluginSession plugin;
+    const QueuesCase &c = GetParam();
+    kotest::LoggedPlugin plugin;
     kohal::ZSLFrameSelectInfo info;
-    info.zslQueues = GetParam().queues();
+    info.fwkFrameNum = 3;
+    info.zslQueues = c.queues();
     info.requestMetas = {anchoredRequest(150)};
-    EXPECT_EQ(plugin.selector().selectZSLFrames(info), GetParam().expected);
-    auto *probed = static_cast<kohost::HostFrameQueue *>(info.zslQueues[GetParam().probed].get());
-    EXPECT_EQ(count(probed->journal(), GetParam().neverCalled), 0u);
+    EXPECT_EQ(plugin.selector().selectZSLFrames(info), c.expected);
+    if (c.line) {
+        EXPECT_EQ(count(plugin.texts(), c.line), 1u);
+    }
+    if (c.probed >= 0) {
+        auto *probed = static_cast<kohost::HostFrameQueue *>(info.zslQueues[static_cast<size_t>(c.probed)].get());
+        EXPECT_EQ(count(probed->journal(), c.neverCalled), 0u);
+    }
 }
+
+const char *const kNoMetaQueue = "D [ZSLSelector] fwkFrame:3 no metaQueue, select finished";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, SelectZSLFramesQueues,
     testing::Values(
+        QueuesCase{"frameMissingFromASecondQueueMovesTheBegin",
+                   [] {
+                       return kohal::ZSLQueueList{
+                           kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {10, 12}),
+                           kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}})};
+                   },
+                   {{0, {12}}, {1, {12}}},
+                   "D [ZSLSelector] fwkFrame:3, cannot find zslFrame: 11 in [sensor], move begin to next"},
         // Only the frame at the begin is tested for presence.
         QueuesCase{"onlyTheBeginIsTested",
                    [] {
                        return kohal::ZSLQueueList{kohost::metaQueue(0, {{10, 100}, {11, 200}, {12, 300}}),
                                                   kohost::holdingQueue(5, 3, "other", {11})};
                    },
-                   {{0, {11, 12}}, {5, {11, 12}}}, 1, "getMetaFrame(12)"},
+                   {{0, {11, 12}}, {5, {11, 12}}}, nullptr, 1, "getMetaFrame(12)"},
         // The second metadata queue holds 11 but lists other frames.
         QueuesCase{"onlyTheFirstMetadataQueueIsRead",
                    [] {
                        return kohal::ZSLQueueList{kohost::metaQueue(0, {{10, 100}, {11, 200}}),
                                                   kohost::metaQueue(1, {{11, 100}, {21, 200}})};
                    },
-                   {{0, {11}}, {1, {11}}}, 1, "getFrameNumList(0)"},
+                   {{0, {11}}, {1, {11}}}, nullptr, 1, "getFrameNumList(0)"},
         QueuesCase{"sameIdSharesOneEntry",
                    [] {
                        return kohal::ZSLQueueList{kohost::metaQueue(4, {{10, 100}, {11, 200}}),
                                                   kohost::holdingQueue(4, 2, "sensor", {10, 11}),
                                                   kohost::holdingQueue(2147483648u, 2, "high", {10, 11})};
                    },
-                   {{4, {11}}, {2147483648u, {11}}}, 1, "getFrameNumList(0)"}),
+                   {{4, {11}}, {2147483648u, {11}}}, nullptr, 1, "getFrameNumList(0)"},
+        QueuesCase{"noQueue", [] { return kohal::ZSLQueueList{}; }, {}, kNoMetaQueue},
+        QueuesCase{"otherTypesOnly",
+                   [] {
+                       return kohal::ZSLQueueList{kohost::holdingQueue(1, 2, "sensor", {10}),
+                                                  kohost::holdingQueue(2, 0, "raw", {10})};
+                   },
+                   {}, kNoMetaQueue},
+        QueuesCase{"nullQueue", [] { return kohal::ZSLQueueList{nullptr}; }, {}, kNoMetaQueue}),
     [](const testing::TestParamInfo<QueuesCase> &info) { return info.param.name; });
-
-struct EmptyCase {
-    const char *name;
-    kohal::ZSLQueueList queues;
-};
-
-class SelectZSLFramesNoMetaQueue : public testing::TestWithParam<EmptyCase> {};
-
-TEST_P(SelectZSLFramesNoMetaQueue, AnswersTheEmptyMap)
-{
-    kotest::LoggedPlugin plugin;
-    kohal::ZSLFrameSelectInfo info;
-    info.fwkFrameNum = 12;
-    info.zslQueues = GetParam().queues;
-    info.requestMetas = {Meta()};
-
-    EXPECT_TRUE(plugin.selector().selectZSLFrames(info).empty());
-    EXPECT_EQ(plugin.texts(), std::vector<std::string>{"D [ZSLSelector] fwkFrame:12 no metaQueue, select finished"});
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Queues, SelectZSLFramesNoMetaQueue,
-    testing::Values(EmptyCase{"none", {}},
-                    EmptyCase{"otherTypesOnly",
-                              {kohost::holdingQueue(1, 2, "sensor", {10}), kohost::holdingQueue(2, 0, "raw", {10})}},
-                    EmptyCase{"nullQueue", {nullptr}}),
-    [](const testing::TestParamInfo<EmptyCase> &info) { return info.param.name; });
 
 // zsdTs from the clock, a 1000 ms window: shutter times lie hundreds of ms
 // from it, so no run depends on how fast the call is.
