@@ -272,3 +272,6 @@ inline std::pair<bool, bool> ZSLSelectorBase::checkDesiredSensorMode(const ZSLFr
 }
 
 } // namespace kohal
+
+// The layout checks every build of this header makes.
+#include <ZSLSelectorAbi.h>

@@ -1,11 +1,13 @@
 // The interface's helpers: list texts, the key order of a selection,
-// forEachZSLQ and preCheckFrame.
+// forEachZSLQ and preCheckFrame; the virtual-table slots a host calls.
 
 #include <HostFrameQueue.h>
 #include <MinimalSelector.h>
 #include <ZSLSelectorBase.h>
 
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 #include <memory>
 #include <string>
@@ -89,6 +91,44 @@ TEST(PreCheckFrame, AnswersZeroAndLeavesTheListAlone)
     EXPECT_EQ(selector.preCheckFrame(frames, 0), 0);
     EXPECT_EQ(selector.preCheckFrame(frames, -1), 0);
     EXPECT_EQ(frames, (std::vector<uint32_t>{4, 5, 6}));
+}
+
+// The byte offset of an operation's virtual-table slot, decoded from a
+// pointer to member as the Itanium C++ ABI encodes it on x86-64 (offset + 1
+// in the pointer) and as its ARM variant does on arm64 (offset in the
+// pointer, virtual bit in the adjustment); -1 for a non-virtual member.
+template <typename Member> ptrdiff_t slotOffset(Member member)
+{
+    struct {
+        ptrdiff_t ptr, adj;
+    } raw;
+    static_assert(sizeof(member) == sizeof(raw));
+    std::memcpy(&raw, &member, sizeof(raw));
+#if defined(__aarch64__)
+    return (raw.adj & 1) ? raw.ptr : -1;
+#else
+    return (raw.ptr & 1) ? raw.ptr - 1 : -1;
+#endif
+}
+
+// A host built against this header calls through these slots; the
+// destructor takes two (complete and deleting).
+TEST(VirtualTable, OperationsSitInTheSlotsTheHostCalls)
+{
+    using Selector = kohal::ZSLSelectorBase;
+    using Queue = kohal::ZSLFrameQueue;
+    constexpr ptrdiff_t slot = sizeof(void *);
+    EXPECT_EQ(slotOffset(&Selector::isSelectorNeeded), 0 * slot);
+    EXPECT_EQ(slotOffset(&Selector::checkFrame), 1 * slot);
+    EXPECT_EQ(slotOffset(&Selector::preCheckFrame), 2 * slot);
+    EXPECT_EQ(slotOffset(&Selector::checkDesiredSensorMode), 3 * slot);
+    EXPECT_EQ(slotOffset(&Selector::selectZSLFrames), 6 * slot);
+    EXPECT_EQ(slotOffset(&Selector::forEachZSLQ), -1);
+    EXPECT_EQ(slotOffset(&Queue::getQueueType), 2 * slot);
+    EXPECT_EQ(slotOffset(&Queue::getQueueName), 3 * slot);
+    EXPECT_EQ(slotOffset(&Queue::getQueueId), 4 * slot);
+    EXPECT_EQ(slotOffset(&Queue::getMetaFrame), 5 * slot);
+    EXPECT_EQ(slotOffset(&Queue::getFrameNumList), 6 * slot);
 }
 
 } // namespace
