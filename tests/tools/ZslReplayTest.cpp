@@ -27,7 +27,7 @@ Outcome replay(const std::string &args)
     int errFd = mkstemp(errPath);
     close(errFd);
     Outcome run;
-    std::string command = std::string(ZSL_REPLAY_PATH) + " " + args + " 2>" + errPath;
+    std::string command = std::string(ZSL_REPLAY_COMMAND) + " " + args + " 2>" + errPath;
     FILE *pipe = popen(command.c_str(), "r");
     char buffer[4096];
     size_t n;
