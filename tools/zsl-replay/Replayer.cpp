@@ -3,13 +3,12 @@
 #include "Replayer.h"
 
 #include "PluginLines.h"
+#include "ReplayClock.h"
 #include "Scene.h"
 
 #include <LogRecorder.h>
 #include <PluginSession.h>
 #include <StaticMetadataWraper.h>
-
-#include <utils/Timers.h>
 
 #include <algorithm>
 
@@ -19,6 +18,20 @@ namespace {
 
 using kohost::LogOutput;
 
+// The lines recorded since mark. The one address a line prints, the
+// selector's own ("this = 0x..."), differs from run to run; it is shown as
+// "this = <selector>" so that a replay's output is the same on every run.
+std::vector<kohost::LogLine> recorded(const kohost::LogRecorder &log, size_t mark, LogOutput output)
+{
+    std::vector<kohost::LogLine> lines = log.since(mark, output);
+    for (kohost::LogLine &line : lines) {
+        const auto at = line.text.rfind(" this = 0x");
+        if (at != std::string::npos && line.text.find(' ', at + 8) == std::string::npos)
+            line.text.replace(at, std::string::npos, " this = <selector>");
+    }
+    return lines;
+}
+
 CheckOutcome check(kohal::ZSLSelectorBase &selector, const kohost::LogRecorder &log,
                    const kohal::ZSLFrameCheckInfo &info)
 {
@@ -26,26 +39,26 @@ CheckOutcome check(kohal::ZSLSelectorBase &selector, const kohost::LogRecorder &
     result.frame = info.checkFrameNum;
     const size_t mark = log.mark();
     result.verdict = selector.checkFrame(info);
-    result.log = log.since(mark, LogOutput::System);
+    result.log = recorded(log, mark, LogOutput::System);
     if (!result.verdict.first)
         result.reason = refusalReason(result.log);
     return result;
 }
 
 void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const StepSpec &step,
-             const kohost::LogRecorder &log, StepOutcome &result)
+             const kohost::LogRecorder &log, int64_t captureNs, StepOutcome &result)
 {
     const size_t mark = log.mark();
     result.kind = step.kind;
     result.label = step.label;
     result.fwkFrame = step.fwkFrame;
-    result.captureNs = systemTime(SYSTEM_TIME_BOOTTIME);
+    result.captureNs = captureNs;
     const Scene scene = buildScene(trace, result.captureNs);
     result.queues = scene.views;
 
     if (step.kind == StepKind::Check) {
         result.checks.push_back(check(selector, log, checkInfo(step, scene)));
-        result.log = log.since(mark, LogOutput::System);
+        result.log = recorded(log, mark, LogOutput::System);
         return;
     }
 
@@ -53,14 +66,14 @@ void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const Ste
     if (step.kind != StepKind::Select) {
         result.needed = selector.isSelectorNeeded(info);
         if (step.kind == StepKind::Needed || !*result.needed) {
-            result.log = log.since(mark, LogOutput::System);
+            result.log = recorded(log, mark, LogOutput::System);
             return;
         }
     }
 
     result.selectRan = true;
     result.selection = selector.selectZSLFrames(info);
-    result.log = log.since(mark, LogOutput::System);
+    result.log = recorded(log, mark, LogOutput::System);
     readSelectionLines(result.log, result);
     if (scene.metaQueue) {
         result.consumer = scene.metaQueue->consumer;
@@ -89,7 +102,7 @@ void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const Ste
             result.taken.push_back(frame);
         result.checks.push_back(std::move(checked));
     }
-    result.log = log.since(mark, LogOutput::System);
+    result.log = recorded(log, mark, LogOutput::System);
 }
 
 } // namespace
@@ -107,13 +120,16 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
     kohost::LogRecorder log;
     {
         kohost::PluginSession plugin(trace.properties, mPluginPath);
-        result.setupLog = log.since(0, LogOutput::System);
+        result.setupLog = recorded(log, 0, LogOutput::System);
         for (const StepSpec &step : trace.steps) {
+            const int64_t captureNs = mRealClock ? realBootTimeNs() : kDefaultCaptureNs;
+            pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(captureNs));
             result.steps.emplace_back();
-            runStep(plugin.selector(), trace, step, log, result.steps.back());
+            runStep(plugin.selector(), trace, step, log, captureNs, result.steps.back());
         }
     }
-    result.androidLog = log.since(0, LogOutput::Android);
+    pinBootTime(std::nullopt);
+    result.androidLog = recorded(log, 0, LogOutput::Android);
     for (const auto &entry : trace.staticMetadata)
         StaticMetadataWraper::getInstance()->setStaticMetadata(entry.first, nullptr);
     return result;

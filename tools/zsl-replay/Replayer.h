@@ -2,8 +2,9 @@
 /*
  * Replayer: drives the real plug-in through kohal::ZSLSelectorBase as the
  * camera framework does, one trace at a time: sets the trace's properties
- * and log gates, loads the library afresh, builds each step's scene just
- * before its calls, and records every answer with the plug-in's own
+ * and log gates, loads the library afresh, builds each step's scene at its
+ * capture moment (pinned on the plug-in's clock, or the machine's boot-time
+ * clock just before the calls when realClock is set), and records every answer with the plug-in's own
  * system-log lines, from which it reads the time stamps and each refusal's
  * reason.
  */
@@ -17,7 +18,10 @@ namespace replay {
 
 class Replayer {
 public:
-    explicit Replayer(std::string pluginPath) : mPluginPath(std::move(pluginPath)) {}
+    explicit Replayer(std::string pluginPath, bool realClock = false)
+        : mPluginPath(std::move(pluginPath)), mRealClock(realClock)
+    {
+    }
 
     // Throws kohost::PluginLoadError when the plug-in cannot be loaded or
     // lacks the factory.
@@ -25,6 +29,7 @@ public:
 
 private:
     std::string mPluginPath;
+    bool mRealClock;
 };
 
 } // namespace replay

@@ -1,8 +1,10 @@
 // zsl-replay: replays captures through the real plug-in and explains them.
 //
-//   zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [TRACE.json ...]
+//   zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [--real-clock] [TRACE.json ...]
 //
-// With no trace it replays the built-in captures (also under examples/).
+// With no trace it replays the built-in captures (also under examples/). The
+// plug-in's boot-time clock is pinned at each step's capture moment, so the
+// output is the same on every run; --real-clock lets it read the machine's.
 // Bad input or a plug-in that cannot be loaded: one line on standard error
 // and exit status 2.
 
@@ -59,7 +61,7 @@ void writeAndroidLog(const replay::SessionOutcome &outcome, int minimumPriority)
 int usage(const char *message)
 {
     std::cerr << "zsl-replay: " << message << "\n"
-              << "usage: zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [TRACE.json ...]\n";
+              << "usage: zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [--real-clock] [TRACE.json ...]\n";
     return 2;
 }
 
@@ -71,6 +73,7 @@ int main(int argc, char **argv)
     std::string svgPath;
     bool json = false;
     bool withLog = false;
+    bool realClock = false;
     std::vector<std::string> files;
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
@@ -82,6 +85,8 @@ int main(int argc, char **argv)
             json = true;
         } else if (arg == "--log") {
             withLog = true;
+        } else if (arg == "--real-clock") {
+            realClock = true;
         } else if (arg == "--help" || arg == "-h") {
             usage("replays ZSL captures through the plug-in");
             return 0;
@@ -106,7 +111,7 @@ int main(int argc, char **argv)
 
     std::vector<replay::SessionOutcome> results;
     try {
-        replay::Replayer replayer(pluginPath);
+        replay::Replayer replayer(pluginPath, realClock);
         for (const replay::TraceSpec &trace : traces) {
             results.push_back(replayer.run(trace));
             writeAndroidLog(results.back(), androidLogPriority());
