@@ -21,7 +21,7 @@
 namespace replay {
 
 // A time stamp: absolute nanoseconds of the boot-time clock, or an offset
-// from the capture moment, which the replay rebases just before each call.
+// from the step's capture moment, on which the replay rebases it.
 struct TimeValue {
     bool relative = false;
     int64_t ns = 0;
