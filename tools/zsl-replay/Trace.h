@@ -59,6 +59,20 @@ struct QueueSpec {
     std::vector<FrameSpec> frames;
 };
 
+// What a step expects, as its trace states it; absent parts are not
+// compared.
+struct ExpectedCheck {
+    std::pair<bool, bool> verdict;
+    std::optional<std::string> reason; // a refusal's reason, as the report words it
+};
+
+struct ExpectSpec {
+    std::optional<bool> needed;
+    std::optional<std::map<uint32_t, std::vector<uint32_t>>> selection; // by queue id
+    std::optional<std::vector<uint32_t>> taken;
+    std::optional<std::map<uint32_t, ExpectedCheck>> checks; // every checked frame
+};
+
 struct StepSpec {
     StepKind kind = StepKind::Capture;
     std::string label;
@@ -71,6 +85,7 @@ struct StepSpec {
     uint32_t reqtMasterId = 0;
     uint32_t masterRoleId = 0;
     uint32_t aiHLFrameNum = 0;
+    std::optional<ExpectSpec> expect;
 };
 
 struct TraceSpec {

@@ -338,6 +338,49 @@ public:
         return specs;
     }
 
+    bool boolean(const json &value, const std::string &place) const
+    {
+        if (!value.is_boolean())
+            fail(place, "expected true or false");
+        return value.get<bool>();
+    }
+
+    ExpectSpec expect(const json &value, const std::string &place) const
+    {
+        keys(value, place, {"needed", "selection", "taken", "checks"});
+        ExpectSpec input;
+        if (value.contains("needed"))
+            input.needed = boolean(value["needed"], at(place, "needed"));
+        if (value.contains("selection")) {
+            const std::string selection = at(place, "selection");
+            input.selection.emplace();
+            for (auto it = object(value["selection"], selection).begin(); it != value["selection"].end(); ++it) {
+                const std::string entry = at(selection, it.key());
+                (*input.selection)[keyNumber(it.key(), entry, "a queue id")] = frameList(it.value(), entry);
+            }
+        }
+        if (value.contains("taken"))
+            input.taken = frameList(value["taken"], at(place, "taken"));
+        if (value.contains("checks")) {
+            const std::string checks = at(place, "checks");
+            input.checks.emplace();
+            for (auto it = object(value["checks"], checks).begin(); it != value["checks"].end(); ++it) {
+                const std::string entry = at(checks, it.key());
+                keys(it.value(), entry, {"verdict", "reason"}, {"verdict"});
+                const json &verdict = array(it.value()["verdict"], at(entry, "verdict"));
+                if (verdict.size() != 2)
+                    fail(at(entry, "verdict"), "expected two booleans: [verdict, flag]");
+                ExpectedCheck check;
+                check.verdict = {boolean(verdict[0], at(at(entry, "verdict"), 0)),
+                                 boolean(verdict[1], at(at(entry, "verdict"), 1))};
+                if (it.value().contains("reason"))
+                    check.reason = string(it.value()["reason"], at(entry, "reason"));
+                (*input.checks)[keyNumber(it.key(), entry, "a frame number")] = check;
+            }
+        }
+        return input;
+    }
+
     StepSpec step(const json &value, const std::string &place) const
     {
         object(value, place);
@@ -351,7 +394,7 @@ public:
             input.kind = kind == "capture" ? StepKind::Capture
                         : kind == "select" ? StepKind::Select
                                            : StepKind::Needed;
-            keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId"}, {"requests"});
+            keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId", "expect"}, {"requests"});
             if (body.contains("used"))
                 input.used = frameList(body["used"], at(bodyPlace, "used"));
             input.requests = requests(body["requests"], at(bodyPlace, "requests"));
@@ -360,7 +403,8 @@ public:
         } else if (kind == "check") {
             input.kind = StepKind::Check;
             keys(body, bodyPlace,
-                 {"label", "fwkFrame", "frame", "request", "logicalId", "reqtMasterId", "masterRoleId", "AiHLFrameNum"},
+                 {"label", "fwkFrame", "frame", "request", "logicalId", "reqtMasterId", "masterRoleId", "AiHLFrameNum",
+                  "expect"},
                  {"frame", "request"});
             input.frame = u32(body["frame"], at(bodyPlace, "frame"), "a frame number");
             input.request = metadata(body["request"], at(bodyPlace, "request"));
@@ -378,6 +422,8 @@ public:
             input.label = string(body["label"], at(bodyPlace, "label"));
         if (body.contains("fwkFrame"))
             input.fwkFrame = u32(body["fwkFrame"], at(bodyPlace, "fwkFrame"), "a frame number");
+        if (body.contains("expect"))
+            input.expect = expect(body["expect"], at(bodyPlace, "expect"));
         return input;
     }
 

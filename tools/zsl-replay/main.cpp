@@ -1,14 +1,19 @@
 // zsl-replay: replays captures through the real plug-in and explains them.
 //
-//   zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [--real-clock] [TRACE.json ...]
+//   zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [--real-clock]
+//              [--write-expectations] [TRACE.json ...]
 //
 // With no trace it replays the built-in captures (also under examples/). The
 // plug-in's boot-time clock is pinned at each step's capture moment, so the
 // output is the same on every run; --real-clock lets it read the machine's.
+// A step's "expect" is compared with what happened: each difference is one
+// line on standard error and the exit status is 1. --write-expectations
+// writes the results into the given trace files as their expectations.
 // Bad input or a plug-in that cannot be loaded: one line on standard error
 // and exit status 2.
 
 #include "BuiltinTraces.h"
+#include "Expectations.h"
 #include "Replayer.h"
 #include "Report.h"
 #include "Timeline.h"
@@ -61,7 +66,8 @@ void writeAndroidLog(const replay::SessionOutcome &outcome, int minimumPriority)
 int usage(const char *message)
 {
     std::cerr << "zsl-replay: " << message << "\n"
-              << "usage: zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [--real-clock] [TRACE.json ...]\n";
+              << "usage: zsl-replay [--plugin PATH] [--json] [--svg FILE] [--log] [--real-clock]\n"
+              << "                  [--write-expectations] [TRACE.json ...]\n";
     return 2;
 }
 
@@ -74,6 +80,7 @@ int main(int argc, char **argv)
     bool json = false;
     bool withLog = false;
     bool realClock = false;
+    bool writeExpectations = false;
     std::vector<std::string> files;
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
@@ -87,6 +94,8 @@ int main(int argc, char **argv)
             withLog = true;
         } else if (arg == "--real-clock") {
             realClock = true;
+        } else if (arg == "--write-expectations") {
+            writeExpectations = true;
         } else if (arg == "--help" || arg == "-h") {
             usage("replays ZSL captures through the plug-in");
             return 0;
@@ -96,6 +105,9 @@ int main(int argc, char **argv)
             files.push_back(arg);
         }
     }
+
+    if (writeExpectations && files.empty())
+        return usage("--write-expectations needs the trace files to write");
 
     std::vector<replay::TraceSpec> traces;
     try {
@@ -132,6 +144,27 @@ int main(int argc, char **argv)
             std::cout << "\n";
         }
     }
+    int status = 0;
+    for (size_t t = 0; t < traces.size(); ++t) {
+        if (writeExpectations) {
+            try {
+                replay::writeExpectations(traces[t].file, results[t]);
+            } catch (const replay::TraceError &error) {
+                std::cerr << "zsl-replay: " << error.what() << "\n";
+                return 2;
+            }
+            continue;
+        }
+        for (size_t s = 0; s < traces[t].steps.size(); ++s) {
+            if (!traces[t].steps[s].expect)
+                continue;
+            for (const std::string &difference : replay::differences(*traces[t].steps[s].expect, results[t].steps[s])) {
+                std::cerr << traces[t].file << ": at /steps/" << s << ": " << difference << "\n";
+                status = 1;
+            }
+        }
+    }
+
     if (!svgPath.empty()) {
         std::ofstream svg(svgPath);
         svg << replay::drawTimeline(results);
@@ -140,5 +173,5 @@ int main(int argc, char **argv)
             return 2;
         }
     }
-    return 0;
+    return status;
 }
