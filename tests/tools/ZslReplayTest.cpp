@@ -153,34 +153,6 @@ TEST(ZslReplayTrace, RelativeTimesAreRebasedOnTheCaptureMoment)
     EXPECT_EQ(select["selection"]["0"], json::array({3}));
 }
 
-TEST(ZslReplayTrace, PendingSupportAndSingleOperations)
-{
-    TraceFile trace(R"({
-      "properties": {"persist.vendor.kohal.selector.pending.mask": true},
-      "log": {"level": 7, "group": "0x40", "debugMask": 1},
-      "queues": [{"id": 0, "type": 1, "consumer": [10, 11],
-                  "frames": {"10": {"shutter": "-900ms",
-                                    "metadata": {"android.control.aeExposureCompensation": [],
-                                                 "0x80000009": {"type": "float", "values": [1.5]}}},
-                             "11": {"shutter": "-800ms", "metadata": {"android.control.aeExposureCompensation": 1}}}}],
-      "steps": [
-        {"needed": {"requests": [{"android.control.enableZsl": 0}]}},
-        {"select": {"fwkFrame": 9, "requests": [{}]}},
-        {"check": {"frame": 10, "request": {"korvan.quicksnapshot.isQuickSnapshot": 1}}},
-        {"check": {"frame": 11, "request": {"korvan.quicksnapshot.isQuickSnapshot": 1}}},
-        {"check": {"frame": 12, "request": null}}]})");
-    json out = replayJson(trace.path());
-    EXPECT_EQ(step(out, 0, 0)["needed"], false);
-    EXPECT_EQ(step(out, 0, 1)["selection"], json::object()); // too old, pending support on
-    EXPECT_EQ(step(out, 0, 1)["log"].back()["text"],
-              "[ZSLSelector] fwkFrame:9 consumer list ts too old, select finished");
-    // A quick snapshot needs only the EV: count 0 reads as absent, EV 0.
-    EXPECT_EQ(step(out, 0, 2)["checks"][0]["verdict"], json::array({true, true}));
-    EXPECT_EQ(step(out, 0, 3)["checks"][0]["verdict"], json::array({false, true}));
-    EXPECT_EQ(step(out, 0, 3)["checks"][0]["reason"], "isRequiredEV fail: EV(History)=1, EV(Target)=0");
-    EXPECT_EQ(step(out, 0, 4)["checks"][0]["verdict"], json::array({true, true})); // no record
-}
-
 struct BadInput {
     const char *name;
     const char *trace;      // written to a file; nullptr: a path that does not exist
