@@ -1,17 +1,15 @@
 // selectZSLFrames: the selection rules, several queues, the clock window and
 // how zsdTs is formed.
 
+#include <BootClock.h>
 #include <Logged.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>
-
-#include <utils/Timers.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
-#include <regex>
 
 namespace {
 
@@ -22,6 +20,7 @@ using Frames = std::vector<uint32_t>;
 using Selection = kohal::ZSLSelection;
 
 constexpr int64_t kMs = 1000000;
+constexpr int64_t kNowNs = 100000 * kMs; // the pinned boot-time clock
 const kohost::PropertyList kPending = {{"persist.vendor.kohal.selector.pending.mask", "1"}};
 
 // A motion capture whose anchor puts zsdTs exactly at zsdTsNs, no clock.
@@ -211,8 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
         QueuesCase{"nullQueue", [] { return kohal::ZSLQueueList{nullptr}; }, {}, kNoMetaQueue}),
     [](const testing::TestParamInfo<QueuesCase> &info) { return info.param.name; });
 
-// zsdTs from the clock, a 1000 ms window: shutter times lie hundreds of ms
-// from it, so no run depends on how fast the call is.
+// zsdTs from the pinned clock, a 1000 ms window.
 struct ClockCase {
     const char *name;
     std::vector<int64_t> msBeforeNow; // consumer 41, 42, ...
@@ -226,14 +224,14 @@ class SelectZSLFramesClock : public testing::TestWithParam<ClockCase> {};
 TEST_P(SelectZSLFramesClock, WindowBeforeNow)
 {
     const ClockCase &c = GetParam();
+    kohost::PinnedBootTime clock(kNowNs);
     kohost::PluginSession plugin({{"ro.vendor.camera3.zsl.default", "1000"}});
-    const int64_t now = systemTime(SYSTEM_TIME_BOOTTIME);
     std::vector<ListedFrame> consumer;
     for (size_t i = 0; i < c.msBeforeNow.size(); ++i)
-        consumer.push_back({41 + static_cast<uint32_t>(i), now - c.msBeforeNow[i] * kMs});
+        consumer.push_back({41 + static_cast<uint32_t>(i), kNowNs - c.msBeforeNow[i] * kMs});
     kohal::ZSLFrameSelectInfo info;
     info.usedFrameNums = c.used;
-    info.zslQueues = {nullptr, kohost::metaQueue(0, consumer, {{47, now}}),
+    info.zslQueues = {nullptr, kohost::metaQueue(0, consumer, {{47, kNowNs}}),
                       kohost::holdingQueue(1, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE, "sensor", {41, 42, 43, 44, 45, 46}),
                       nullptr};
     info.requestMetas = c.requests;
@@ -252,24 +250,12 @@ INSTANTIATE_TEST_SUITE_P(
         ClockCase{"noRequestCountsNoFrame", {5000, 200, 0}, {}, {}, {{0, {43}}, {1, {43}}}}),
     [](const testing::TestParamInfo<ClockCase> &info) { return info.param.name; });
 
-// The zsdTs line is "zsdTs:<zsdTs> curTime:<curTime>"; answers both.
-std::pair<int64_t, int64_t> zsdTsAndCurTime(const std::vector<std::string> &texts)
-{
-    static const std::regex kLine(R"(I \[ZSLSelector\] fwkFrame:\d+ zsdTs:(-?\d+) curTime:(-?\d+))");
-    std::smatch match;
-    for (const std::string &text : texts)
-        if (std::regex_match(text, match, kLine))
-            return {std::stoll(match[1]), std::stoll(match[2])};
-    ADD_FAILURE() << "no zsdTs line";
-    return {0, 0};
-}
-
 struct ZsdTsCase {
     const char *name;
     int32_t motionCapType;
     int64_t anchorTS;
     int64_t windowMs;
-    std::optional<int64_t> zsdTs; // none: from the clock, curTime - window
+    std::optional<int64_t> zsdTs; // none: from the clock, now - window
 };
 
 class ZsdTs : public testing::TestWithParam<ZsdTsCase> {};
@@ -277,14 +263,17 @@ class ZsdTs : public testing::TestWithParam<ZsdTsCase> {};
 TEST_P(ZsdTs, FromTheAnchorOnlyForLowByteOne)
 {
     const ZsdTsCase &c = GetParam();
+    kohost::PinnedBootTime clock(kNowNs);
     kotest::LoggedPlugin plugin({{"ro.vendor.camera3.zsl.default", std::to_string(c.windowMs)}});
     kohal::ZSLFrameSelectInfo info;
     info.zslQueues = {kohost::metaQueue(0, {{10, 100}})};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, c.anchorTS).i32(tag::MotionCaptureType, c.motionCapType)};
     plugin.selector().selectZSLFrames(info);
 
-    auto [zsdTs, curTime] = zsdTsAndCurTime(plugin.texts());
-    EXPECT_EQ(zsdTs, c.zsdTs ? *c.zsdTs : curTime - c.windowMs * kMs);
+    const int64_t zsdTs = c.zsdTs ? *c.zsdTs : kNowNs - c.windowMs * kMs;
+    EXPECT_EQ(count(plugin.texts(), "I [ZSLSelector] fwkFrame:0 zsdTs:" + std::to_string(zsdTs) +
+                                        " curTime:" + std::to_string(kNowNs)),
+              1u);
 }
 
 INSTANTIATE_TEST_SUITE_P(

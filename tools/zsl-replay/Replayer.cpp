@@ -3,9 +3,9 @@
 #include "Replayer.h"
 
 #include "PluginLines.h"
-#include "ReplayClock.h"
 #include "Scene.h"
 
+#include <BootClock.h>
 #include <LogRecorder.h>
 #include <PluginSession.h>
 #include <StaticMetadataWraper.h>
@@ -122,13 +122,13 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
         kohost::PluginSession plugin(trace.properties, mPluginPath);
         result.setupLog = recorded(log, 0, LogOutput::System);
         for (const StepSpec &step : trace.steps) {
-            const int64_t captureNs = mRealClock ? realBootTimeNs() : kDefaultCaptureNs;
-            pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(captureNs));
+            const int64_t captureNs = mRealClock ? kohost::realBootTimeNs() : kDefaultCaptureNs;
+            kohost::pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(captureNs));
             result.steps.emplace_back();
             runStep(plugin.selector(), trace, step, log, captureNs, result.steps.back());
         }
     }
-    pinBootTime(std::nullopt);
+    kohost::pinBootTime(std::nullopt);
     result.androidLog = recorded(log, 0, LogOutput::Android);
     for (const auto &entry : trace.staticMetadata)
         StaticMetadataWraper::getInstance()->setStaticMetadata(entry.first, nullptr);

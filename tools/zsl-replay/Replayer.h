@@ -12,9 +12,13 @@
 #include "Outcome.h"
 #include "Trace.h"
 
+#include <cstdint>
 #include <string>
 
 namespace replay {
+
+// The capture moment of every step, on the pinned clock: 100 s after boot.
+constexpr int64_t kDefaultCaptureNs = 100'000'000'000;
 
 class Replayer {
 public:

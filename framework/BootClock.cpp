@@ -1,13 +1,13 @@
-// The replay's systemTime(), which the loaded plug-in binds to.
+// The host's systemTime(), which a loaded plug-in binds to.
 
-#include "ReplayClock.h"
+#include "BootClock.h"
 
 #include <utils/Timers.h>
 
 #include <atomic>
 #include <ctime>
 
-namespace replay {
+namespace kohost {
 
 namespace {
 
@@ -33,7 +33,7 @@ int64_t realBootTimeNs()
     return readClock(CLOCK_BOOTTIME);
 }
 
-} // namespace replay
+} // namespace kohost
 
 // libutils' clock as Android defines it, with the boot-time clock pinnable.
 extern "C" __attribute__((visibility("default"))) nsecs_t systemTime(int clock)
@@ -41,11 +41,11 @@ extern "C" __attribute__((visibility("default"))) nsecs_t systemTime(int clock)
     static const clockid_t kClocks[] = {CLOCK_REALTIME, CLOCK_MONOTONIC, CLOCK_PROCESS_CPUTIME_ID,
                                         CLOCK_THREAD_CPUTIME_ID, CLOCK_BOOTTIME};
     if (clock == SYSTEM_TIME_BOOTTIME) {
-        const int64_t pinned = replay::gPinnedNs.load();
+        const int64_t pinned = kohost::gPinnedNs.load();
         if (pinned != INT64_MIN)
             return pinned;
     }
     if (clock < 0 || clock > SYSTEM_TIME_BOOTTIME)
         clock = SYSTEM_TIME_MONOTONIC;
-    return replay::readClock(kClocks[clock]);
+    return kohost::readClock(kClocks[clock]);
 }
