@@ -61,7 +61,10 @@ std::string sensorVerdictLine(const Lines &lines)
 
 // The paths through checkFrame: which queues there are, whether the metadata
 // queue holds the frame and how it qualifies, and what the request enables.
-enum class Record { NoMetaQueue, None, Settled, Unsettled };
+// OnlyInSecondQueue: the first metadata queue lacks the frame, a second one
+// holds it unsettled; CamerasSettled: its own metadata is unsettled, every
+// physical camera's settled.
+enum class Record { NoMetaQueue, None, Settled, Unsettled, OnlyInSecondQueue, CamerasSettled };
 
 struct PathCase {
     const char *name;
@@ -81,10 +84,15 @@ TEST_P(CheckFramePaths, AnswerAndSensorModeStep)
     const PathCase &c = GetParam();
     kohost::PluginSession plugin;
     kohal::ZSLQueueList queues;
-    if (c.record == Record::None)
+    if (c.record == Record::None || c.record == Record::OnlyInSecondQueue)
         queues.push_back(kohost::metaQueue(0, {}));
-    else if (c.record != Record::NoMetaQueue)
+    if (c.record == Record::Settled || c.record == Record::Unsettled || c.record == Record::OnlyInSecondQueue)
         queues.push_back(kohost::metaQueue(0, {{44, 1, c.record == Record::Settled ? Meta().settled() : unsettled()}}));
+    if (c.record == Record::CamerasSettled) {
+        auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
+        queue->putMetaFrame(44, kohost::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
+        queues.push_back(queue);
+    }
     if (c.sensorModes)
         queues.push_back(sensorQueue(*c.sensorModes));
     auto info = checkInfo(queues, c.nullRequest ? nullptr : c.request.build());
@@ -124,6 +132,10 @@ INSTANTIATE_TEST_SUITE_P(
                  {false, false}, ""},
         PathCase{"srWithMatchingSensorMode", Record::Settled, {{{44, 5}}},
                  evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5), {true, true}, kSensorOk},
+        PathCase{"onlyTheFirstMetadataQueueIsAsked", Record::OnlyInSecondQueue, std::nullopt, evRequest(),
+                 {true, true}, ""},
+        PathCase{"everyCameraSettledOwnMetadataIgnored", Record::CamerasSettled, std::nullopt, evRequest(),
+                 {true, true}, ""},
         PathCase{"qualificationFailsBeforeSr", Record::Unsettled, {{{44, 5}}},
                  evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 5), {false, true}, ""}),
     [](const testing::TestParamInfo<PathCase> &info) { return info.param.name; });
@@ -146,27 +158,6 @@ TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
                               "D [ZSLSelector] fwkFrame:100, No zslFrame: 44 ,camid:5 invalid"}));
     EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), "D hf OK"), 1);
     EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), kSrAbsent), 0);
-}
-
-TEST(CheckFrame, AllCamerasQualifyingPassesOn)
-{
-    kohost::PluginSession plugin;
-    auto queue = std::make_shared<kohost::HostFrameQueue>(0, kohal::ZSL_QUEUE_TYPE_META, "meta");
-    queue->putMetaFrame(44, kohost::metaInfo(1, unsettled(), {{0, Meta().settled()}, {1, Meta().settled()}}));
-    auto info = checkInfo({queue}, evRequest());
-    EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
-}
-
-TEST(CheckFrame, OnlyTheFirstMetadataQueueIsAsked)
-{
-    kohost::PluginSession plugin;
-    auto first = kohost::metaQueue(0, {});
-    auto second = kohost::metaQueue(1, {{44, 1, unsettled()}});
-    auto info = checkInfo({first, second}, evRequest());
-
-    EXPECT_EQ(plugin.selector().checkFrame(info), Verdict(true, true));
-    auto calls = second->journal();
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "getMetaFrame(44)"), 0);
 }
 
 // Many host threads on one selector at once, run under the thread sanitizer
