@@ -155,9 +155,10 @@ TEST(ZslReplayTrace, RelativeTimesAreRebasedOnTheCaptureMoment)
 
 struct BadInput {
     const char *name;
-    const char *trace;      // written to a file; nullptr: a path that does not exist
-    const char *place;      // in the message
-    const char *expected;   // in the message
+    const char *trace;    // written to a file; nullptr: path is given as it is
+    const char *place;    // in the message
+    const char *expected; // in the message
+    const char *path = nullptr;
 };
 
 class ZslReplayBadInput : public testing::TestWithParam<BadInput> {};
@@ -166,7 +167,7 @@ TEST_P(ZslReplayBadInput, OneLineNamingFilePlaceAndExpectation)
 {
     const BadInput &c = GetParam();
     std::unique_ptr<TraceFile> file;
-    std::string path = "/nonexistent/trace.json";
+    std::string path = c.path ? c.path : "";
     if (c.trace) {
         file = std::make_unique<TraceFile>(c.trace);
         path = file->path();
@@ -186,8 +187,18 @@ TEST_P(ZslReplayBadInput, OneLineNamingFilePlaceAndExpectation)
 INSTANTIATE_TEST_SUITE_P(
     Errors, ZslReplayBadInput,
     testing::Values(
-        BadInput{"unreadableFile", nullptr, "at /", "cannot read the file"},
+        BadInput{"unreadableFile", nullptr, "at /", "cannot read the file", "/nonexistent/trace.json"},
+        BadInput{"directory", nullptr, "at /", "is a directory", "/"},
         BadInput{"invalidJson", R"({"queues": [)", "byte", "invalid JSON"},
+        BadInput{"numberBeyondADouble", R"({"queues": [{"id": 1e400}], "steps": []})", "at /", "number overflow"},
+        BadInput{"duplicateKey", R"({"queues": [], "steps": [{"needed": {}}], "steps": []})", "at /steps",
+                 "duplicate key \"steps\""},
+        BadInput{"frameKeyWithLeadingZero", QUEUE(R"({"44": {"shutter": 0}, "0044": {"shutter": 1}})"),
+                 "/queues/0/frames/0044", "without leading zeros"},
+        BadInput{"relativeTimeWithoutSign", QUEUE(R"({"1": {"shutter": "266.7ms"}})"), "/queues/0/frames/1/shutter",
+                 "expected a time"},
+        BadInput{"relativeTimeBeyondInt64", QUEUE(R"({"1": {"shutter": "-10000000000000000000000000s"}})"),
+                 "/queues/0/frames/1/shutter", "out of range"},
         BadInput{"unknownTagName", QUEUE(R"({"1": {"shutter": 0, "metadata": {"android.control.afModee": 1}}})"),
                  "/queues/0/frames/1/metadata/android.control.afModee", "unknown tag name"},
         BadInput{"wrongValueType", QUEUE(R"({"1": {"shutter": 0, "metadata": {"android.control.afMode": "4"}}})"),
@@ -214,6 +225,36 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"unknownStep", R"({"queues": [], "steps": [{"capture!": {}}]})", "/steps/0/capture!",
                  "unknown step"}),
     [](const testing::TestParamInfo<BadInput> &info) { return info.param.name; });
+
+// Long lists, names and strings cost time, not stack: thousands of frames
+// in one plug-in line, a queue name of 100,000 characters, a time of 40,000.
+TEST(ZslReplayTrace, LongInputIsReadAndReplayed)
+{
+    const int frames = 6000;
+    json queue = {{"id", 0}, {"type", "meta"}, {"name", std::string(100000, 'q')}, {"frames", json::object()}};
+    for (int frame = 1; frame <= frames; ++frame) {
+        queue["consumer"].push_back(frame);
+        queue["frames"][std::to_string(frame)] = {{"shutter", "-" + std::to_string(frames + 1 - frame) + "ms"}};
+    }
+    json trace = {{"queues", {queue}}, {"steps", {{{"select", {{"requests", {json::object()}}}}}}}};
+    TraceFile valid(trace.dump());
+    EXPECT_EQ(replayJson(valid.path())["traces"][0]["steps"][0]["selection"]["0"], json::array({frames}));
+
+    queue["frames"]["1"]["shutter"] = "-" + std::string(40000, '9') + "ms";
+    TraceFile tooLong(json{{"queues", {queue}}, {"steps", json::array()}}.dump());
+    EXPECT_EQ(replay(tooLong.path()).status, 2);
+}
+
+// The largest window puts zsdTs at INT64_MIN (saturated): about 9.2e12 ms
+// before the capture moment, not after it.
+TEST(ZslReplayTrace, TimeWindowAtTheInt64LimitKeepsItsSign)
+{
+    TraceFile trace(R"({"properties": {"ro.vendor.camera3.zsl.default": "9223372036854775807"},
+      "queues": [{"id": 0, "type": 1, "consumer": [1], "frames": {"1": {"shutter": "-1ms"}}}],
+      "steps": [{"select": {"requests": [{}]}}]})");
+    Outcome run = replay(trace.path());
+    EXPECT_NE(run.out.find("zsdTs -9223372136854."), std::string::npos) << run.out;
+}
 
 TEST(ZslReplayPlugin, UnloadablePluginIsNamedWithTheLoadersReason)
 {

@@ -1,18 +1,36 @@
-// Reading the plug-in's line texts back: regular expressions over short,
-// known message shapes.
+// Reading the plug-in's line texts back: fixed markers and the decimal
+// numbers after them, scanned in one pass without backtracking, so that a
+// line of any length (a list of thousands of frames, a queue name of
+// megabytes) costs linear time and no stack.
 
 #include "PluginLines.h"
 
 #include <algorithm>
-#include <regex>
+#include <charconv>
+#include <optional>
+#include <string_view>
 
 namespace replay {
 
 namespace {
 
-bool contains(const std::string &text, const char *part)
+bool contains(std::string_view text, std::string_view part)
 {
-    return text.find(part) != std::string::npos;
+    return text.find(part) != std::string_view::npos;
+}
+
+// The signed decimal number right after the first marker in text.
+template <typename T> std::optional<T> numberAfter(std::string_view text, std::string_view marker)
+{
+    const auto at = text.find(marker);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    const char *begin = text.data() + at + marker.size();
+    T value{};
+    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    if (error != std::errc() || end == begin)
+        return std::nullopt;
+    return value;
 }
 
 } // namespace
@@ -20,20 +38,21 @@ bool contains(const std::string &text, const char *part)
 // The selection's own account of itself, from its lines.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &result)
 {
-    static const std::regex kZsdTs(R"(.* zsdTs:(-?\d+) curTime:(-?\d+))");
-    static const std::regex kShutter(R"(.* (?:Consumer|Producer) list: (\d+) shutter time:(-?\d+) ?)");
-    static const std::regex kAnchor(R"(.* ZSLAnchor offset:(-?\d+) csbegin:(-?\d+) .*)");
-    std::smatch match;
     std::optional<std::pair<uint32_t, int64_t>> lastExamined;
     for (const kohost::LogLine &line : lines) {
-        if (std::regex_match(line.text, match, kZsdTs)) {
-            result.zsdTs = std::stoll(match[1]);
-            result.curTime = std::stoll(match[2]);
-        } else if (std::regex_match(line.text, match, kShutter)) {
-            lastExamined = {static_cast<uint32_t>(std::stoul(match[1])), std::stoll(match[2])};
-        } else if (std::regex_match(line.text, match, kAnchor)) {
-            result.anchorOffset = std::stoi(match[1]);
-            result.csbegin = std::stoi(match[2]);
+        const std::string_view text = line.text;
+        if (auto zsdTs = numberAfter<int64_t>(text, " zsdTs:")) {
+            result.zsdTs = zsdTs;
+            result.curTime = numberAfter<int64_t>(text, " curTime:");
+        } else if (contains(text, " shutter time:") &&
+                   (contains(text, " Consumer list: ") || contains(text, " Producer list: "))) {
+            auto frame = numberAfter<uint32_t>(text, " list: ");
+            auto shutter = numberAfter<int64_t>(text, " shutter time:");
+            if (frame && shutter)
+                lastExamined = {*frame, *shutter};
+        } else if (auto offset = numberAfter<int32_t>(text, " ZSLAnchor offset:")) {
+            result.anchorOffset = offset;
+            result.csbegin = numberAfter<int32_t>(text, " csbegin:");
         }
     }
     if (lastExamined && result.zsdTs && lastExamined->second > *result.zsdTs)
@@ -43,29 +62,29 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
 // Why the plug-in refused a frame, in its own words.
 std::string refusalReason(const std::vector<kohost::LogLine> &log)
 {
-    static const std::regex kInvalid(R"(.*No zslFrame: \d+ ?(?:,camid:(-?\d+) )?invalid)");
-    static const std::regex kAeValue(R"(\[isAEStable\] tag\(0x1001f\) val=(\d+) target=([0-9,]+) bc=0)");
-    static const std::regex kFrameMode(R"(.*perframeSensorMode ?[:=] ?(-?\d+))");
-    static const std::regex kRequestMode(R"(.*reqDesiredSensorMode:(-?\d+))");
+    constexpr std::string_view kAeLine = "[isAEStable] tag(0x1001f) val=";
     std::vector<std::string> reasons;
     std::string rule;
     std::string frameMode = "?", requestMode = "?";
-    std::smatch match;
     for (const kohost::LogLine &line : log) {
-        const std::string &text = line.text;
+        const std::string_view text = line.text;
         if (contains(text, "AF fail: ") || contains(text, "isRequiredEV fail") || contains(text, "not found") ||
             text == "Metadata is nullptr") {
-            rule = text;
-            while (!rule.empty() && rule.back() == ' ')
-                rule.pop_back();
-        } else if (std::regex_match(text, match, kAeValue)) {
-            rule = "aeState " + match[1].str() + " not settled (accepted " + match[2].str() + ")";
-        } else if (std::regex_match(text, match, kInvalid)) {
-            reasons.push_back((match[1].matched ? "camera " + match[1].str() + ": " : std::string()) + rule);
-        } else if (std::regex_match(text, match, kFrameMode)) {
-            frameMode = match[1];
-        } else if (std::regex_match(text, match, kRequestMode)) {
-            requestMode = match[1];
+            rule = text.substr(0, text.find_last_not_of(' ') + 1);
+        } else if (text.rfind(kAeLine, 0) == 0 && contains(text, " target=")) {
+            const auto target = text.find(" target=") + 8;
+            const auto end = text.find(" bc=", target);
+            rule = "aeState " + std::to_string(numberAfter<int>(text, kAeLine).value_or(-1)) +
+                   " not settled (accepted " + std::string(text.substr(target, end - target)) + ")";
+        } else if (contains(text, "No zslFrame: ") && text.size() >= 7 && text.substr(text.size() - 7) == "invalid") {
+            auto camera = numberAfter<int>(text, ",camid:");
+            reasons.push_back((camera ? "camera " + std::to_string(*camera) + ": " : std::string()) + rule);
+        } else if (contains(text, "perframeSensorMode")) {
+            const auto at = text.find_first_not_of(" :=", text.find("perframeSensorMode") + 18);
+            if (auto mode = numberAfter<int>(text.substr(at == std::string_view::npos ? text.size() : at), ""))
+                frameMode = std::to_string(*mode);
+        } else if (auto mode = numberAfter<int>(text, "reqDesiredSensorMode:")) {
+            requestMode = std::to_string(*mode);
         } else if (contains(text, "checkDesiredSensorMode fail")) {
             reasons.push_back("sensor mode " + frameMode + ", request wants " + requestMode);
         }

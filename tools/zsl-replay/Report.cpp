@@ -22,7 +22,8 @@ std::string frames(const std::vector<uint32_t> &list)
 std::string relativeMs(int64_t ns, int64_t captureNs)
 {
     char text[48];
-    std::snprintf(text, sizeof(text), "%+.3f ms", static_cast<double>(ns - captureNs) / 1e6);
+    // In double: the difference of two times near the int64 limits overflows.
+    std::snprintf(text, sizeof(text), "%+.3f ms", (static_cast<double>(ns) - static_cast<double>(captureNs)) / 1e6);
     return text;
 }
 

@@ -51,7 +51,8 @@ const CheckOutcome *checkOf(const StepOutcome &step, uint32_t frame)
 double drawStep(std::ostringstream &svg, const SessionOutcome &trace, const StepOutcome &step, double top)
 {
     const int64_t origin = step.captureNs;
-    auto ms = [origin](int64_t ns) { return static_cast<double>(ns - origin) / 1e6; };
+    // In double: the difference of two times near the int64 limits overflows.
+    auto ms = [origin](int64_t ns) { return (static_cast<double>(ns) - static_cast<double>(origin)) / 1e6; };
 
     double low = 0, high = 0;
     for (const auto &[frame, ns] : step.shutterNs) {
@@ -93,9 +94,14 @@ double drawStep(std::ostringstream &svg, const SessionOutcome &trace, const Step
     svg << "<text x='" << number(nowX - 4) << "' y='" << number(rowsBottom + 20)
         << "' class='axis' text-anchor='end'>capture moment</text>\n";
 
-    // Axis ticks every round number of ms.
-    double span = high - low;
-    double tick = span > 2000 ? 500 : span > 800 ? 200 : span > 300 ? 50 : span > 100 ? 20 : span > 40 ? 10 : 5;
+    // Axis ticks every round number of ms (1, 2 or 5 times a power of ten),
+    // about ten of them whatever the span.
+    const double rough = (high - low) / 10;
+    const double decade = std::pow(10.0, std::floor(std::log10(rough)));
+    double tick = 10 * decade;
+    for (double multiple : {5.0, 2.0, 1.0})
+        if (multiple * decade >= 0.7 * rough)
+            tick = multiple * decade;
     for (double t = std::ceil(low / tick) * tick; t <= high; t += tick)
         svg << "<text x='" << number(x(t)) << "' y='" << number(rowsBottom + 34) << "' class='axis'>"
             << number(t) << " ms</text>\n";

@@ -7,11 +7,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <limits>
-#include <regex>
+#include <set>
 #include <sstream>
 
 namespace replay {
@@ -32,6 +36,22 @@ std::string typeName(uint8_t type)
         if (entry.second == type)
             return entry.first;
     return "unknown";
+}
+
+// Text shapes are checked by plain scans, never std::regex, whose recursion
+// overflows the stack on long input.
+bool allOf(const std::string &text, size_t from, int (*isClass)(int))
+{
+    return from < text.size() &&
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
+                       [isClass](char c) { return isClass(static_cast<unsigned char>(c)) != 0; });
+}
+
+// "0x" and 1 to maxDigits hex digits.
+bool isHex(const std::string &text, size_t maxDigits)
+{
+    return text.size() > 2 && text.size() <= 2 + maxDigits && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
+           allOf(text, 2, isxdigit);
 }
 
 std::string escapeKey(const std::string &key)
@@ -116,8 +136,7 @@ public:
         if (value.is_string()) {
             // Hex is welcome where engineers write masks: "0x40".
             const std::string text = value.get<std::string>();
-            static const std::regex kHex("0[xX][0-9a-fA-F]+");
-            if (std::regex_match(text, kHex)) {
+            if (isHex(text, 16)) {
                 errno = 0;
                 unsigned long long v = std::strtoull(text.c_str(), nullptr, 16);
                 if (errno == ERANGE || v > static_cast<unsigned long long>(high))
@@ -133,23 +152,27 @@ public:
         return static_cast<uint32_t>(integer(value, place, 0, std::numeric_limits<uint32_t>::max(), what));
     }
 
-    // A number of ns (absolute) or a string "<signed number><unit>" relative
-    // to the capture moment, unit ns, us, ms or s.
+    // A number of ns (absolute) or a string "<sign><number><unit>" relative
+    // to the capture moment, unit ns, us, ms or s. The sign is required, so
+    // that "266.7ms" is not silently a frame from the future.
     TimeValue time(const json &value, const std::string &place) const
     {
         if (value.is_number_integer())
             return {false, integer(value, place, std::numeric_limits<int64_t>::min(),
                                    std::numeric_limits<int64_t>::max(), "a time in ns")};
-        static const std::regex kRelative(R"(([+-]?[0-9]+(?:\.[0-9]+)?)(ns|us|ms|s))");
-        std::smatch match;
-        std::string text = value.is_string() ? value.get<std::string>() : "";
-        if (!value.is_string() || !std::regex_match(text, match, kRelative))
-            fail(place, "expected a time: an integer of ns, or a time relative to the capture moment such as "
-                        "\"-33ms\"");
-        const std::string unit = match[2];
+        const std::string text = value.is_string() ? value.get<std::string>() : "";
+        const size_t unitAt = text.find_first_not_of("0123456789.", 1);
+        const std::string number = text.substr(0, unitAt);
+        const std::string unit = unitAt == std::string::npos ? "" : text.substr(unitAt);
+        const bool shaped = (text[0] == '+' || text[0] == '-') && number.size() > 1 && number[1] != '.' &&
+                            number.back() != '.' && std::count(number.begin(), number.end(), '.') <= 1 &&
+                            (unit == "ns" || unit == "us" || unit == "ms" || unit == "s");
+        if (!value.is_string() || text.empty() || !shaped)
+            fail(place, "expected a time: an integer of ns, or a signed time relative to the capture moment "
+                        "such as \"-33ms\" or \"+2.5ms\"");
         const double scale = unit == "ns" ? 1.0 : unit == "us" ? 1e3 : unit == "ms" ? 1e6 : 1e9;
-        const double ns = std::stod(match[1]) * scale;
-        if (ns > 9.2e18 || ns < -9.2e18)
+        const double ns = std::strtod(number.c_str(), nullptr) * scale; // overflow: inf
+        if (!(std::fabs(ns) <= 9.2e18))
             fail(place, "out of range: expected a time within the 64-bit ns range");
         return {true, static_cast<int64_t>(ns)};
     }
@@ -171,8 +194,7 @@ public:
     {
         MetaEntrySpec entry;
         const KoTagInfo *info = nullptr;
-        static const std::regex kHexId("0[xX][0-9a-fA-F]{1,8}");
-        if (std::regex_match(key, kHexId)) {
+        if (isHex(key, 8)) {
             entry.tag = static_cast<uint32_t>(std::stoul(key, nullptr, 16));
             info = KoTagTable::byId(entry.tag);
         } else {
@@ -289,9 +311,10 @@ public:
     uint32_t keyNumber(const std::string &key, const std::string &place, const std::string &what,
                        int64_t low = 0, int64_t high = std::numeric_limits<uint32_t>::max()) const
     {
-        static const std::regex kNumber("-?[0-9]{1,20}");
-        if (!std::regex_match(key, kNumber))
-            fail(place, "expected " + what + " as the key, not \"" + key + "\"");
+        // No leading zeros: "0044" would name frame 44 a second time.
+        const size_t digits = key.rfind('-', 0) == 0 ? 1 : 0;
+        if (!allOf(key, digits, isdigit) || key.size() - digits > 20 || (key[digits] == '0' && key.size() > digits + 1))
+            fail(place, "expected " + what + " as the key, in decimal without leading zeros, not \"" + key + "\"");
         errno = 0;
         long long v = std::strtoll(key.c_str(), nullptr, 10);
         if (errno == ERANGE || v < low || v > high)
@@ -479,25 +502,85 @@ private:
     std::string mFile;
 };
 
+// Where the parser stands: one entry per open object or array, with the
+// key or index being read, and the keys an object has had so far.
+class KeyTracker {
+public:
+    explicit KeyTracker(std::string file) : mFile(std::move(file)) {}
+
+    bool operator()(int /*depth*/, json::parse_event_t event, json &parsed)
+    {
+        switch (event) {
+        case json::parse_event_t::object_start:
+        case json::parse_event_t::array_start:
+            mOpen.push_back({event == json::parse_event_t::array_start, 0, "", {}});
+            break;
+        case json::parse_event_t::key: {
+            Open &object = mOpen.back();
+            object.key = parsed.get<std::string>();
+            if (!object.keys.insert(object.key).second)
+                throw TraceError(mFile, place(), "duplicate key \"" + object.key + "\": this object already has one");
+            break;
+        }
+        case json::parse_event_t::object_end:
+        case json::parse_event_t::array_end:
+            mOpen.pop_back();
+            [[fallthrough]];
+        case json::parse_event_t::value:
+            if (!mOpen.empty() && mOpen.back().array)
+                ++mOpen.back().index;
+            break;
+        }
+        return true;
+    }
+
+private:
+    struct Open {
+        bool array;
+        size_t index;
+        std::string key;
+        std::set<std::string> keys;
+    };
+
+    std::string place() const
+    {
+        std::string pointer;
+        for (const Open &open : mOpen)
+            pointer += "/" + (open.array ? std::to_string(open.index) : escapeKey(open.key));
+        return pointer;
+    }
+
+    std::string mFile;
+    std::vector<Open> mOpen;
+};
+
 } // namespace
 
 TraceSpec parseTrace(const std::string &text, const std::string &file)
 {
     json root;
     try {
-        root = json::parse(text);
+        // A key given twice would silently keep the last value.
+        root = json::parse(text, KeyTracker(file));
     } catch (const json::parse_error &error) {
         // nlohmann names the byte; say it plainly.
         std::string what = error.what();
         auto colon = what.find("syntax error");
         throw TraceError(file, "byte " + std::to_string(error.byte),
                          "invalid JSON: " + (colon == std::string::npos ? what : what.substr(colon)));
+    } catch (const json::exception &error) {
+        // A number beyond a double's range ("1e400").
+        std::string what = error.what();
+        throw TraceError(file, "", "invalid JSON: " + what.substr(what.find(']') + 2));
     }
     return Reader(file).trace(root);
 }
 
 TraceSpec readTraceFile(const std::string &path)
 {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error))
+        throw TraceError(path, "", "is a directory, not a trace file");
     std::ifstream in(path, std::ios::binary);
     if (!in)
         throw TraceError(path, "", std::string("cannot read the file: ") + std::strerror(errno));
