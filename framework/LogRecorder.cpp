@@ -6,6 +6,10 @@
 #include <kodebug/Log.h>
 
 #include <android/log.h>
+#include <utils/Timers.h>
+
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -57,9 +61,13 @@ LogLine parseAndroidLine(int priority, const char *message)
 
 void androidLogger(const __android_logger_data *data, const char *message)
 {
+    LogLine line = parseAndroidLine(data ? data->priority : 0, message);
+    line.timeNs = systemTime(SYSTEM_TIME_BOOTTIME);
+    line.pid = getpid();
+    line.tid = static_cast<int>(syscall(SYS_gettid));
     std::lock_guard<std::mutex> guard(gCurrentLock);
     if (gCurrent)
-        gCurrent->add(parseAndroidLine(data ? data->priority : 0, message));
+        gCurrent->add(std::move(line));
 }
 
 } // namespace

@@ -29,6 +29,10 @@ struct LogLine {
     int line = 0;
     std::string function;
     std::string text; // the message after the prefix
+    // Android lines only: when (boot-time clock) and who wrote them.
+    int64_t timeNs = 0;
+    int pid = 0;
+    int tid = 0;
 };
 
 class LogRecorder {

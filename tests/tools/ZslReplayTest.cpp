@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,13 +22,13 @@ struct Outcome {
     std::string err;
 };
 
-Outcome replay(const std::string &args)
+Outcome replay(const std::string &args, const std::string &environment = "")
 {
     char errPath[] = "/tmp/zsl-replay-err-XXXXXX";
     int errFd = mkstemp(errPath);
     close(errFd);
     Outcome run;
-    std::string command = std::string(ZSL_REPLAY_COMMAND) + " " + args + " 2>" + errPath;
+    std::string command = environment + " " + ZSL_REPLAY_COMMAND + " " + args + " 2>" + errPath;
     FILE *pipe = popen(command.c_str(), "r");
     char buffer[4096];
     size_t n;
@@ -255,6 +256,58 @@ TEST(ZslReplayTrace, TimeWindowAtTheInt64LimitKeepsItsSign)
     Outcome run = replay(trace.path());
     EXPECT_NE(run.out.find("zsdTs -9223372136854."), std::string::npos) << run.out;
 }
+
+// The command line as engineers use it. TRACE is a small valid trace whose
+// plug-in writes Android-log lines from debug on.
+struct CliCase {
+    const char *name;
+    const char *environment;
+    const char *args;
+    int status;
+    const char *outHas;
+    std::vector<std::string> errLines; // each line of standard error contains its entry
+};
+
+class ZslReplayCommandLine : public testing::TestWithParam<CliCase> {};
+
+TEST_P(ZslReplayCommandLine, OutputsAndExitStatus)
+{
+    const CliCase &c = GetParam();
+    TraceFile trace(R"({"log": {"level": 3}, "queues": [], "steps": [{"needed": {"requests": [{}]}}]})");
+    std::string args = c.args;
+    for (size_t at; (at = args.find("TRACE")) != std::string::npos;)
+        args.replace(at, 5, trace.path());
+    Outcome run = replay(args, c.environment);
+    EXPECT_EQ(run.status, c.status) << run.err;
+    EXPECT_NE(run.out.find(c.outHas), std::string::npos) << run.out;
+    std::vector<std::string> lines;
+    std::istringstream err(run.err);
+    for (std::string line; std::getline(err, line);)
+        lines.push_back(line);
+    ASSERT_EQ(lines.size(), c.errLines.size()) << run.err;
+    for (size_t i = 0; i < lines.size(); ++i)
+        EXPECT_NE(lines[i].find(c.errLines[i]), std::string::npos) << lines[i];
+}
+
+const std::string kConfigLine = " I KoAlgoEngine: ZSL ZSLSelectorDefault.cpp:";
+const std::string kNeededLine = " D KoAlgoEngine: ZSL ZSLSelectorDefault.cpp:";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, ZslReplayCommandLine,
+    testing::Values(
+        CliCase{"help", "", "--help", 0, "Exit status:", {}},
+        CliCase{"version", "", "--version", 0, "zsl-replay ", {}},
+        CliCase{"listTags", "", "--list-tags", 0, "byte\tandroid.control.afMode", {}},
+        CliCase{"unknownOption", "", "--jsn", 2, "", {"unknown option --jsn (see zsl-replay --help)"}},
+        CliCase{"standardInput", "", "- < TRACE", 0, "(<stdin>)", {"01-01 00:01:40.000 ", "01-01 00:01:40.000 "}},
+        // A bad trace is named; the good one is still replayed.
+        CliCase{"badTraceFailsAlone", "ANDROID_LOG_TAGS='*:S'", "/nonexistent.json TRACE", 2, "ZSL needed: no",
+                {"/nonexistent.json: at /: cannot read the file"}},
+        CliCase{"logcatLines", "", "TRACE", 0, "", {kConfigLine + "236 ZSLSelectorDefault()mSupportPending 0", kNeededLine}},
+        CliCase{"tagFilterWinsOverAll", "ANDROID_LOG_TAGS='*:V KoAlgoEngine:I'", "TRACE", 0, "", {kConfigLine}},
+        CliCase{"allFilter", "ANDROID_LOG_TAGS='*:I'", "TRACE", 0, "", {kConfigLine}},
+        CliCase{"silenced", "ANDROID_LOG_TAGS='KoAlgoEngine:s'", "TRACE", 0, "", {}}),
+    [](const testing::TestParamInfo<CliCase> &info) { return info.param.name; });
 
 TEST(ZslReplayPlugin, UnloadablePluginIsNamedWithTheLoadersReason)
 {

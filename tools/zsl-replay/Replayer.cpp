@@ -119,11 +119,13 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
     result.description = trace.description;
     kohost::LogRecorder log;
     {
+        // Pinned from the load on, so that the selector's own lines are timed
+        // at the capture moment too.
+        kohost::pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(kDefaultCaptureNs));
         kohost::PluginSession plugin(trace.properties, mPluginPath);
         result.setupLog = recorded(log, 0, LogOutput::System);
         for (const StepSpec &step : trace.steps) {
             const int64_t captureNs = mRealClock ? kohost::realBootTimeNs() : kDefaultCaptureNs;
-            kohost::pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(captureNs));
             result.steps.emplace_back();
             runStep(plugin.selector(), trace, step, log, captureNs, result.steps.back());
         }
