@@ -3,6 +3,8 @@
 
 #include "TraceReader.h"
 
+#include "AndroidEnums.h"
+
 #include <KoTagTable.h>
 
 #include <nlohmann/json.hpp>
@@ -147,6 +149,20 @@ public:
         fail(place, "expected an integer (" + range + ")");
     }
 
+    // A byte, or for a state or mode tag its Android name ("SEARCHING").
+    int64_t enumOrByte(const json &value, const std::string &place, uint32_t tag, const std::string &tagText) const
+    {
+        const std::vector<std::string> *names = enumNames(tag);
+        if (!names || !value.is_string() || isHex(value.get<std::string>(), 2))
+            return integer(value, place, 0, 255, "a byte of " + tagText + (names ? " or its name" : ""));
+        if (auto known = enumValue(tag, value.get<std::string>()))
+            return *known;
+        std::string list;
+        for (const std::string &name : *names)
+            list += (list.empty() ? "" : ", ") + name;
+        fail(place, "unknown name \"" + value.get<std::string>() + "\" for " + tagText + " (expected " + list + ")");
+    }
+
     uint32_t u32(const json &value, const std::string &place, const std::string &what) const
     {
         return static_cast<uint32_t>(integer(value, place, 0, std::numeric_limits<uint32_t>::max(), what));
@@ -235,7 +251,7 @@ public:
         for (const auto &[item, itemPlace] : items) {
             switch (entry.type) {
             case KoMetadata::TYPE_BYTE:
-                entry.integers.push_back({false, integer(*item, itemPlace, 0, 255, "a byte of " + tagText)});
+                entry.integers.push_back({false, enumOrByte(*item, itemPlace, entry.tag, tagText)});
                 break;
             case KoMetadata::TYPE_INT32:
                 entry.integers.push_back({false, integer(*item, itemPlace, std::numeric_limits<int32_t>::min(),
@@ -265,12 +281,19 @@ public:
         return entry;
     }
 
+    // A list of distinct frame numbers.
     std::vector<uint32_t> frameList(const json &value, const std::string &place) const
     {
         std::vector<uint32_t> frames;
         array(value, place);
-        for (size_t i = 0; i < value.size(); ++i)
-            frames.push_back(u32(value[i], at(place, i), "a frame number"));
+        for (size_t i = 0; i < value.size(); ++i) {
+            const uint32_t frame = u32(value[i], at(place, i), "a frame number");
+            auto first = std::find(frames.begin(), frames.end(), frame);
+            if (first != frames.end())
+                fail(at(place, i), "frame " + std::to_string(frame) + " is listed twice (also at " +
+                                       at(place, static_cast<size_t>(first - frames.begin())) + ")");
+            frames.push_back(frame);
+        }
         return frames;
     }
 
@@ -461,9 +484,16 @@ public:
             input.description = string(root["description"], "/description");
         if (root.contains("properties")) {
             const json &properties = object(root["properties"], "/properties");
+            static const std::set<std::string> kRead = {
+                "persist.vendor.kohal.selector.pending.mask", "ro.vendor.camera3.zsl.default",
+                "ro.vendor.camera3.zsl.project", "vendor.debug.camera3.zsl.timestamp"};
             for (auto it = properties.begin(); it != properties.end(); ++it) {
                 const json &v = it.value();
                 std::string place = at("/properties", it.key());
+                if (!kRead.count(it.key()))
+                    fail(place, "unknown property \"" + it.key() + "\": the selector reads only " +
+                                    "persist.vendor.kohal.selector.pending.mask, ro.vendor.camera3.zsl.default, " +
+                                    "ro.vendor.camera3.zsl.project and vendor.debug.camera3.zsl.timestamp");
                 if (v.is_string())
                     input.properties.emplace_back(it.key(), v.get<std::string>());
                 else if (v.is_number_integer() || v.is_boolean())
