@@ -22,43 +22,39 @@ struct Outcome {
     std::string err;
 };
 
-Outcome replay(const std::string &args, const std::string &environment = "")
-{
-    char errPath[] = "/tmp/zsl-replay-err-XXXXXX";
-    int errFd = mkstemp(errPath);
-    close(errFd);
-    Outcome run;
-    std::string command = environment + " " + ZSL_REPLAY_COMMAND + " " + args + " 2>" + errPath;
-    FILE *pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof(buffer), pipe)) > 0)
-        run.out.append(buffer, n);
-    int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream err(errPath);
-    run.err.assign(std::istreambuf_iterator<char>(err), {});
-    unlink(errPath);
-    return run;
-}
-
-// Writes a trace to a temporary file that lives as long as the object.
-class TraceFile {
+// A temporary file holding text, removed with the object.
+class TempFile {
 public:
-    explicit TraceFile(const std::string &text)
+    explicit TempFile(const std::string &text = "")
     {
-        char path[] = "/tmp/zsl-trace-XXXXXX";
-        int fd = mkstemp(path);
-        close(fd);
+        char path[] = "/tmp/zsl-replay-test-XXXXXX";
+        close(mkstemp(path));
         mPath = path;
         std::ofstream(mPath) << text;
     }
-    ~TraceFile() { unlink(mPath.c_str()); }
+    ~TempFile() { unlink(mPath.c_str()); }
     const std::string &path() const { return mPath; }
+    std::string text() const { return {std::istreambuf_iterator<char>(std::ifstream(mPath).rdbuf()), {}}; }
 
 private:
     std::string mPath;
 };
+
+// Runs the tool: exit status, standard output and standard error.
+Outcome replay(const std::string &args, const std::string &environment = "")
+{
+    TempFile err;
+    Outcome run;
+    std::string command = environment + " " + ZSL_REPLAY_COMMAND + " " + args + " 2>" + err.path();
+    FILE *pipe = popen(command.c_str(), "r");
+    char buffer[4096];
+    for (size_t n; (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;)
+        run.out.append(buffer, n);
+    int status = pclose(pipe);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.err = err.text();
+    return run;
+}
 
 json replayJson(const std::string &args)
 {
@@ -87,7 +83,7 @@ TEST(ZslReplayBuiltin, TimeStampsOfTheExampleCaptures)
 
 TEST(ZslReplayTrace, ExpectationsAreComparedAndWritten)
 {
-    TraceFile trace(R"({"queues": [{"id": 0, "type": "meta", "consumer": [1, 2],
+    TempFile trace(R"({"queues": [{"id": 0, "type": "meta", "consumer": [1, 2],
                   "frames": {"1": {"shutter": "-900ms"}, "2": {"shutter": "-10ms"}}}],
       "steps": [{"capture": {"requests": [{"android.control.enableZsl": 1}],
                  "expect": {"needed": true, "selection": {"0": [1, 2], "3": [2]}, "taken": [1],
@@ -112,15 +108,12 @@ TEST(ZslReplayTrace, ExpectationsAreComparedAndWritten)
 
 TEST(ZslReplayBuiltin, TextReportAndTimelineNameTheRefusals)
 {
-    char svgPath[] = "/tmp/zsl-replay-svg-XXXXXX";
-    close(mkstemp(svgPath));
-    Outcome run = replay(std::string("--svg ") + svgPath);
+    TempFile svg;
+    Outcome run = replay("--svg " + svg.path());
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.out.find("frame 74: refused: camera 2: AF fail: afMode=4 afState=3 lensState=1"), std::string::npos);
     EXPECT_NE(run.out.find("host takes: 44"), std::string::npos);
-    std::ifstream svg(svgPath);
-    std::string text((std::istreambuf_iterator<char>(svg)), {});
-    unlink(svgPath);
+    const std::string text = svg.text();
     EXPECT_EQ(text.rfind("<svg", 0), 0u);
     EXPECT_NE(text.find("frame 64 refused: sensor mode 2, request wants 3"), std::string::npos);
     EXPECT_NE(text.find("class='anchor'"), std::string::npos);
@@ -138,7 +131,7 @@ TEST(ZslReplayBuiltin, SameOutputOnEveryRun)
 
 TEST(ZslReplayTrace, RelativeTimesAreRebasedOnTheCaptureMoment)
 {
-    TraceFile trace(R"({
+    TempFile trace(R"({
       "properties": {"ro.vendor.camera3.zsl.default": "200"},
       "queues": [{"id": 0, "type": "meta", "consumer": [1, 2, 3],
                   "frames": {"1": {"shutter": 1000}, "2": {"shutter": "-500ms"}, "3": {"shutter": "-0.25s"}}}],
@@ -167,10 +160,10 @@ class ZslReplayBadInput : public testing::TestWithParam<BadInput> {};
 TEST_P(ZslReplayBadInput, OneLineNamingFilePlaceAndExpectation)
 {
     const BadInput &c = GetParam();
-    std::unique_ptr<TraceFile> file;
+    std::unique_ptr<TempFile> file;
     std::string path = c.path ? c.path : "";
     if (c.trace) {
-        file = std::make_unique<TraceFile>(c.trace);
+        file = std::make_unique<TempFile>(c.trace);
         path = file->path();
     }
     Outcome run = replay(path);
@@ -241,11 +234,11 @@ TEST(ZslReplayTrace, LongInputIsReadAndReplayed)
         queue["frames"][std::to_string(frame)] = {{"shutter", "-" + std::to_string(frames + 1 - frame) + "ms"}};
     }
     json trace = {{"queues", {queue}}, {"steps", {{{"select", {{"requests", {json::object()}}}}}}}};
-    TraceFile valid(trace.dump());
+    TempFile valid(trace.dump());
     EXPECT_EQ(replayJson(valid.path())["traces"][0]["steps"][0]["selection"]["0"], json::array({frames}));
 
     queue["frames"]["1"]["shutter"] = "-" + std::string(40000, '9') + "ms";
-    TraceFile tooLong(json{{"queues", {queue}}, {"steps", json::array()}}.dump());
+    TempFile tooLong(json{{"queues", {queue}}, {"steps", json::array()}}.dump());
     EXPECT_EQ(replay(tooLong.path()).status, 2);
 }
 
@@ -253,7 +246,7 @@ TEST(ZslReplayTrace, LongInputIsReadAndReplayed)
 // before the capture moment, not after it.
 TEST(ZslReplayTrace, TimeWindowAtTheInt64LimitKeepsItsSign)
 {
-    TraceFile trace(R"({"properties": {"ro.vendor.camera3.zsl.default": "9223372036854775807"},
+    TempFile trace(R"({"properties": {"ro.vendor.camera3.zsl.default": "9223372036854775807"},
       "queues": [{"id": 0, "type": 1, "consumer": [1], "frames": {"1": {"shutter": "-1ms"}}}],
       "steps": [{"select": {"requests": [{}]}}]})");
     Outcome run = replay(trace.path());
@@ -276,7 +269,7 @@ class ZslReplayCommandLine : public testing::TestWithParam<CliCase> {};
 TEST_P(ZslReplayCommandLine, OutputsAndExitStatus)
 {
     const CliCase &c = GetParam();
-    TraceFile trace(R"({"log": {"level": 3}, "queues": [], "steps": [{"needed": {"requests": [{}]}}]})");
+    TempFile trace(R"({"log": {"level": 3}, "queues": [], "steps": [{"needed": {"requests": [{}]}}]})");
     std::string args = c.args;
     for (size_t at; (at = args.find("TRACE")) != std::string::npos;)
         args.replace(at, 5, trace.path());
@@ -309,19 +302,11 @@ INSTANTIATE_TEST_SUITE_P(
         CliCase{"logcatLines", "", "TRACE", 0, "", {kConfigLine + "236 ZSLSelectorDefault()mSupportPending 0", kNeededLine}},
         CliCase{"tagFilterWinsOverAll", "ANDROID_LOG_TAGS='*:V KoAlgoEngine:I'", "TRACE", 0, "", {kConfigLine}},
         CliCase{"allFilter", "ANDROID_LOG_TAGS='*:I'", "TRACE", 0, "", {kConfigLine}},
-        CliCase{"silenced", "ANDROID_LOG_TAGS='KoAlgoEngine:s'", "TRACE", 0, "", {}}),
+        CliCase{"silenced", "ANDROID_LOG_TAGS='KoAlgoEngine:s'", "TRACE", 0, "", {}},
+        // A plug-in that cannot be loaded is named with the loader's reason.
+        CliCase{"pluginMissing", "", "--plugin /nonexistent/com.korvan.zsl.default.so", 2, "",
+                {"cannot load the plug-in /nonexistent/com.korvan.zsl.default.so: "}},
+        CliCase{"pluginWithoutFactory", "", "--plugin libm.so.6", 2, "", {"undefined symbol: createZSLSelector"}}),
     [](const testing::TestParamInfo<CliCase> &info) { return info.param.name; });
-
-TEST(ZslReplayPlugin, UnloadablePluginIsNamedWithTheLoadersReason)
-{
-    Outcome missing = replay("--plugin /nonexistent/com.korvan.zsl.default.so");
-    EXPECT_EQ(missing.status, 2);
-    EXPECT_NE(missing.err.find("cannot load the plug-in /nonexistent/com.korvan.zsl.default.so: "), std::string::npos);
-    EXPECT_NE(missing.err.find("No such file"), std::string::npos) << missing.err;
-
-    Outcome noFactory = replay("--plugin libm.so.6");
-    EXPECT_EQ(noFactory.status, 2);
-    EXPECT_NE(noFactory.err.find("undefined symbol: createZSLSelector"), std::string::npos) << noFactory.err;
-}
 
 } // namespace
