@@ -32,7 +32,8 @@ struct QueueView {
 struct CheckOutcome {
     uint32_t frame = 0;
     std::pair<bool, bool> verdict;
-    std::string reason; // for a refusal, from the plug-in's lines
+    std::string reason;      // for a refusal: the plug-in's own words
+    std::string explanation; // the same, worded alike for every rule
     std::vector<kohost::LogLine> log;
 };
 
@@ -56,6 +57,8 @@ struct StepOutcome {
     std::map<uint32_t, int64_t> shutterNs; // the metadata queue's records
     std::vector<CheckOutcome> checks;
     std::vector<uint32_t> taken; // the frames the host takes
+    size_t requested = 0;        // the frames the capture wants
+    std::vector<std::string> warnings;
     std::vector<kohost::LogLine> log;
 };
 

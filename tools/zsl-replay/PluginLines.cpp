@@ -5,6 +5,8 @@
 
 #include "PluginLines.h"
 
+#include "AndroidEnums.h"
+
 #include <algorithm>
 #include <charconv>
 #include <optional>
@@ -33,6 +35,38 @@ template <typename T> std::optional<T> numberAfter(std::string_view text, std::s
     return value;
 }
 
+// "2 CONVERGED": a value with Android's name for it, where it has one.
+std::string named(uint32_t tag, std::optional<int> value)
+{
+    if (!value)
+        return "?";
+    const std::vector<std::string> *names = enumNames(tag);
+    const bool known = names && *value >= 0 && static_cast<size_t>(*value) < names->size();
+    return std::to_string(*value) + (known ? " " + (*names)[static_cast<size_t>(*value)] : "");
+}
+
+// The engineer's wording of one rule line of the plug-in.
+std::string explain(std::string_view text)
+{
+    if (auto history = numberAfter<int>(text, "EV(History)="))
+        return "EV: frame " + std::to_string(*history) + ", request " +
+               std::to_string(numberAfter<int>(text, "EV(Target)=").value_or(0));
+    if (contains(text, "AF fail: "))
+        return "AF: mode " + named(0x10007, numberAfter<int>(text, "afMode=")) + ", state " +
+               named(0x10020, numberAfter<int>(text, "afState=")) + ", lens " +
+               named(0x80009, numberAfter<int>(text, "lensState="));
+    if (contains(text, "aeState"))
+        return "AE: state " + named(0x1001f, numberAfter<int>(text, "aeState ")) + ", not 2 CONVERGED, 3 LOCKED or 4 FLASH_REQUIRED";
+    if (contains(text, "tag(0x1001f) not found"))
+        return "AE: android.control.aeState missing";
+    for (const char *tag : {"android.control.afMode", "android.control.afState", "android.lens.state"})
+        if (contains(text, tag))
+            return std::string("AF: ") + tag + " missing";
+    if (text == "Metadata is nullptr")
+        return "no metadata";
+    return std::string(text);
+}
+
 } // namespace
 
 // The selection's own account of itself, from its lines.
@@ -53,32 +87,43 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         } else if (auto offset = numberAfter<int32_t>(text, " ZSLAnchor offset:")) {
             result.anchorOffset = offset;
             result.csbegin = numberAfter<int32_t>(text, " csbegin:");
+        } else if (auto gone = numberAfter<uint32_t>(text, " list: "); gone && contains(text, "ResultMetaTarget removed")) {
+            result.warnings.push_back("frame " + std::to_string(*gone) + " is listed but has left the queue (no record)");
+        } else if (auto lacked = numberAfter<uint32_t>(text, "cannot find zslFrame: ")) {
+            const auto name = text.find(" in [");
+            result.warnings.push_back(
+                "the selection's first frame " + std::to_string(*lacked) + " was passed over: queue " +
+                std::string(text.substr(name + 4, text.find("], move") - name - 3)) + " does not hold it");
         }
     }
     if (lastExamined && result.zsdTs && lastExamined->second > *result.zsdTs)
         result.anchorFrame = lastExamined->first;
 }
 
-// Why the plug-in refused a frame, in its own words.
-std::string refusalReason(const std::vector<kohost::LogLine> &log)
+// Why the plug-in refused a frame.
+Refusal refusal(const std::vector<kohost::LogLine> &log)
 {
     constexpr std::string_view kAeLine = "[isAEStable] tag(0x1001f) val=";
-    std::vector<std::string> reasons;
+    std::vector<Refusal> reasons;
     std::string rule;
+    std::string explanation;
     std::string frameMode = "?", requestMode = "?";
     for (const kohost::LogLine &line : log) {
         const std::string_view text = line.text;
         if (contains(text, "AF fail: ") || contains(text, "isRequiredEV fail") || contains(text, "not found") ||
             text == "Metadata is nullptr") {
             rule = text.substr(0, text.find_last_not_of(' ') + 1);
+            explanation = explain(rule);
         } else if (text.rfind(kAeLine, 0) == 0 && contains(text, " target=")) {
             const auto target = text.find(" target=") + 8;
             const auto end = text.find(" bc=", target);
             rule = "aeState " + std::to_string(numberAfter<int>(text, kAeLine).value_or(-1)) +
                    " not settled (accepted " + std::string(text.substr(target, end - target)) + ")";
+            explanation = explain(rule);
         } else if (contains(text, "No zslFrame: ") && text.size() >= 7 && text.substr(text.size() - 7) == "invalid") {
             auto camera = numberAfter<int>(text, ",camid:");
-            reasons.push_back((camera ? "camera " + std::to_string(*camera) + ": " : std::string()) + rule);
+            const std::string who = camera ? "camera " + std::to_string(*camera) + ": " : "";
+            reasons.push_back({who + rule, who + explanation});
         } else if (contains(text, "perframeSensorMode")) {
             const auto at = text.find_first_not_of(" :=", text.find("perframeSensorMode") + 18);
             if (auto mode = numberAfter<int>(text.substr(at == std::string_view::npos ? text.size() : at), ""))
@@ -86,18 +131,23 @@ std::string refusalReason(const std::vector<kohost::LogLine> &log)
         } else if (auto mode = numberAfter<int>(text, "reqDesiredSensorMode:")) {
             requestMode = std::to_string(*mode);
         } else if (contains(text, "checkDesiredSensorMode fail")) {
-            reasons.push_back("sensor mode " + frameMode + ", request wants " + requestMode);
+            reasons.push_back({"sensor mode " + frameMode + ", request wants " + requestMode,
+                               "sensor mode: frame " + frameMode + ", request " + requestMode});
         }
     }
     if (reasons.empty()) {
         bool sensorCheck = std::any_of(log.begin(), log.end(),
                                        [](const kohost::LogLine &line) { return contains(line.text, "checkFrameNum = "); });
-        return sensorCheck ? "no sensor-mode queue" : "refused (no reason in the system log)";
+        if (sensorCheck)
+            return {"no sensor-mode queue", "sensor mode: no sensor-mode queue to compare with"};
+        return {"refused (no reason in the system log)", "not in the log: the system log was closed"};
     }
-    std::string text;
-    for (const std::string &reason : reasons)
-        text += (text.empty() ? "" : "; ") + reason;
-    return text;
+    Refusal all;
+    for (const Refusal &reason : reasons) {
+        all.reason += (all.reason.empty() ? "" : "; ") + reason.reason;
+        all.explanation += (all.explanation.empty() ? "" : "; ") + reason.explanation;
+    }
+    return all;
 }
 
 } // namespace replay

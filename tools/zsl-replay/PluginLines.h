@@ -2,8 +2,9 @@
 /*
  * PluginLines: the plug-in's own log lines read back into facts: the
  * selection's time stamps, anchor offset and begin index, the anchor frame,
- * and why a frame was refused, in the plug-in's words. Works on the message
- * texts alone, whatever output or device they came from.
+ * the frames it found gone or missing, and why a frame was refused, in the
+ * plug-in's words and in a camera engineer's. Works on the message texts
+ * alone, whatever output or device they came from.
  */
 
 #include "Outcome.h"
@@ -15,11 +16,19 @@
 
 namespace replay {
 
-// Fills zsdTs, curTime, anchorOffset, csbegin and anchorFrame from the lines
-// of one selectZSLFrames call.
+// Fills zsdTs, curTime, anchorOffset, csbegin, anchorFrame and the warnings
+// (a listed frame that left the queue, a begin moved past a frame a queue
+// lacks) from the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
-// The reason of one refused checkFrame call, from its lines.
-std::string refusalReason(const std::vector<kohost::LogLine> &lines);
+// Why one checkFrame call refused its frame: the plug-in's own line, and
+// the same worded alike for EV, AF, AE and sensor mode, states named as
+// Android names them ("AF: mode CONTINUOUS_PICTURE, state ACTIVE_SCAN,
+// lens MOVING").
+struct Refusal {
+    std::string reason;
+    std::string explanation;
+};
+Refusal refusal(const std::vector<kohost::LogLine> &lines);
 
 } // namespace replay

@@ -40,8 +40,11 @@ CheckOutcome check(kohal::ZSLSelectorBase &selector, const kohost::LogRecorder &
     const size_t mark = log.mark();
     result.verdict = selector.checkFrame(info);
     result.log = recorded(log, mark, LogOutput::System);
-    if (!result.verdict.first)
-        result.reason = refusalReason(result.log);
+    if (!result.verdict.first) {
+        Refusal why = refusal(result.log);
+        result.reason = std::move(why.reason);
+        result.explanation = std::move(why.explanation);
+    }
     return result;
 }
 
@@ -90,6 +93,7 @@ void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const Ste
     // The host checks the selected frames in order and takes the first
     // accepted ones, one per requested frame.
     const size_t wanted = std::max<size_t>(1, info.requestMetas.size());
+    result.requested = wanted;
     for (uint32_t frame : result.selectedFrames) {
         kohal::ZSLFrameCheckInfo checkInfo;
         checkInfo.checkFrameNum = frame;

@@ -27,12 +27,49 @@ std::string relativeMs(int64_t ns, int64_t captureNs)
     return text;
 }
 
+// How long before the capture moment a frame was shot, where the metadata
+// queue holds its record.
+std::string lag(const StepOutcome &step, uint32_t frame)
+{
+    auto shutter = step.shutterNs.find(frame);
+    if (shutter == step.shutterNs.end())
+        return "";
+    char text[64];
+    std::snprintf(text, sizeof(text), "shot %.3f ms before the capture",
+                  (static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6);
+    return text;
+}
+
 std::string verdictText(const CheckOutcome &check)
 {
-    std::string text = check.verdict.first ? "accepted" : "refused: " + check.reason;
+    std::string text = check.verdict.first ? "accepted" : "refused: " + check.explanation;
+    if (!check.verdict.first && check.explanation != check.reason)
+        text += "   [plug-in: " + check.reason + "]";
     if (check.verdict.second != check.verdict.first && check.verdict.first)
         text += " (second flag false)";
     return text;
+}
+
+// "took 2 of 4 requested frames: 125 (shot ...), 126 (...); 2 missing: ..."
+std::string takenText(const StepOutcome &step)
+{
+    std::string text = "took " + std::to_string(step.taken.size()) + " of " + std::to_string(step.requested) +
+                       " requested frame" + (step.requested == 1 ? "" : "s");
+    for (size_t i = 0; i < step.taken.size(); ++i) {
+        const std::string when = lag(step, step.taken[i]);
+        text += (i == 0 ? ": " : ", ") + std::to_string(step.taken[i]) + (when.empty() ? "" : " (" + when + ")");
+    }
+    if (step.taken.size() >= step.requested)
+        return text;
+    std::vector<uint32_t> refused;
+    for (const CheckOutcome &check : step.checks)
+        if (!check.verdict.first)
+            refused.push_back(check.frame);
+    text += "; " + std::to_string(step.requested - step.taken.size()) + " missing:";
+    if (!refused.empty())
+        text += " refused " + frames(refused) + ";";
+    return text + " the selection held " + std::to_string(step.selectedFrames.size()) + " frame" +
+           (step.selectedFrames.size() == 1 ? "" : "s");
 }
 
 void writeLog(std::ostream &out, const std::vector<kohost::LogLine> &log)
@@ -73,25 +110,32 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
             out << "   consumer list: " << frames(step.consumer) << "   producer list: " << frames(step.producer)
                 << "\n";
             if (step.zsdTs)
-                out << "   zsdTs " << relativeMs(*step.zsdTs, step.captureNs) << " from the capture moment\n";
+                out << "   window: frames shot after " << relativeMs(*step.zsdTs, step.captureNs)
+                    << " may anchor the selection (zsdTs)\n";
             if (step.anchorFrame)
-                out << "   anchor frame " << *step.anchorFrame << " (first shot after zsdTs, at "
+                out << "   anchor: frame " << *step.anchorFrame << ", the first shot after that, at "
                     << relativeMs(step.shutterNs.count(*step.anchorFrame) ? step.shutterNs.at(*step.anchorFrame) : 0,
                                   step.captureNs)
-                    << ")\n";
+                    << "\n";
             else if (step.anchorOffset)
-                out << "   no listed frame was shot after zsdTs\n";
+                out << "   anchor: none, no listed frame was shot after that\n";
             if (step.anchorOffset)
-                out << "   anchor offset " << *step.anchorOffset << ", begin index " << *step.csbegin << "\n";
+                out << "   the selection starts at list position " << *step.csbegin << " (csbegin; anchor offset "
+                    << *step.anchorOffset << ")\n";
             if (step.selection.empty())
-                out << "   selection: none (the selector finished early)\n";
+                out << "   selected: none (the selector finished early)\n";
             for (const auto &[id, list] : step.selection)
-                out << "   selection for queue " << id << ": " << frames(list) << "\n";
+                out << "   selected for queue " << id << ": " << frames(list) << "\n";
         }
-        for (const CheckOutcome &check : step.checks)
-            out << "   frame " << check.frame << ": " << verdictText(check) << "\n";
+        for (const std::string &warning : step.warnings)
+            out << "   warning: " << warning << "\n";
+        for (const CheckOutcome &check : step.checks) {
+            const std::string when = lag(step, check.frame);
+            out << "   frame " << check.frame << (when.empty() ? "" : " (" + when + ")") << ": " << verdictText(check)
+                << "\n";
+        }
         if (step.kind == StepKind::Capture && step.selectRan)
-            out << "   host takes: " << frames(step.taken) << "\n";
+            out << "   " << takenText(step) << "\n";
         if (withLog)
             writeLog(out, step.log);
     }
@@ -129,10 +173,14 @@ nlohmann::json toJson(const SessionOutcome &trace)
             checks.push_back({{"frame", check.frame},
                               {"verdict", {check.verdict.first, check.verdict.second}},
                               {"accepted", check.verdict.first},
-                              {"reason", check.reason}});
+                              {"reason", check.reason},
+                              {"explanation", check.explanation}});
         out["checks"] = checks;
-        if (step.kind == StepKind::Capture && step.selectRan)
+        if (step.kind == StepKind::Capture && step.selectRan) {
             out["taken"] = step.taken;
+            out["requested"] = step.requested;
+        }
+        out["warnings"] = step.warnings;
         out["log"] = logJson(step.log);
         steps.push_back(out);
     }
