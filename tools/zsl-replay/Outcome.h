@@ -29,6 +29,18 @@ struct QueueView {
     std::vector<uint32_t> held; // frame numbers with a record
 };
 
+// What a frame's metadata shows of the states the frame check reads.
+struct FrameStates {
+    std::optional<int> aeState, afState, lensState;
+};
+
+// Something the selection's lines show that an engineer should see: a
+// listed frame gone from the queue, a first frame passed over.
+struct StepWarning {
+    uint32_t frame = 0;
+    std::string text;
+};
+
 struct CheckOutcome {
     uint32_t frame = 0;
     std::pair<bool, bool> verdict;
@@ -55,10 +67,15 @@ struct StepOutcome {
     std::vector<uint32_t> consumer;
     std::vector<uint32_t> producer;
     std::map<uint32_t, int64_t> shutterNs; // the metadata queue's records
+    // The metadata queue's records' states by source ("" the frame's own
+    // metadata, "cam N" a physical camera's), and the first sensor-mode
+    // queue's records' modes.
+    std::map<std::string, std::map<uint32_t, FrameStates>> states;
+    std::map<uint32_t, int32_t> sensorModes;
     std::vector<CheckOutcome> checks;
     std::vector<uint32_t> taken; // the frames the host takes
     size_t requested = 0;        // the frames the capture wants
-    std::vector<std::string> warnings;
+    std::vector<StepWarning> warnings;
     std::vector<kohost::LogLine> log;
 };
 

@@ -88,12 +88,13 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
             result.anchorOffset = offset;
             result.csbegin = numberAfter<int32_t>(text, " csbegin:");
         } else if (auto gone = numberAfter<uint32_t>(text, " list: "); gone && contains(text, "ResultMetaTarget removed")) {
-            result.warnings.push_back("frame " + std::to_string(*gone) + " is listed but has left the queue (no record)");
+            result.warnings.push_back(
+                {*gone, "frame " + std::to_string(*gone) + " is listed but has left the queue (no record)"});
         } else if (auto lacked = numberAfter<uint32_t>(text, "cannot find zslFrame: ")) {
             const auto name = text.find(" in [");
             result.warnings.push_back(
-                "the selection's first frame " + std::to_string(*lacked) + " was passed over: queue " +
-                std::string(text.substr(name + 4, text.find("], move") - name - 3)) + " does not hold it");
+                {*lacked, "the selection's first frame " + std::to_string(*lacked) + " was passed over: queue " +
+                              std::string(text.substr(name + 4, text.find("], move") - name - 3)) + " does not hold it"});
         }
     }
     if (lastExamined && result.zsdTs && lastExamined->second > *result.zsdTs)

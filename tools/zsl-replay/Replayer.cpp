@@ -58,6 +58,8 @@ void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const Ste
     result.captureNs = captureNs;
     const Scene scene = buildScene(trace, result.captureNs);
     result.queues = scene.views;
+    result.states = scene.states;
+    result.sensorModes = scene.sensorModes;
 
     if (step.kind == StepKind::Check) {
         result.checks.push_back(check(selector, log, checkInfo(step, scene)));

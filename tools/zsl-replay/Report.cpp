@@ -127,8 +127,8 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
             for (const auto &[id, list] : step.selection)
                 out << "   selected for queue " << id << ": " << frames(list) << "\n";
         }
-        for (const std::string &warning : step.warnings)
-            out << "   warning: " << warning << "\n";
+        for (const StepWarning &warning : step.warnings)
+            out << "   warning: " << warning.text << "\n";
         for (const CheckOutcome &check : step.checks) {
             const std::string when = lag(step, check.frame);
             out << "   frame " << check.frame << (when.empty() ? "" : " (" + when + ")") << ": " << verdictText(check)
@@ -180,7 +180,10 @@ nlohmann::json toJson(const SessionOutcome &trace)
             out["taken"] = step.taken;
             out["requested"] = step.requested;
         }
-        out["warnings"] = step.warnings;
+        nlohmann::json warnings = nlohmann::json::array();
+        for (const StepWarning &warning : step.warnings)
+            warnings.push_back({{"frame", warning.frame}, {"text", warning.text}});
+        out["warnings"] = warnings;
         out["log"] = logJson(step.log);
         steps.push_back(out);
     }

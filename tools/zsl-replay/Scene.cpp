@@ -6,15 +6,31 @@
 
 namespace replay {
 
+namespace {
+
+FrameStates statesOf(const std::shared_ptr<KoMetadata> &meta)
+{
+    auto read = [&meta](uint32_t tag) -> std::optional<int> {
+        KoMetadataEntry entry = meta ? meta->find(tag) : KoMetadataEntry{};
+        return entry.count ? std::optional<int>(entry.data.u8[0]) : std::nullopt;
+    };
+    return {read(0x1001f), read(0x10020), read(0x80009)}; // aeState, afState, lens state
+}
+
+} // namespace
+
 Scene buildScene(const TraceSpec &trace, int64_t captureNs)
 {
     Scene scene;
     scene.captureNs = captureNs;
+    bool sensorSeen = false;
     for (const QueueSpec &input : trace.queues) {
         auto queue = std::make_shared<kohost::HostFrameQueue>(input.id, input.type, input.name);
         queue->setList(kohal::CONSUMER_LIST, input.consumer);
         queue->setList(kohal::PRODUCER_LIST, input.producer);
         const bool firstMeta = input.type == kohal::ZSL_QUEUE_TYPE_META && !scene.metaQueue;
+        const bool firstSensor = input.type == kohal::ZSL_QUEUE_TYPE_SENSOR_MODE && !sensorSeen;
+        sensorSeen = sensorSeen || firstSensor;
         QueueView view{input.id, input.type, input.name, {}};
         for (const FrameSpec &frame : input.frames) {
             view.held.push_back(frame.frameNum);
@@ -24,11 +40,18 @@ Scene buildScene(const TraceSpec &trace, int64_t captureNs)
                 info.metadata = buildMetadata(frame.metadata, captureNs);
                 for (const auto &[camera, meta] : frame.physical)
                     info.physicalMetadata.emplace_back(camera, buildMetadata(meta, captureNs));
-                if (firstMeta)
+                if (firstMeta) {
                     scene.shutterNs[frame.frameNum] = info.shutterTime;
+                    if (info.metadata)
+                        scene.states[""][frame.frameNum] = statesOf(info.metadata);
+                    for (const auto &[camera, meta] : info.physicalMetadata)
+                        scene.states["cam " + std::to_string(camera)][frame.frameNum] = statesOf(meta);
+                }
                 queue->putMetaFrame(frame.frameNum, std::move(info));
             } else if (input.type == kohal::ZSL_QUEUE_TYPE_SENSOR_MODE) {
                 queue->putSensorModeFrame(frame.frameNum, *frame.sensorMode);
+                if (firstSensor)
+                    scene.sensorModes[frame.frameNum] = *frame.sensorMode;
             } else {
                 queue->putFrame(frame.frameNum);
             }

@@ -1,10 +1,18 @@
-// The SVG timeline of a session's outcome.
+// The SVG timeline of a session's outcome. Every label is placed in a box
+// estimated from its font size (0.6 em a character), and the layout keeps
+// those boxes apart: rows tall enough for a frame's number, mark and anchor
+// ring, frames at least kMinFrameGapPx apart, ticks far enough apart for
+// their labels, long lines wrapped, the legend wrapped.
 
 #include "Timeline.h"
+
+#include "AndroidEnums.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -12,10 +20,14 @@ namespace replay {
 
 namespace {
 
-constexpr double kWidth = 1000;
-constexpr double kLeft = 170;  // room for the queue names
+constexpr double kMinWidth = 1000;
+constexpr double kMaxWidth = 16000;
+constexpr double kLeft = 170; // room for the row names
 constexpr double kRight = 40;
-constexpr double kRowHeight = 46;
+constexpr double kMinFrameGapPx = 48;
+constexpr double kRowHeight = 42;
+constexpr double kStripHeight = 16;
+constexpr double kLineHeight = 18;
 
 std::string escape(const std::string &text)
 {
@@ -25,7 +37,7 @@ std::string escape(const std::string &text)
         case '&': out += "&amp;"; break;
         case '<': out += "&lt;"; break;
         case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
+        case '\'': out += "&apos;"; break;
         default: out += c;
         }
     }
@@ -39,179 +51,324 @@ std::string number(double value)
     return text;
 }
 
-const CheckOutcome *checkOf(const StepOutcome &step, uint32_t frame)
+double textWidth(const std::string &text, double size)
 {
-    for (const CheckOutcome &check : step.checks)
-        if (check.frame == frame)
-            return &check;
-    return nullptr;
+    // Multi-byte characters (marks) count once.
+    const auto glyphs = std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; });
+    return 0.6 * size * static_cast<double>(glyphs);
 }
 
-// One panel per select or capture step; answers its height.
-double drawStep(std::ostringstream &svg, const SessionOutcome &trace, const StepOutcome &step, double top)
+void text(std::ostream &svg, double x, double y, double size, const char *anchor, const char *cls,
+          const std::string &content)
 {
-    const int64_t origin = step.captureNs;
-    // In double: the difference of two times near the int64 limits overflows.
-    auto ms = [origin](int64_t ns) { return (static_cast<double>(ns) - static_cast<double>(origin)) / 1e6; };
+    svg << "<text x='" << number(x) << "' y='" << number(y) << "' font-size='" << size << "' text-anchor='" << anchor
+        << "' class='" << cls << "'>" << escape(content) << "</text>\n";
+}
 
-    double low = 0, high = 0;
-    for (const auto &[frame, ns] : step.shutterNs) {
-        low = std::min(low, ms(ns));
-        high = std::max(high, ms(ns));
+void circle(std::ostream &svg, double x, double y, double r, const std::string &cls, const std::string &title = "")
+{
+    svg << "<circle cx='" << number(x) << "' cy='" << number(y) << "' r='" << r << "' class='" << cls << "'>";
+    if (!title.empty())
+        svg << "<title>" << escape(title) << "</title>";
+    svg << "</circle>\n";
+}
+
+// Lines of at most width px at the given size, broken at blanks.
+std::vector<std::string> wrap(const std::string &line, double size, double width)
+{
+    const size_t perLine = std::max<size_t>(10, static_cast<size_t>(width / (0.6 * size)));
+    std::vector<std::string> lines;
+    std::string rest = line;
+    while (rest.size() > perLine) {
+        size_t cut = rest.rfind(' ', perLine);
+        cut = cut == std::string::npos || cut == 0 ? perLine : cut;
+        lines.push_back(rest.substr(0, cut));
+        rest = rest.substr(rest[cut] == ' ' ? cut + 1 : cut);
     }
-    if (step.zsdTs) {
-        low = std::min(low, ms(*step.zsdTs));
-        high = std::max(high, ms(*step.zsdTs));
-    }
-    const double pad = std::max(5.0, (high - low) * 0.06);
-    low -= pad;
-    high += pad;
-    auto x = [&](double valueMs) { return kLeft + (valueMs - low) / (high - low) * (kWidth - kLeft - kRight); };
+    lines.push_back(rest);
+    return lines;
+}
 
-    std::set<uint32_t> selected(step.selectedFrames.begin(), step.selectedFrames.end());
-    std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
-    const double rowsTop = top + 58;
-    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(step.queues.size());
+// Footer lines, each wrapped; answers the y after the last.
+double writeLines(std::ostream &svg, double y, double width, const char *cls, const std::vector<std::string> &lines)
+{
+    for (const std::string &line : lines)
+        for (const std::string &part : wrap(line, 12, width - 20)) {
+            text(svg, 10, y, 12, "start", cls, part);
+            y += kLineHeight;
+        }
+    return y;
+}
 
-    std::string title = trace.name + " - " + (step.label.empty() ? "capture" : step.label) +
-                        " (fwkFrame " + std::to_string(step.fwkFrame) + ")";
-    svg << "<text x='10' y='" << number(top + 20) << "' class='title'>" << escape(title) << "</text>\n";
+std::string frameList(const std::vector<uint32_t> &frames)
+{
+    std::string list;
+    for (uint32_t frame : frames)
+        list += (list.empty() ? "" : " ") + std::to_string(frame);
+    return list.empty() ? "none" : list;
+}
 
-    // The window of frames new enough to be the anchor: after zsdTs.
-    if (step.zsdTs) {
-        double zx = x(ms(*step.zsdTs));
-        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop - 14) << "' width='"
-            << number(kWidth - kRight - zx) << "' height='" << number(rowsBottom - rowsTop + 14)
-            << "' class='window'/>\n";
-        svg << "<line x1='" << number(zx) << "' x2='" << number(zx) << "' y1='" << number(rowsTop - 18)
-            << "' y2='" << number(rowsBottom + 6) << "' class='zsd'/>\n";
-        svg << "<text x='" << number(zx + 4) << "' y='" << number(rowsTop - 22) << "' class='zsdlabel'>zsdTs "
-            << number(ms(*step.zsdTs)) << " ms, newer frames may anchor</text>\n";
-    }
-    double nowX = x(0);
-    svg << "<line x1='" << number(nowX) << "' x2='" << number(nowX) << "' y1='" << number(rowsTop - 18)
-        << "' y2='" << number(rowsBottom + 6) << "' class='now'/>\n";
-    svg << "<text x='" << number(nowX - 4) << "' y='" << number(rowsBottom + 20)
-        << "' class='axis' text-anchor='end'>capture moment</text>\n";
+// A state's value as a short cell text, its Android name in the tooltip.
+std::string shortName(uint32_t tag, int value)
+{
+    static const std::map<std::string, std::string> kShort = {
+        {"INACTIVE", "INACT"},     {"SEARCHING", "SRCH"},     {"CONVERGED", "CONV"},   {"LOCKED", "LOCK"},
+        {"FLASH_REQUIRED", "FLASH"}, {"PRECAPTURE", "PRE"},  {"PASSIVE_SCAN", "P-SCAN"}, {"PASSIVE_FOCUSED", "P-FOC"},
+        {"ACTIVE_SCAN", "A-SCAN"}, {"FOCUSED_LOCKED", "F-LOCK"}, {"NOT_FOCUSED_LOCKED", "NF-LOCK"},
+        {"PASSIVE_UNFOCUSED", "P-UNF"}, {"STATIONARY", "STILL"}, {"MOVING", "MOVE"}};
+    const std::vector<std::string> *names = enumNames(tag);
+    if (!names || value < 0 || static_cast<size_t>(value) >= names->size())
+        return std::to_string(value);
+    return kShort.at((*names)[static_cast<size_t>(value)]);
+}
 
-    // Axis ticks every round number of ms (1, 2 or 5 times a power of ten),
-    // about ten of them whatever the span.
-    const double rough = (high - low) / 10;
+// Where a selection panel's frames sit: ms from the capture moment to x.
+struct Axis {
+    double low = 0, high = 0, width = kMinWidth;
+    double x(double ms) const { return kLeft + (ms - low) / (high - low) * (width - kLeft - kRight); }
+};
+
+// In double: the difference of two times near the int64 limits overflows.
+double msFrom(int64_t ns, int64_t originNs)
+{
+    return (static_cast<double>(ns) - static_cast<double>(originNs)) / 1e6;
+}
+
+// The span a panel shows, and the width that keeps its frames apart.
+Axis axisOf(const StepOutcome &step)
+{
+    Axis axis;
+    std::vector<double> times;
+    for (const auto &entry : step.shutterNs)
+        times.push_back(msFrom(entry.second, step.captureNs));
+    if (step.zsdTs)
+        times.push_back(msFrom(*step.zsdTs, step.captureNs));
+    axis.low = std::min(0.0, times.empty() ? 0.0 : *std::min_element(times.begin(), times.end()));
+    axis.high = std::max(0.0, times.empty() ? 0.0 : *std::max_element(times.begin(), times.end()));
+    const double pad = std::max(5.0, (axis.high - axis.low) * 0.06);
+    axis.low -= pad;
+    axis.high += pad;
+    std::sort(times.begin(), times.end());
+    double gap = axis.high - axis.low;
+    for (size_t i = 1; i < times.size(); ++i)
+        if (times[i] > times[i - 1])
+            gap = std::min(gap, times[i] - times[i - 1]);
+    const double needed = kLeft + kRight + (axis.high - axis.low) * kMinFrameGapPx / gap;
+    axis.width = std::clamp(needed, kMinWidth, kMaxWidth);
+    return axis;
+}
+
+// Ticks every 1, 2 or 5 times a power of ten ms, far enough apart for
+// their labels.
+void drawTicks(std::ostream &svg, const Axis &axis, double y)
+{
+    const double rough = (axis.high - axis.low) / 10;
     const double decade = std::pow(10.0, std::floor(std::log10(rough)));
     double tick = 10 * decade;
     for (double multiple : {5.0, 2.0, 1.0})
         if (multiple * decade >= 0.7 * rough)
             tick = multiple * decade;
-    for (double t = std::ceil(low / tick) * tick; t <= high; t += tick)
-        svg << "<text x='" << number(x(t)) << "' y='" << number(rowsBottom + 34) << "' class='axis'>"
-            << number(t) << " ms</text>\n";
+    const double label = textWidth(number(axis.low) + " ms", 10) + 12;
+    while (axis.x(tick) - axis.x(0) < label)
+        tick *= 2;
+    svg << "<line x1='" << number(kLeft) << "' x2='" << number(axis.width - kRight) << "' y1='" << number(y)
+        << "' y2='" << number(y) << "' class='row'/>\n";
+    for (double t = std::ceil(axis.low / tick) * tick; t <= axis.high; t += tick) {
+        svg << "<line x1='" << number(axis.x(t)) << "' x2='" << number(axis.x(t)) << "' y1='" << number(y) << "' y2='"
+            << number(y + 4) << "' class='tick'/>\n";
+        text(svg, axis.x(t), y + 16, 10, "middle", "axis", number(t) + " ms");
+    }
+}
 
-    std::vector<std::string> notes;
+// One panel per select or capture step; answers its height.
+double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top,
+                     double width)
+{
+    Axis axis = axisOf(step);
+    axis.width = width;
+    auto xOf = [&](uint32_t frame) -> std::optional<double> {
+        auto shutter = step.shutterNs.find(frame);
+        return shutter == step.shutterNs.end() ? std::nullopt
+                                               : std::optional<double>(axis.x(msFrom(shutter->second, step.captureNs)));
+    };
+    const std::string title = trace.name + " - " + (step.label.empty() ? stepKindName(step.kind) : step.label) +
+                              " (fwkFrame " + std::to_string(step.fwkFrame) + ")";
+    text(svg, 10, top + 20, 15, "start", "title", title);
+
+    const double rowsTop = top + 62;
+    const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(step.queues.size());
+    const double nowX = axis.x(0);
+    text(svg, nowX, top + 38, 10, "end", "axis", "capture moment");
+    svg << "<line x1='" << number(nowX) << "' x2='" << number(nowX) << "' y1='" << number(top + 42) << "' y2='"
+        << number(rowsBottom) << "' class='now'/>\n";
+    // The frames new enough to anchor the selection: shot after zsdTs.
+    if (step.zsdTs) {
+        const double zx = axis.x(msFrom(*step.zsdTs, step.captureNs));
+        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='" << number(width - kRight - zx)
+            << "' height='" << number(rowsBottom - rowsTop) << "' class='window'/>\n";
+        svg << "<line x1='" << number(zx) << "' x2='" << number(zx) << "' y1='" << number(top + 44) << "' y2='"
+            << number(rowsBottom) << "' class='zsd'/>\n";
+        const std::string label = "zsdTs " + number(msFrom(*step.zsdTs, step.captureNs)) + " ms: frames shot later may anchor";
+        const bool fitsRight = zx + 4 + textWidth(label, 11) <= width - 4;
+        text(svg, fitsRight ? zx + 4 : zx - 4, top + 54, 11, fitsRight ? "start" : "end", "zsdlabel", label);
+    }
+
+    std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
     for (size_t row = 0; row < step.queues.size(); ++row) {
         const QueueView &queue = step.queues[row];
-        const double y = rowsTop + kRowHeight * static_cast<double>(row) + kRowHeight / 2;
-        svg << "<line x1='" << number(kLeft) << "' x2='" << number(kWidth - kRight) << "' y1='" << number(y)
+        const double y = rowsTop + kRowHeight * static_cast<double>(row) + 26;
+        svg << "<line x1='" << number(kLeft) << "' x2='" << number(width - kRight) << "' y1='" << number(y)
             << "' y2='" << number(y) << "' class='row'/>\n";
-        std::string typeName = queue.type == 1 ? "meta" : queue.type == 2 ? "sensor mode" : "type " + std::to_string(queue.type);
-        svg << "<text x='10' y='" << number(y - 2) << "' class='queue'>[" << escape(queue.name) << "]</text>\n";
-        svg << "<text x='10' y='" << number(y + 12) << "' class='axis'>id " << queue.id << ", "
-            << escape(typeName) << " queue</text>\n";
+        std::string name = "[" + queue.name + "]";
+        if (textWidth(name, 12) > kLeft - 16)
+            name = name.substr(0, static_cast<size_t>((kLeft - 16) / 7.2) - 1) + "~";
+        text(svg, 10, y - 2, 12, "start", "queue", name);
+        const std::string type = queue.type == 1 ? "meta" : queue.type == 2 ? "sensor mode" : "type " + std::to_string(queue.type);
+        text(svg, 10, y + 12, 10, "start", "axis", "id " + std::to_string(queue.id) + ", " + type + " queue");
 
         auto selection = step.selection.find(queue.id);
-        std::set<uint32_t> queueSelected;
+        std::set<uint32_t> selected;
         if (selection != step.selection.end())
-            queueSelected.insert(selection->second.begin(), selection->second.end());
-        std::vector<uint32_t> untimed;
-        for (uint32_t frameNum : queue.held) {
-            auto time = step.shutterNs.find(frameNum);
-            if (time == step.shutterNs.end()) {
-                untimed.push_back(frameNum);
+            selected.insert(selection->second.begin(), selection->second.end());
+        for (uint32_t frame : queue.held) {
+            const auto fx = xOf(frame);
+            if (!fx)
                 continue;
-            }
-            const double fx = x(ms(time->second));
-            const bool isSelected = queueSelected.count(frameNum) != 0;
-            svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='7' class='"
-                << (isSelected ? "selected" : "held") << (taken.count(frameNum) ? " taken" : "") << "'>"
-                << "<title>frame " << frameNum << " at " << number(ms(time->second)) << " ms</title></circle>\n";
-            svg << "<text x='" << number(fx) << "' y='" << number(y - 15) << "' class='frame'>" << frameNum
-                << "</text>\n";
-            if (queue.type == 1 && step.anchorFrame && *step.anchorFrame == frameNum)
-                svg << "<circle cx='" << number(fx) << "' cy='" << number(y) << "' r='12' class='anchor'/>\n";
-            if (queue.type == 1) {
-                if (const CheckOutcome *check = checkOf(step, frameNum)) {
-                    svg << "<text x='" << number(fx) << "' y='" << number(y + 27) << "' class='"
-                        << (check->verdict.first ? "ok'>&#10003;" : "bad'>&#10007;") << "</text>\n";
-                    if (!check->verdict.first)
-                        notes.push_back("frame " + std::to_string(frameNum) + " refused: " + check->reason);
-                }
-            }
-        }
-        if (!untimed.empty()) {
-            std::string list;
-            for (uint32_t frame : untimed)
-                list += (list.empty() ? "" : " ") + std::to_string(frame);
-            svg << "<text x='" << number(kWidth - kRight) << "' y='" << number(y + 18)
-                << "' class='axis' text-anchor='end'>held, no shutter time: " << list << "</text>\n";
+            const bool isSelected = selected.count(frame) != 0;
+            circle(svg, *fx, y, 7, std::string(isSelected ? "selected" : "held") + (taken.count(frame) ? " taken" : ""),
+                   "frame " + std::to_string(frame));
+            text(svg, *fx, y - 15, 10, "middle", "frame", std::to_string(frame));
+            if (queue.type == 1 && step.anchorFrame == frame)
+                circle(svg, *fx, y, 12, "anchor");
         }
     }
 
-    double y = rowsBottom + 56;
-    std::string summary = "selected: ";
-    for (uint32_t frame : step.selectedFrames)
-        summary += std::to_string(frame) + " ";
-    if (step.selectedFrames.empty())
-        summary += "none ";
-    if (step.kind == StepKind::Capture) {
-        summary += "  host takes: ";
-        for (uint32_t frame : step.taken)
-            summary += std::to_string(frame) + " ";
-        if (step.taken.empty())
-            summary += "none";
+    // Strips below the rows: the verdicts, each source's states, the sensor modes.
+    double y = rowsBottom + 18;
+    std::vector<std::string> notes;
+    text(svg, 10, y + 4, 10, "start", "axis", "checkFrame");
+    for (const CheckOutcome &check : step.checks) {
+        if (const auto fx = xOf(check.frame))
+            text(svg, *fx, y + 5, 14, "middle", check.verdict.first ? "ok" : "bad",
+                 check.verdict.first ? "\u2713" : "\u2717");
+        if (!check.verdict.first)
+            notes.push_back("frame " + std::to_string(check.frame) + " refused: " + check.explanation);
     }
-    if (step.anchorFrame)
-        summary += "  anchor: " + std::to_string(*step.anchorFrame);
-    svg << "<text x='10' y='" << number(y) << "' class='summary'>" << escape(summary) << "</text>\n";
-    for (const std::string &note : notes) {
-        y += 18;
-        svg << "<text x='10' y='" << number(y) << "' class='note'>" << escape(note) << "</text>\n";
+    for (const StepWarning &warning : step.warnings) {
+        if (const auto fx = xOf(warning.frame))
+            text(svg, *fx + 10, y + 4, 12, "start", "warn", "!");
+        notes.push_back("warning: " + warning.text);
     }
-    return y - top + 30;
+    y += kStripHeight + 6;
+    for (const auto &[source, frames] : step.states) {
+        const std::pair<const char *, uint32_t> strips[] = {{"AE", 0x1001f}, {"AF", 0x10020}, {"lens", 0x80009}};
+        for (const auto &[label, tag] : strips) {
+            bool any = false;
+            for (const auto &[frame, states] : frames) {
+                const std::optional<int> value =
+                    tag == 0x1001f ? states.aeState : tag == 0x10020 ? states.afState : states.lensState;
+                const auto fx = xOf(frame);
+                if (!value || !fx)
+                    continue;
+                any = true;
+                text(svg, *fx, y, 9, "middle", "cell", shortName(tag, *value));
+            }
+            if (any) {
+                text(svg, 10, y, 10, "start", "axis", (source.empty() ? "" : source + " ") + label);
+                y += kStripHeight;
+            }
+        }
+    }
+    if (!step.sensorModes.empty()) {
+        for (const auto &[frame, mode] : step.sensorModes)
+            if (const auto fx = xOf(frame))
+                text(svg, *fx, y, 9, "middle", "cell", std::to_string(mode));
+        text(svg, 10, y, 10, "start", "axis", "sensor mode");
+        y += kStripHeight;
+    }
+    drawTicks(svg, axis, y);
+
+    std::vector<std::string> summary = {"selected: " + frameList(step.selectedFrames) +
+                                        (step.anchorFrame ? "   anchor: " + std::to_string(*step.anchorFrame) : "")};
+    if (step.kind == StepKind::Capture)
+        summary.push_back("took " + std::to_string(step.taken.size()) + " of " + std::to_string(step.requested) +
+                          " requested: " + frameList(step.taken));
+    y = writeLines(svg, y + 44, width, "summary", summary);
+    return writeLines(svg, y, width, "note", notes) - top + 12;
+}
+
+// A check or needed step: its answer in one line.
+double drawAnswer(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top, double width)
+{
+    const std::string title = trace.name + " - " + stepKindName(step.kind) + (step.label.empty() ? "" : ": " + step.label);
+    text(svg, 10, top + 20, 15, "start", "title", title);
+    std::vector<std::string> lines;
+    if (step.needed)
+        lines.push_back(std::string("ZSL needed: ") + (*step.needed ? "yes" : "no"));
+    for (const CheckOutcome &check : step.checks)
+        lines.push_back("frame " + std::to_string(check.frame) + ": " +
+                        (check.verdict.first ? "accepted" : "refused: " + check.explanation));
+    return writeLines(svg, top + 42, width, "summary", lines) - top + 12;
+}
+
+// The legend, wrapped to the width; answers its height.
+double drawLegend(std::ostream &svg, double top, double width)
+{
+    struct Item {
+        const char *shape, *cls, *label;
+    };
+    const Item items[] = {{"circle", "held", "held by the queue"}, {"circle", "selected", "selected"},
+                          {"circle", "selected taken", "taken by the host"}, {"ring", "anchor", "anchor"},
+                          {"\u2713", "ok", "accepted"}, {"\u2717", "bad", "refused"}, {"!", "warn", "warning"},
+                          {"rect", "window", "after zsdTs: may anchor"}};
+    double x = 10, y = top + 12;
+    for (const Item &item : items) {
+        const double itemWidth = 24 + textWidth(item.label, 10) + 18;
+        if (x + itemWidth > width - 10) {
+            x = 10;
+            y += 22;
+        }
+        const std::string shape = item.shape;
+        if (shape == "circle")
+            circle(svg, x + 7, y - 3, 6, item.cls);
+        else if (shape == "ring")
+            circle(svg, x + 7, y - 3, 7, item.cls);
+        else if (shape == "rect")
+            svg << "<rect x='" << number(x) << "' y='" << number(y - 10) << "' width='14' height='14' class='window'/>\n";
+        else
+            text(svg, x + 7, y + 1, 14, "middle", item.cls, shape);
+        text(svg, x + 20, y, 10, "start", "axis", item.label);
+        x += itemWidth;
+    }
+    return y - top + 16;
 }
 
 } // namespace
 
 std::string drawTimeline(const std::vector<SessionOutcome> &traces)
 {
+    double width = kMinWidth;
+    for (const SessionOutcome &trace : traces)
+        for (const StepOutcome &step : trace.steps)
+            if (step.selectRan)
+                width = std::max(width, axisOf(step).width);
+
     std::ostringstream body;
     double top = 10;
     for (const SessionOutcome &trace : traces)
         for (const StepOutcome &step : trace.steps)
-            if (step.selectRan)
-                top += drawStep(body, trace, step, top);
-
-    // The legend, drawn once at the bottom.
-    body << "<g transform='translate(10," << number(top + 4) << ")' class='axis'>"
-         << "<circle cx='6' cy='0' r='6' class='held'/><text x='16' y='4'>held by the queue</text>"
-         << "<circle cx='136' cy='0' r='6' class='selected'/><text x='146' y='4'>selected</text>"
-         << "<circle cx='216' cy='0' r='6' class='selected taken'/><text x='226' y='4'>taken by the host</text>"
-         << "<circle cx='346' cy='0' r='9' class='anchor'/><text x='360' y='4'>anchor</text>"
-         << "<text x='420' y='5' class='ok'>&#10003;</text><text x='430' y='4'>accepted</text>"
-         << "<text x='500' y='5' class='bad'>&#10007;</text><text x='510' y='4'>refused</text>"
-         << "<rect x='570' y='-7' width='14' height='14' class='window'/><text x='590' y='4'>after zsdTs</text>"
-         << "</g>\n";
-    top += 20;
+            top += step.selectRan ? drawSelection(body, trace, step, top, width) : drawAnswer(body, trace, step, top, width);
+    top += drawLegend(body, top, width) + 10;
 
     std::ostringstream svg;
-    svg << "<svg xmlns='http://www.w3.org/2000/svg' width='" << kWidth << "' height='" << number(top + 20)
-        << "' viewBox='0 0 " << kWidth << " " << number(top + 20) << "' font-family='sans-serif'>\n"
+    svg << "<svg xmlns='http://www.w3.org/2000/svg' width='" << number(width) << "' height='" << number(top)
+        << "' viewBox='0 0 " << number(width) << " " << number(top) << "' font-family='sans-serif'>\n"
         << "<style>\n"
-        << ".title{font-size:15px;font-weight:bold}.queue{font-size:12px}.axis{font-size:10px;fill:#555}\n"
-        << ".frame{font-size:10px;text-anchor:middle}.row{stroke:#ccc}\n"
-        << ".window{fill:#e3f4e1}.zsd{stroke:#c62828;stroke-dasharray:5,3}.zsdlabel{font-size:11px;fill:#c62828}\n"
+        << ".title{font-weight:bold}.axis{fill:#555}.cell{fill:#333}.row{stroke:#ccc}.tick{stroke:#888}\n"
+        << ".window{fill:#e3f4e1}.zsd{stroke:#c62828;stroke-dasharray:5,3}.zsdlabel{fill:#c62828}\n"
         << ".now{stroke:#333;stroke-dasharray:2,2}.held{fill:#fff;stroke:#777}.selected{fill:#1e88e5;stroke:#0d47a1}\n"
         << ".taken{stroke:#000;stroke-width:3}.anchor{fill:none;stroke:#f9a825;stroke-width:3}\n"
-        << ".ok{fill:#2e7d32;font-size:14px;text-anchor:middle}.bad{fill:#c62828;font-size:14px;text-anchor:middle}\n"
-        << ".summary{font-size:12px}.note{font-size:12px;fill:#c62828}\n"
+        << ".ok{fill:#2e7d32}.bad{fill:#c62828}.warn{fill:#ef6c00;font-weight:bold}.note{fill:#c62828}\n"
         << "</style>\n"
         << "<rect width='100%' height='100%' fill='#fff'/>\n"
         << body.str() << "</svg>\n";

@@ -1,10 +1,13 @@
 #pragma once
 /*
- * Timeline: draws each capture of a replay as an SVG timeline. Frames sit on
- * a time axis by shutter time (relative to the capture moment), one row per
+ * Timeline: draws each step of a replay as an SVG timeline. Frames sit on a
+ * time axis by shutter time (relative to the capture moment), one row per
  * queue showing which frames it holds; the zsdTs line with the new-enough
- * window, the anchor, the selected frames, the accepted ones and the refused
- * ones with the plug-in's reason.
+ * window, the anchor, the selected and the taken frames; strips below give
+ * each frame's verdict, warnings, AE, AF and lens states (per camera) and
+ * sensor mode; the footer says what was taken of how many wanted and why
+ * frames were refused. Check and needed steps get their answer. The picture
+ * widens so that frames stay apart, and no label covers another.
  */
 
 #include "Outcome.h"
