@@ -222,7 +222,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         BadInput{"unreadableFile", nullptr, "at /", "cannot read the file", "/nonexistent/trace.json"},
         BadInput{"directory", nullptr, "at /", "is a directory", "/"},
-        BadInput{"invalidJson", R"({"queues": [)", "byte", "invalid JSON"},
+        BadInput{"invalidJson", "{\"queues\": [\n  {\"id\": 0,, \"type\": 1}]}", "at line 2, column 12", "invalid JSON"},
         BadInput{"numberBeyondADouble", R"({"queues": [{"id": 1e400}], "steps": []})", "at /", "number overflow"},
         BadInput{"duplicateKey", R"({"queues": [], "steps": [{"needed": {}}], "steps": []})", "at /steps",
                  "duplicate key \"steps\""},
@@ -261,6 +261,20 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"unknownStep", R"({"queues": [], "steps": [{"capture!": {}}]})", "/steps/0/capture!",
                  "unknown step"}),
     [](const testing::TestParamInfo<BadInput> &info) { return info.param.name; });
+
+// Reading goes on past a bad part: every error of a trace, a line each.
+TEST(ZslReplayTrace, EveryErrorOfATraceAtOnce)
+{
+    TempFile trace(R"({"queues": [{"id": 0, "type": 1, "frames": {"1": {"shutter": "5ms"},
+      "2": {"shutter": 0, "metadata": {"android.control.afMod": 1}}}}, {"id": -1, "type": 1}],
+      "steps": [{"capture!": {}}, {"needed": {"requests": []}}]})");
+    Outcome run = replay(trace.path());
+    EXPECT_EQ(run.status, 2);
+    for (const char *place : {"/queues/0/frames/1/shutter", "/queues/0/frames/2/metadata/android.control.afMod",
+                              "/queues/1/id", "/steps/0/capture!"})
+        EXPECT_NE(run.err.find(std::string(": at ") + place + ": "), std::string::npos) << place << "\n" << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 4);
+}
 
 // Long lists, names and strings cost time, not stack: thousands of frames
 // in one plug-in line, a queue name of 100,000 characters, a time of 40,000.

@@ -74,6 +74,16 @@ public:
         throw TraceError(mFile, place, expected);
     }
 
+    // Reads one part; an error in it is kept, and reading goes on.
+    template <typename Read> void part(Read read) const
+    {
+        try {
+            read();
+        } catch (const TraceError &error) {
+            mErrors.push_back(error.what());
+        }
+    }
+
     static std::string at(const std::string &place, const std::string &key) { return place + "/" + escapeKey(key); }
     static std::string at(const std::string &place, size_t index) { return place + "/" + std::to_string(index); }
 
@@ -202,7 +212,7 @@ public:
         }
         object(value, place);
         for (auto it = value.begin(); it != value.end(); ++it)
-            input.entries.push_back(entry(it.key(), it.value(), at(place, it.key())));
+            part([&] { input.entries.push_back(entry(it.key(), it.value(), at(place, it.key()))); });
         return input;
     }
 
@@ -326,7 +336,7 @@ public:
             const std::string framesPlace = at(place, "frames");
             const json &frames = object(value["frames"], framesPlace);
             for (auto it = frames.begin(); it != frames.end(); ++it)
-                input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key())));
+                part([&] { input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key()))); });
         }
         return input;
     }
@@ -487,7 +497,7 @@ public:
             static const std::set<std::string> kRead = {
                 "persist.vendor.kohal.selector.pending.mask", "ro.vendor.camera3.zsl.default",
                 "ro.vendor.camera3.zsl.project", "vendor.debug.camera3.zsl.timestamp"};
-            for (auto it = properties.begin(); it != properties.end(); ++it) {
+            for (auto it = properties.begin(); it != properties.end(); ++it) part([&] {
                 const json &v = it.value();
                 std::string place = at("/properties", it.key());
                 if (!kRead.count(it.key()))
@@ -500,7 +510,7 @@ public:
                     input.properties.emplace_back(it.key(), v.dump());
                 else
                     fail(place, "expected a property value: a string, an integer or a boolean");
-            }
+            });
         }
         if (root.contains("log")) {
             const json &log = root["log"];
@@ -514,22 +524,33 @@ public:
         }
         if (root.contains("staticMetadata")) {
             const json &cameras = object(root["staticMetadata"], "/staticMetadata");
-            for (auto it = cameras.begin(); it != cameras.end(); ++it) {
+            for (auto it = cameras.begin(); it != cameras.end(); ++it) part([&] {
                 std::string place = at("/staticMetadata", it.key());
                 input.staticMetadata[keyNumber(it.key(), place, "a logical camera id")] = metadata(it.value(), place);
-            }
+            });
         }
-        const json &queues = array(root["queues"], "/queues");
-        for (size_t i = 0; i < queues.size(); ++i)
-            input.queues.push_back(queue(queues[i], at("/queues", i)));
-        const json &steps = array(root["steps"], "/steps");
-        for (size_t i = 0; i < steps.size(); ++i)
-            input.steps.push_back(step(steps[i], at("/steps", i)));
+        part([&] {
+            const json &queues = array(root["queues"], "/queues");
+            for (size_t i = 0; i < queues.size(); ++i)
+                part([&] { input.queues.push_back(queue(queues[i], at("/queues", i))); });
+        });
+        part([&] {
+            const json &steps = array(root["steps"], "/steps");
+            for (size_t i = 0; i < steps.size(); ++i)
+                part([&] { input.steps.push_back(step(steps[i], at("/steps", i))); });
+        });
+        if (!mErrors.empty()) {
+            std::string lines;
+            for (const std::string &error : mErrors)
+                lines += (lines.empty() ? "" : "\n") + error;
+            throw TraceError(lines);
+        }
         return input;
     }
 
 private:
     std::string mFile;
+    mutable std::vector<std::string> mErrors;
 };
 
 // Where the parser stands: one entry per open object or array, with the
@@ -593,10 +614,14 @@ TraceSpec parseTrace(const std::string &text, const std::string &file)
         // A key given twice would silently keep the last value.
         root = json::parse(text, KeyTracker(file));
     } catch (const json::parse_error &error) {
-        // nlohmann names the byte; say it plainly.
+        // nlohmann names the byte; an editor wants the line and column.
+        const size_t at = std::min<size_t>(error.byte > 0 ? error.byte - 1 : 0, text.size());
+        const size_t lineStart = text.rfind('\n', at == 0 ? 0 : at - 1);
+        const size_t line = 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+        const size_t column = lineStart == std::string::npos || at == 0 ? at + 1 : at - lineStart;
         std::string what = error.what();
         auto colon = what.find("syntax error");
-        throw TraceError(file, "byte " + std::to_string(error.byte),
+        throw TraceError(file, "line " + std::to_string(line) + ", column " + std::to_string(column),
                          "invalid JSON: " + (colon == std::string::npos ? what : what.substr(colon)));
     } catch (const json::exception &error) {
         // A number beyond a double's range ("1e400").

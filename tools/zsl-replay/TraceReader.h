@@ -2,8 +2,10 @@
 /*
  * TraceReader: JSON trace text to the plain records of Trace.h, with every
  * check of bad input. Reading is strict: an unknown key, tag or type, a value
- * out of range or a missing field raises a TraceError naming the file, the
- * place in the JSON and what was expected, never a silent default.
+ * out of range or a missing field is an error naming the file, the place in
+ * the JSON and what was expected, never a silent default. Reading goes on
+ * past a bad queue, frame, metadata entry, property or step, so that one
+ * TraceError reports every error of a trace, a line each.
  */
 
 #include "Trace.h"
@@ -19,6 +21,8 @@ public:
         : std::runtime_error(file + ": at " + (place.empty() ? "/" : place) + ": " + expected)
     {
     }
+    // Several errors, one line each.
+    explicit TraceError(const std::string &lines) : std::runtime_error(lines) {}
 };
 
 // Reads a trace from text; file names the source in errors.

@@ -178,7 +178,9 @@ int main(int argc, char **argv)
                 traces.push_back(replay::readTraceFile(file));
             }
         } catch (const replay::TraceError &error) {
-            std::cerr << "zsl-replay: " << error.what() << "\n";
+            std::istringstream lines(error.what());
+            for (std::string line; std::getline(lines, line);)
+                std::cerr << "zsl-replay: " << line << "\n";
             status = 2;
         }
     }
