@@ -370,6 +370,10 @@ INSTANTIATE_TEST_SUITE_P(
         CliCase{"tagFilterWinsOverAll", "ANDROID_LOG_TAGS='*:V KoAlgoEngine:I'", "TRACE", 0, "", {kConfigLine}},
         CliCase{"allFilter", "ANDROID_LOG_TAGS='*:I'", "TRACE", 0, "", {kConfigLine}},
         CliCase{"silenced", "ANDROID_LOG_TAGS='KoAlgoEngine:s'", "TRACE", 0, "", {}},
+        CliCase{"typoWarning",
+                R"(echo '{"queues": [{"id": 0, "type": 1, "consumer": [44, 45], "frames": {"44": {"shutter": 0},
+                   "54": {"shutter": 1}}}], "steps": []}' |)",
+                "-", 0, "", {"warning: <stdin>: at /queues/0: listed without a record: 45; with a record but not listed: 54 (a typo?)"}},
         // A plug-in that cannot be loaded is named with the loader's reason.
         CliCase{"pluginMissing", "", "--plugin /nonexistent/com.korvan.zsl.default.so", 2, "",
                 {"cannot load the plug-in /nonexistent/com.korvan.zsl.default.so: "}},

@@ -99,6 +99,7 @@ struct TraceSpec {
     std::map<uint32_t, MetaSpec> staticMetadata;
     std::vector<QueueSpec> queues;
     std::vector<StepSpec> steps;
+    std::vector<std::string> warnings; // what reads well but looks wrong
 };
 
 } // namespace replay

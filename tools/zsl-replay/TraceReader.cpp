@@ -6,6 +6,7 @@
 #include "AndroidEnums.h"
 
 #include <KoTagTable.h>
+#include <ZSLSelectorBase.h>
 
 #include <nlohmann/json.hpp>
 
@@ -338,6 +339,24 @@ public:
             for (auto it = frames.begin(); it != frames.end(); ++it)
                 part([&] { input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key()))); });
         }
+        // A listed frame without a record has left the queue, a record of an
+        // unlisted frame is possible too; both at once look like a typo.
+        std::vector<uint32_t> unlisted, recordless = input.consumer;
+        recordless.insert(recordless.end(), input.producer.begin(), input.producer.end());
+        for (const FrameSpec &frame : input.frames) {
+            auto listed = std::find(recordless.begin(), recordless.end(), frame.frameNum);
+            if (listed == recordless.end())
+                unlisted.push_back(frame.frameNum);
+            else
+                recordless.erase(listed);
+        }
+        auto list = [](const std::vector<uint32_t> &frames) {
+            const std::string text = kohal::vectorToString(frames);
+            return text.substr(0, text.size() - 1);
+        };
+        if (input.type == kohal::ZSL_QUEUE_TYPE_META && !unlisted.empty() && !recordless.empty())
+            mWarnings.push_back(mFile + ": at " + place + ": listed without a record: " + list(recordless) +
+                                "; with a record but not listed: " + list(unlisted) + " (a typo?)");
         return input;
     }
 
@@ -539,6 +558,7 @@ public:
             for (size_t i = 0; i < steps.size(); ++i)
                 part([&] { input.steps.push_back(step(steps[i], at("/steps", i))); });
         });
+        input.warnings = mWarnings;
         if (!mErrors.empty()) {
             std::string lines;
             for (const std::string &error : mErrors)
@@ -551,6 +571,7 @@ public:
 private:
     std::string mFile;
     mutable std::vector<std::string> mErrors;
+    mutable std::vector<std::string> mWarnings;
 };
 
 // Where the parser stands: one entry per open object or array, with the

@@ -185,6 +185,10 @@ int main(int argc, char **argv)
         }
     }
 
+    for (const replay::TraceSpec &trace : traces)
+        for (const std::string &warning : trace.warnings)
+            std::cerr << "zsl-replay: warning: " << warning << "\n";
+
     std::vector<replay::SessionOutcome> results;
     try {
         replay::Replayer replayer(pluginPath, realClock);
