@@ -174,10 +174,11 @@ TEST(ZslReplayTrace, RelativeTimesAreRebasedOnTheCaptureMoment)
       "properties": {"ro.vendor.camera3.zsl.default": "200"},
       "queues": [{"id": 0, "type": "meta", "consumer": [1, 2, 3],
                   "frames": {"1": {"shutter": 1000}, "2": {"shutter": "-500ms"}, "3": {"shutter": "-0.25s"}}}],
-      "steps": [{"select": {"requests": [{}]}}]})");
+      "steps": [{"select": {"requests": [{}], "at": 5000000000000}}]})");
     json out = replayJson(trace.path());
     const json &select = step(out, 0);
     const int64_t capture = select["captureTimeNs"];
+    EXPECT_EQ(capture, 5000000000000);
     EXPECT_EQ(select["shutterTimeNs"]["1"], 1000);
     EXPECT_EQ(select["shutterTimeNs"]["2"].get<int64_t>() - capture, -500000000);
     EXPECT_EQ(select["shutterTimeNs"]["3"].get<int64_t>() - capture, -250000000);

@@ -131,7 +131,10 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
         kohost::PluginSession plugin(trace.properties, mPluginPath);
         result.setupLog = recorded(log, 0, LogOutput::System);
         for (const StepSpec &step : trace.steps) {
-            const int64_t captureNs = mRealClock ? kohost::realBootTimeNs() : kDefaultCaptureNs;
+            const int64_t captureNs =
+                mRealClock ? kohost::realBootTimeNs() : step.captureNs.value_or(kDefaultCaptureNs);
+            if (!mRealClock)
+                kohost::pinBootTime(captureNs);
             result.steps.emplace_back();
             runStep(plugin.selector(), trace, step, log, captureNs, result.steps.back());
         }

@@ -85,6 +85,7 @@ struct StepSpec {
     uint32_t reqtMasterId = 0;
     uint32_t masterRoleId = 0;
     uint32_t aiHLFrameNum = 0;
+    std::optional<int64_t> captureNs; // the capture moment, when the trace sets it
     std::optional<ExpectSpec> expect;
 };
 

@@ -469,7 +469,7 @@ public:
             input.kind = kind == "capture" ? StepKind::Capture
                         : kind == "select" ? StepKind::Select
                                            : StepKind::Needed;
-            keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId", "expect"}, {"requests"});
+            keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId", "at", "expect"}, {"requests"});
             if (body.contains("used"))
                 input.used = frameList(body["used"], at(bodyPlace, "used"));
             input.requests = requests(body["requests"], at(bodyPlace, "requests"));
@@ -479,7 +479,7 @@ public:
             input.kind = StepKind::Check;
             keys(body, bodyPlace,
                  {"label", "fwkFrame", "frame", "request", "logicalId", "reqtMasterId", "masterRoleId", "AiHLFrameNum",
-                  "expect"},
+                  "at", "expect"},
                  {"frame", "request"});
             input.frame = u32(body["frame"], at(bodyPlace, "frame"), "a frame number");
             input.request = metadata(body["request"], at(bodyPlace, "request"));
@@ -497,6 +497,9 @@ public:
             input.label = string(body["label"], at(bodyPlace, "label"));
         if (body.contains("fwkFrame"))
             input.fwkFrame = u32(body["fwkFrame"], at(bodyPlace, "fwkFrame"), "a frame number");
+        if (body.contains("at"))
+            input.captureNs = integer(body["at"], at(bodyPlace, "at"), 0, std::numeric_limits<int64_t>::max(),
+                                      "a capture moment in ns of the boot-time clock");
         if (body.contains("expect"))
             input.expect = expect(body["expect"], at(bodyPlace, "expect"));
         return input;
