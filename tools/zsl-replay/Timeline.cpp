@@ -138,9 +138,10 @@ double msFrom(int64_t ns, int64_t originNs)
 Axis axisOf(const StepOutcome &step)
 {
     Axis axis;
-    std::vector<double> times;
+    std::vector<double> times; // the frames' shutter times, then zsdTs
     for (const auto &entry : step.shutterNs)
         times.push_back(msFrom(entry.second, step.captureNs));
+    const size_t frames = times.size();
     if (step.zsdTs)
         times.push_back(msFrom(*step.zsdTs, step.captureNs));
     axis.low = std::min(0.0, times.empty() ? 0.0 : *std::min_element(times.begin(), times.end()));
@@ -148,6 +149,7 @@ Axis axisOf(const StepOutcome &step)
     const double pad = std::max(5.0, (axis.high - axis.low) * 0.06);
     axis.low -= pad;
     axis.high += pad;
+    times.resize(frames); // frames apart; zsdTs may sit anywhere
     std::sort(times.begin(), times.end());
     double gap = axis.high - axis.low;
     for (size_t i = 1; i < times.size(); ++i)
