@@ -201,8 +201,6 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(step.queues.size());
     const double nowX = axis.x(0);
     text(svg, nowX, top + 38, 10, "end", "axis", "capture moment");
-    svg << "<line x1='" << number(nowX) << "' x2='" << number(nowX) << "' y1='" << number(top + 42) << "' y2='"
-        << number(rowsBottom) << "' class='now'/>\n";
     // The frames new enough to anchor the selection: shot after zsdTs.
     if (step.zsdTs) {
         const double zx = axis.x(msFrom(*step.zsdTs, step.captureNs));
@@ -214,6 +212,9 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         const bool fitsRight = zx + 4 + textWidth(label, 11) <= width - 4;
         text(svg, fitsRight ? zx + 4 : zx - 4, top + 54, 11, fitsRight ? "start" : "end", "zsdlabel", label);
     }
+
+    svg << "<line x1='" << number(nowX) << "' x2='" << number(nowX) << "' y1='" << number(top + 42) << "' y2='"
+        << number(rowsBottom) << "' class='now'/>\n";
 
     std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
     for (size_t row = 0; row < step.queues.size(); ++row) {
