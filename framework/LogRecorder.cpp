@@ -116,19 +116,24 @@ std::vector<LogLine> LogRecorder::since(size_t mark, LogOutput output) const
     return lines;
 }
 
-LogGates::LogGates(uint32_t level, uint32_t group, uint32_t debugMask)
-    : mLevel(kodebug::gKoCamLogLevel), mGroup(kodebug::gKoCamLogGroup), mDebugMask(kodebug::gKoCamDebugMask)
+void setLogGates(uint32_t level, uint32_t group, uint32_t debugMask)
 {
-    kodebug::gKoCamLogLevel = level;
-    kodebug::gKoCamLogGroup = group;
-    kodebug::gKoCamDebugMask = debugMask;
+    __atomic_store_n(&kodebug::gKoCamLogLevel, level, __ATOMIC_RELAXED);
+    __atomic_store_n(&kodebug::gKoCamLogGroup, group, __ATOMIC_RELAXED);
+    __atomic_store_n(&kodebug::gKoCamDebugMask, debugMask, __ATOMIC_RELAXED);
+}
+
+LogGates::LogGates(uint32_t level, uint32_t group, uint32_t debugMask)
+    : mLevel(__atomic_load_n(&kodebug::gKoCamLogLevel, __ATOMIC_RELAXED)),
+      mGroup(__atomic_load_n(&kodebug::gKoCamLogGroup, __ATOMIC_RELAXED)),
+      mDebugMask(__atomic_load_n(&kodebug::gKoCamDebugMask, __ATOMIC_RELAXED))
+{
+    setLogGates(level, group, debugMask);
 }
 
 LogGates::~LogGates()
 {
-    kodebug::gKoCamLogLevel = mLevel;
-    kodebug::gKoCamLogGroup = mGroup;
-    kodebug::gKoCamDebugMask = mDebugMask;
+    setLogGates(mLevel, mGroup, mDebugMask);
 }
 
 } // namespace kohost

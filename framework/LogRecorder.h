@@ -58,6 +58,10 @@ private:
     int mPreviousPriority;
 };
 
+// Sets the host's three log gates as the host does, from any thread: with
+// relaxed atomic stores, as the selector reads them.
+void setLogGates(uint32_t level, uint32_t group, uint32_t debugMask);
+
 // Sets the host's three log gates for one scope and restores them after.
 class LogGates {
 public:

@@ -2,6 +2,7 @@
 // physical camera judged, and many threads on one selector.
 
 #include <Logged.h>
+#include <kodebug/SystemLogSink.h>
 #include <PluginSession.h>
 #include <MetadataBuilder.h>
 #include <QueueBuilder.h>
@@ -160,12 +161,14 @@ TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
     EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), kSrAbsent), 0);
 }
 
-// Many host threads on one selector at once, run under the thread sanitizer
-// build; no journal and no log line synchronise the threads behind its back.
+// Many host threads on one selector at once while the host flips the
+// system-log gate, run under the thread sanitizer build; no journal and no
+// recorder synchronise the threads behind its back.
 TEST(CheckFrame, ConcurrentCallsOnOneSelectorAgree)
 {
     kohost::PluginSession plugin;
     kohost::LogGates closed(7, 0, 0);
+    auto receiver = kodebug::setSystemLogReceiver([](const kodebug::SystemLogRecord &) {});
     auto meta = kohost::metaQueue(0, {{43, 100, unsettled()}, {44, 200, Meta().settled()}, {45, 300, Meta().settled()}});
     auto sensor = sensorQueue({{43, 1}, {44, 1}, {45, 1}});
     meta->setJournaling(false);
@@ -190,8 +193,16 @@ TEST(CheckFrame, ConcurrentCallsOnOneSelectorAgree)
                     ++wrong;
             }
         });
+    std::atomic<bool> done{false};
+    std::thread host([&] {
+        for (uint32_t i = 0; !done; ++i)
+            kohost::setLogGates(7, (i & 1) * 0x40, 1);
+    });
     for (auto &thread : threads)
         thread.join();
+    done = true;
+    host.join();
+    kodebug::setSystemLogReceiver(std::move(receiver));
     EXPECT_EQ(wrong, 0);
 }
 
