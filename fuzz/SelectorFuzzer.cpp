@@ -17,6 +17,9 @@
 #include <android-base/properties.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <dlfcn.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -150,7 +153,12 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
         std::abort();
     }
     // A copy of the file is a second instance, loaded with pending support.
-    std::string copy = std::filesystem::temp_directory_path() / "com.korvan.zsl.default.pending.so";
+    // Each process has its own copy (several run at once with -jobs; writing
+    // over a copy another process has mapped would break its code), removed
+    // once loaded. Both stay mapped until the process is gone: libFuzzer
+    // reads their coverage counters up to the end.
+    const std::string copy = std::filesystem::temp_directory_path() /
+                             ("com.korvan.zsl.default.pending." + std::to_string(getpid()) + ".so");
     std::filesystem::copy_file(kohost::defaultPluginPath(), copy,
                                std::filesystem::copy_options::overwrite_existing);
     android::base::SetProperty("persist.vendor.kohal.selector.pending.mask", "1");
@@ -158,6 +166,9 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
         std::fprintf(stderr, "%s\n", gPending.error().c_str());
         std::abort();
     }
+    for (const std::string &path : {kohost::defaultPluginPath(), copy})
+        dlopen(path.c_str(), RTLD_NOW | RTLD_NODELETE);
+    std::filesystem::remove(copy);
     gSelectors[0] = gPlain.createSelector();
     gSelectors[1] = gPending.createSelector();
     return 0;
