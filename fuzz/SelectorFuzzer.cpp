@@ -1,10 +1,15 @@
 // Fuzzes the plug-in through the host interface: random queues, frame
 // records, request and static metadata, driven through every selector
-// operation of the default selector (with and without pending support) and
-// of a selector that keeps the interface's own sensor-mode check. Checks the
-// answers' invariants, not only that nothing crashes.
+// operation of the default selector (with and without pending support, with
+// a time window of 0 or 100 ms, the log gates closed or open to either
+// output) and of a selector that keeps the interface's own sensor-mode check.
+// The clock is pinned, so that an oracle written from the selection rules
+// alone knows each selection and isSelectorNeeded's answer: wrong answers
+// are findings, not only crashes.
 
 #include <HostFrameQueue.h>
+#include <BootClock.h>
+#include <LogRecorder.h>
 #include <MinimalSelector.h>
 #include <PluginLoader.h>
 
@@ -15,6 +20,7 @@
 #include <kodebug/SystemLogSink.h>
 
 #include <android-base/properties.h>
+#include <android/log.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <dlfcn.h>
@@ -23,13 +29,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <set>
 
 namespace {
 
 
+constexpr int64_t kNowNs = 1000000000000; // the pinned boot-time clock
+
 kohost::PluginLoader gPlain, gPending;
-std::shared_ptr<kohal::ZSLSelectorBase> gSelectors[2];
+struct Configured {
+    std::shared_ptr<kohal::ZSLSelectorBase> selector;
+    bool pending;
+    int64_t windowMs;
+};
+std::vector<Configured> gSelectors;
 
 void require(bool condition, const char *what)
 {
@@ -78,6 +92,17 @@ std::shared_ptr<KoMetadata> fuzzMeta(FuzzedDataProvider &fdp)
     return meta;
 }
 
+// Shutter times anywhere, and at the edges the rules compare them with:
+// zsdTs of both windows, and the anchor (from -1000 to 1000) + 30 or 60 ms.
+int64_t shutterTime(FuzzedDataProvider &fdp)
+{
+    const int64_t edges[] = {0, kNowNs, kNowNs - 100000000, 30000000, 60000000};
+    const int near = fdp.ConsumeIntegralInRange(0, 5);
+    if (near == 5)
+        return fdp.ConsumeIntegral<int64_t>();
+    return edges[near] + fdp.ConsumeIntegralInRange<int64_t>(near >= 3 ? -1002 : -2, near >= 3 ? 1002 : 400);
+}
+
 std::vector<uint32_t> frameList(FuzzedDataProvider &fdp, uint32_t base)
 {
     return values<uint32_t>(fdp, fdp.ConsumeIntegralInRange<size_t>(0, 10), base, base + 10);
@@ -102,8 +127,7 @@ kohal::ZSLQueueList fuzzQueues(FuzzedDataProvider &fdp, uint32_t base)
             uint32_t frame = fdp.ConsumeIntegralInRange<uint32_t>(base, base + 10);
             if (type == kohal::ZSL_QUEUE_TYPE_META) {
                 kohal::MetaInfo info;
-                info.shutterTime = fdp.ConsumeBool() ? fdp.ConsumeIntegralInRange<int64_t>(0, 400)
-                                                     : fdp.ConsumeIntegral<int64_t>();
+                info.shutterTime = shutterTime(fdp);
                 info.metadata = fuzzMeta(fdp);
                 int cameras = fdp.ConsumeIntegralInRange(0, 3);
                 for (int c = 0; c < cameras; ++c)
@@ -138,6 +162,86 @@ void checkSelection(const kohal::ZSLSelection &result, const kohal::ZSLFrameSele
     }
 }
 
+
+std::optional<int64_t> firstValue(const std::shared_ptr<KoMetadata> &meta, const char *name)
+{
+    KoMetadataEntry entry = meta ? meta->find(name) : KoMetadataEntry{};
+    if (entry.count == 0)
+        return std::nullopt;
+    return entry.type == KoMetadata::TYPE_INT64 ? entry.data.i64[0] : entry.data.i32[0];
+}
+
+std::optional<int64_t> shutterOf(kohal::ZSLFrameQueue &queue, uint32_t frame)
+{
+    const void *record = queue.getMetaFrame(frame);
+    return record ? std::optional<int64_t>(static_cast<const kohal::MetaFrame *>(record)->metaInfo.shutterTime)
+                  : std::nullopt;
+}
+
+// The selection the rules give, computed from the host's side alone.
+kohal::ZSLSelection expectedSelection(const kohal::ZSLFrameSelectInfo &info, bool pending, int64_t windowMs)
+{
+    std::shared_ptr<kohal::ZSLFrameQueue> meta;
+    for (const auto &queue : info.zslQueues)
+        if (queue && !meta && queue->getQueueType() == kohal::ZSL_QUEUE_TYPE_META)
+            meta = queue;
+    if (!meta)
+        return {};
+    const std::vector<uint32_t> consumer = meta->getFrameNumList(kohal::CONSUMER_LIST);
+    const std::vector<uint32_t> producer = meta->getFrameNumList(kohal::PRODUCER_LIST);
+    const auto request = info.requestMetas.empty() ? nullptr : info.requestMetas.front();
+    const int64_t anchorTS = firstValue(request, "korvan.mfnr.anchorTimeStamp").value_or(0);
+    const uint32_t motion = static_cast<uint32_t>(firstValue(request, "korvan.ai.kosd.motionCaptureType").value_or(0));
+    const double sum = (motion & 0xFF) == 1 ? double(anchorTS) + ((motion & 0xF0000) ? 30000000.0 : 60000000.0)
+                                            : double(kNowNs) + double(windowMs) * -1000000.0;
+    const int64_t zsdTs = sum >= 9223372036854775808.0 ? INT64_MAX : sum < -9223372036854775808.0 ? INT64_MIN : int64_t(sum);
+
+    const int64_t n = int64_t(consumer.size());
+    int64_t anchorOffset = 0, anchorIndex = n;
+    for (int64_t i = 0; i < n && anchorIndex == n; ++i)
+        if (auto t = shutterOf(*meta, consumer[size_t(i)])) {
+            anchorOffset = i - n;
+            if (*t > zsdTs)
+                anchorIndex = i;
+        }
+    if (anchorIndex == n) {
+        if (pending)
+            return {};
+        for (size_t j = 0; j < producer.size(); ++j)
+            if (auto t = shutterOf(*meta, producer[j])) {
+                anchorOffset = int64_t(j);
+                if (*t > zsdTs)
+                    break;
+            }
+    }
+    const int64_t requests = int64_t(info.requestMetas.size());
+    int64_t begin = anchorOffset + 1 + n < requests ? 0 : anchorOffset + 1 + n - requests;
+    auto everyQueueHolds = [&](uint32_t frame) {
+        for (const auto &queue : info.zslQueues)
+            if (queue && !queue->getMetaFrame(frame))
+                return false;
+        return true;
+    };
+    while (begin < n && !everyQueueHolds(consumer[size_t(begin)]))
+        ++begin;
+    const uint32_t lastUsed = info.usedFrameNums.empty() ? 0 : info.usedFrameNums.back();
+    std::vector<uint32_t> selected;
+    for (int64_t i = begin; i < n; ++i)
+        if (consumer[size_t(i)] > lastUsed)
+            selected.push_back(consumer[size_t(i)]);
+    if (!pending && anchorOffset >= -1) {
+        const int64_t start = anchorOffset == -1 || anchorOffset + 1 <= requests ? 0 : anchorOffset + 1 - requests;
+        for (size_t j = size_t(start); j < producer.size(); ++j)
+            if (producer[j] > lastUsed)
+                selected.push_back(producer[j]);
+    }
+    kohal::ZSLSelection result;
+    for (const auto &queue : info.zslQueues)
+        if (queue)
+            result[queue->getQueueId()] = selected;
+    return result;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
@@ -146,6 +250,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     kodebug::gKoCamLogGroup = 0x40;
     kodebug::gKoCamDebugMask = 1; // but format every system-log line
     kodebug::setSystemLogReceiver([](const kodebug::SystemLogRecord &) {});
+    __android_log_set_logger([](const __android_logger_data *, const char *) {}); // formatted, not printed
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
 
     android::base::SetProperty("ro.vendor.camera3.zsl.default", "0");
     if (!gPlain.load(kohost::defaultPluginPath())) {
@@ -169,8 +275,12 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     for (const std::string &path : {kohost::defaultPluginPath(), copy})
         dlopen(path.c_str(), RTLD_NOW | RTLD_NODELETE);
     std::filesystem::remove(copy);
-    gSelectors[0] = gPlain.createSelector();
-    gSelectors[1] = gPending.createSelector();
+    kohost::pinBootTime(kNowNs);
+    for (int64_t windowMs : {0, 100}) {
+        android::base::SetProperty("ro.vendor.camera3.zsl.default", std::to_string(windowMs));
+        gSelectors.push_back({gPlain.createSelector(), false, windowMs});
+        gSelectors.push_back({gPending.createSelector(), true, windowMs});
+    }
     return 0;
 }
 
@@ -178,7 +288,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FuzzedDataProvider fdp(data, size);
     const uint32_t base = fdp.ConsumeBool() ? 10 : 4294967285u;
-    kohal::ZSLSelectorBase &selector = *gSelectors[fdp.ConsumeIntegralInRange(0, 1)];
+    const Configured &configured = gSelectors[fdp.ConsumeIntegralInRange<size_t>(0, gSelectors.size() - 1)];
+    kohal::ZSLSelectorBase &selector = *configured.selector;
+    // Closed, system log only, Android log only, or both, at either level.
+    const int gates = fdp.ConsumeIntegralInRange(0, 3);
+    kohost::setLogGates(fdp.ConsumeBool() ? 3 : 7, gates ? 0x40 : 0, gates & 1);
+    if (gates & 2)
+        kohost::setLogGates(3, 0x40, gates & 1);
 
     kohal::ZSLFrameSelectInfo select;
     select.fwkFrameNum = fdp.ConsumeIntegral<uint32_t>();
@@ -188,9 +304,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     for (int r = 0; r < requests; ++r)
         select.requestMetas.push_back(fuzzMeta(fdp));
 
-    selector.isSelectorNeeded(select);
+    const bool needed = selector.isSelectorNeeded(select);
+    const auto enableZsl = select.requestMetas.empty() ? std::nullopt : [&]() -> std::optional<int64_t> {
+        KoMetadataEntry entry = select.requestMetas[0] ? select.requestMetas[0]->find(0x10029u) : KoMetadataEntry{};
+        return entry.count ? std::optional<int64_t>(entry.data.u8[0]) : std::nullopt;
+    }();
+    require(needed == (enableZsl.value_or(0) != 0), "ZSL is needed when the first request enables it");
     kohal::ZSLSelection selection = selector.selectZSLFrames(select);
     checkSelection(selection, select);
+    require(selection == expectedSelection(select, configured.pending, configured.windowMs),
+            "the selection the rules give");
+    std::vector<uint32_t> listed = selection.empty() ? std::vector<uint32_t>{} : selection.begin()->second;
+    require(selector.preCheckFrame(listed, fdp.ConsumeIntegral<int>()) == 0 &&
+                listed == (selection.empty() ? std::vector<uint32_t>{} : selection.begin()->second),
+            "preCheckFrame answers 0 and leaves the list");
 
     const uint32_t logicalId = fdp.ConsumeIntegralInRange<uint32_t>(0, 2);
     if (fdp.ConsumeBool())
