@@ -10,12 +10,6 @@
 
 namespace {
 
-TEST(DebugLog, SelectorGroupHasAName)
-{
-    EXPECT_STREQ(kodebug::Log::koaGroupToString(0x40), "ZSL");
-    EXPECT_STREQ(kodebug::Log::koaGroupToString(0x1), "UNKNOWN");
-}
-
 TEST(DebugLog, ReceiverGetsEachLineAsARecord)
 {
     kohost::LogRecorder capture;

@@ -93,6 +93,13 @@ std::vector<std::string> differences(const ExpectSpec &expect, const StepOutcome
                     got == outcome.selection.end() ? "no entry" : listText(got->second));
         }
     }
+    if (expect.zsdTs)
+        compare(out, "zsdTs", std::to_string(expect.zsdTs->at(outcome.captureNs)),
+                outcome.zsdTs ? std::to_string(*outcome.zsdTs) : "none");
+    if (expect.anchor) {
+        auto name = [](std::optional<uint32_t> frame) { return frame ? std::to_string(*frame) : "none"; };
+        compare(out, "anchor", name(*expect.anchor), name(outcome.anchorFrame));
+    }
     if (expect.taken)
         compare(out, "taken", listText(*expect.taken), listText(outcome.taken));
     if (expect.checks) {
@@ -130,6 +137,17 @@ void writeExpectations(const std::string &path, const SessionOutcome &outcome)
         ordered expect = ordered::object();
         if (step.needed)
             expect["needed"] = *step.needed;
+        if (step.selectRan && step.zsdTs) {
+            // Relative to the capture moment, or absolute where that would not read back.
+            int64_t relative = 0;
+            if (__builtin_sub_overflow(*step.zsdTs, step.captureNs, &relative) || relative > 9e18 || relative < -9e18)
+                expect["zsdTs"] = *step.zsdTs;
+            else
+                expect["zsdTs"] = (relative < 0 ? "" : "+") + (relative % 1000000 == 0
+                                                                   ? std::to_string(relative / 1000000) + "ms"
+                                                                   : std::to_string(relative) + "ns");
+            expect["anchor"] = step.anchorFrame ? ordered(*step.anchorFrame) : ordered();
+        }
         if (step.selectRan) {
             expect["selection"] = ordered::object();
             for (const auto &[id, frames] : step.selection)

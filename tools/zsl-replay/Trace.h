@@ -68,6 +68,8 @@ struct ExpectedCheck {
 
 struct ExpectSpec {
     std::optional<bool> needed;
+    std::optional<TimeValue> zsdTs;
+    std::optional<std::optional<uint32_t>> anchor; // the anchor frame, or none found
     std::optional<std::map<uint32_t, std::vector<uint32_t>>> selection; // by queue id
     std::optional<std::vector<uint32_t>> taken;
     std::optional<std::map<uint32_t, ExpectedCheck>> checks; // every checked frame

@@ -422,8 +422,13 @@ public:
 
     ExpectSpec expect(const json &value, const std::string &place) const
     {
-        keys(value, place, {"needed", "selection", "taken", "checks"});
+        keys(value, place, {"needed", "zsdTs", "anchor", "selection", "taken", "checks"});
         ExpectSpec input;
+        if (value.contains("zsdTs"))
+            input.zsdTs = time(value["zsdTs"], at(place, "zsdTs"));
+        if (value.contains("anchor"))
+            input.anchor = value["anchor"].is_null() ? std::optional<uint32_t>()
+                                                     : u32(value["anchor"], at(place, "anchor"), "a frame number or null");
         if (value.contains("needed"))
             input.needed = boolean(value["needed"], at(place, "needed"));
         if (value.contains("selection")) {
