@@ -202,7 +202,9 @@ int main(int argc, char **argv)
     }
 
     if (json) {
-        nlohmann::json out = {{"plugin", pluginPath}, {"traces", nlohmann::json::array()}};
+        // The plug-in by file name: the build's path would differ from machine to machine.
+        const std::string plugin = pluginPath.substr(pluginPath.rfind('/') + 1);
+        nlohmann::json out = {{"plugin", plugin}, {"traces", nlohmann::json::array()}};
         for (const replay::SessionOutcome &result : results)
             out["traces"].push_back(replay::toJson(result));
         std::cout << out.dump(2) << "\n";
