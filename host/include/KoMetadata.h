@@ -2,17 +2,18 @@
 /*
  * KoMetadata: the host's camera-metadata container.
  *
- * Entries are keyed by 32-bit tag id and hold contiguous values of one
- * Android camera-metadata type. Selectors only read, through find() by tag id
- * (Android tags) or by full tag name (vendor tags); an absent tag answers an
- * entry with count 0. Concurrent find() calls on one object are safe. The
- * writers are for hosts and tests; an entry's data stays valid while the
- * object lives and that tag is not written again.
+ * Entries are keyed by 32-bit tag id and hold values of one Android
+ * camera-metadata type; as in Android's camera metadata, the entries are
+ * sorted by tag and their values lie in one contiguous 8-byte aligned block,
+ * so find() by id is a binary search and `index` the entry's position. find()
+ * by full tag name (vendor tags) goes through the tag table's name index. An
+ * absent tag answers an entry with count 0. Concurrent find() calls on one
+ * object are safe. The writers are for hosts and tests; as in Android, an
+ * entry's data stays valid until the object is next written.
  */
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <vector>
 
 struct KoRational {
@@ -75,12 +76,17 @@ public:
 
 private:
     struct Entry {
+        uint32_t tag = 0;
         uint8_t type = TYPE_BYTE;
         size_t count = 0;
-        std::vector<uint64_t> words; // 8-byte aligned storage for any type
+        size_t offset = 0; // in mData, in 8-byte words
+        size_t words = 0;
     };
 
     bool store(uint32_t tag, uint8_t type, const void *values, size_t count, size_t width);
+    std::vector<Entry>::const_iterator lowerBound(uint32_t tag) const;
+    void release(std::vector<Entry>::const_iterator entry);
 
-    std::map<uint32_t, Entry> mEntries;
+    std::vector<Entry> mEntries; // sorted by tag
+    std::vector<uint64_t> mData; // every entry's values, 8-byte aligned for any type
 };

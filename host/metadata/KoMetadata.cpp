@@ -1,31 +1,49 @@
 // libcom.korvan.metadatautils for Linux: the metadata container, which keeps
-// known tags at their declared type.
+// known tags at their declared type, entries sorted by tag and values in one
+// block, as Android's camera metadata does.
 
 #include <KoMetadata.h>
 #include <KoTagTable.h>
 
+#include <algorithm>
 #include <cstring>
-#include <iterator>
+
+std::vector<KoMetadata::Entry>::const_iterator KoMetadata::lowerBound(uint32_t tag) const
+{
+    return std::lower_bound(mEntries.begin(), mEntries.end(), tag,
+                            [](const Entry &entry, uint32_t key) { return entry.tag < key; });
+}
 
 KoMetadataEntry KoMetadata::find(uint32_t tag) const
 {
     KoMetadataEntry entry;
-    auto it = mEntries.find(tag);
-    if (it == mEntries.end())
+    auto it = lowerBound(tag);
+    if (it == mEntries.end() || it->tag != tag)
         return entry;
-    entry.index = static_cast<size_t>(std::distance(mEntries.begin(), it));
+    entry.index = static_cast<size_t>(it - mEntries.begin());
     entry.tag = tag;
-    entry.type = it->second.type;
-    entry.count = it->second.count;
+    entry.type = it->type;
+    entry.count = it->count;
     if (entry.count != 0)
-        entry.data.u8 = reinterpret_cast<const uint8_t *>(it->second.words.data());
+        entry.data.u8 = reinterpret_cast<const uint8_t *>(mData.data() + it->offset);
     return entry;
 }
 
 KoMetadataEntry KoMetadata::find(const char *name) const
 {
-    const KoTagInfo *info = name ? KoTagTable::byName(name) : nullptr;
+    const KoTagInfo *info = KoTagTable::byName(name);
     return info ? find(info->id) : KoMetadataEntry{};
+}
+
+// Removes an entry's values from the block; later values move down.
+void KoMetadata::release(std::vector<Entry>::const_iterator entry)
+{
+    const size_t offset = entry->offset, words = entry->words;
+    mData.erase(mData.begin() + static_cast<std::ptrdiff_t>(offset),
+                mData.begin() + static_cast<std::ptrdiff_t>(offset + words));
+    for (Entry &other : mEntries)
+        if (other.offset > offset)
+            other.offset -= words;
 }
 
 bool KoMetadata::store(uint32_t tag, uint8_t type, const void *values, size_t count, size_t width)
@@ -33,12 +51,25 @@ bool KoMetadata::store(uint32_t tag, uint8_t type, const void *values, size_t co
     const KoTagInfo *info = KoTagTable::byId(tag);
     if (info && info->type != type)
         return false;
-    Entry &entry = mEntries[tag];
+    const size_t words = (count * width + sizeof(uint64_t) - 1) / sizeof(uint64_t);
+    const auto at = lowerBound(tag);
+    const size_t position = static_cast<size_t>(at - mEntries.begin());
+    if (at == mEntries.end() || at->tag != tag) {
+        mEntries.insert(at, Entry{tag, type, 0, mData.size(), 0});
+    } else if (at->words != words) { // values of another size go to the end of the block
+        release(at);
+        mEntries[position].offset = mData.size();
+        mEntries[position].words = 0;
+    }
+    Entry &entry = mEntries[position];
+    if (entry.words != words)
+        mData.resize(mData.size() + words);
     entry.type = type;
     entry.count = count;
-    entry.words.assign((count * width + sizeof(uint64_t) - 1) / sizeof(uint64_t), 0);
+    entry.words = words;
+    std::fill_n(mData.begin() + static_cast<std::ptrdiff_t>(entry.offset), words, 0);
     if (count != 0)
-        std::memcpy(entry.words.data(), values, count * width);
+        std::memcpy(mData.data() + entry.offset, values, count * width);
     return true;
 }
 
@@ -74,7 +105,7 @@ bool KoMetadata::update(uint32_t tag, const KoRational *values, size_t count)
 
 template <typename T> bool KoMetadata::update(const char *name, const std::vector<T> &values)
 {
-    const KoTagInfo *info = name ? KoTagTable::byName(name) : nullptr;
+    const KoTagInfo *info = KoTagTable::byName(name);
     if (!info)
         return false;
     return update(info->id, values.data(), values.size());
@@ -89,12 +120,17 @@ template bool KoMetadata::update(const char *, const std::vector<KoRational> &);
 
 bool KoMetadata::erase(uint32_t tag)
 {
-    return mEntries.erase(tag) != 0;
+    auto at = lowerBound(tag);
+    if (at == mEntries.end() || at->tag != tag)
+        return false;
+    release(at);
+    mEntries.erase(at);
+    return true;
 }
 
 bool KoMetadata::erase(const char *name)
 {
-    const KoTagInfo *info = name ? KoTagTable::byName(name) : nullptr;
+    const KoTagInfo *info = KoTagTable::byName(name);
     return info && erase(info->id);
 }
 
@@ -102,7 +138,7 @@ std::vector<uint32_t> KoMetadata::tags() const
 {
     std::vector<uint32_t> ids;
     ids.reserve(mEntries.size());
-    for (const auto &entry : mEntries)
-        ids.push_back(entry.first);
+    for (const Entry &entry : mEntries)
+        ids.push_back(entry.tag);
     return ids;
 }

@@ -4,7 +4,8 @@
 #include <KoMetadata.h>
 #include <KoTagTable.h>
 
-#include <cstring>
+#include <string_view>
+#include <unordered_map>
 
 namespace {
 
@@ -29,25 +30,47 @@ const std::vector<KoTagInfo> kVendorTags = {
     {"com.korvan.camera.sensorpolicy.mcxFrameresult", 0x80060001, KoMetadata::TYPE_INT32},
 };
 
-template <typename Match> const KoTagInfo *search(Match match)
+// Look-up tables built once, on first use: a selector looks a vendor tag up
+// by name for nearly every value it reads.
+template <typename Key> const std::unordered_map<Key, const KoTagInfo *> &index(Key (*keyOf)(const KoTagInfo &))
 {
-    for (const auto *table : {&kAndroidTags, &kVendorTags})
-        for (const KoTagInfo &info : *table)
-            if (match(info))
-                return &info;
-    return nullptr;
+    static const std::unordered_map<Key, const KoTagInfo *> kIndex = [keyOf] {
+        std::unordered_map<Key, const KoTagInfo *> built;
+        for (const auto *table : {&kAndroidTags, &kVendorTags})
+            for (const KoTagInfo &info : *table)
+                built.emplace(keyOf(info), &info);
+        return built;
+    }();
+    return kIndex;
+}
+
+template <typename Key> const KoTagInfo *lookUp(Key key, Key (*keyOf)(const KoTagInfo &))
+{
+    const auto &tags = index(keyOf);
+    auto found = tags.find(key);
+    return found == tags.end() ? nullptr : found->second;
+}
+
+std::string_view nameOf(const KoTagInfo &info)
+{
+    return info.name;
+}
+
+uint32_t idOf(const KoTagInfo &info)
+{
+    return info.id;
 }
 
 } // namespace
 
 const KoTagInfo *KoTagTable::byName(const char *name)
 {
-    return search([name](const KoTagInfo &info) { return std::strcmp(info.name, name) == 0; });
+    return name ? lookUp<std::string_view>(name, nameOf) : nullptr;
 }
 
 const KoTagInfo *KoTagTable::byId(uint32_t id)
 {
-    return search([id](const KoTagInfo &info) { return info.id == id; });
+    return lookUp<uint32_t>(id, idOf);
 }
 
 const std::vector<KoTagInfo> &KoTagTable::androidTags()

@@ -68,6 +68,12 @@ TEST(KoMetadata, KnownTagKeepsItsTypeUnknownTagTakesAnyAndRewriteReplaces)
     EXPECT_TRUE(meta.update<uint8_t>(0x80000009, {9}));
     EXPECT_EQ(meta.find(0x80000009).type, KoMetadata::TYPE_BYTE);
     EXPECT_EQ(meta.find(0x80000009).count, 1u);
+    // Values of another size move; the other entries' values stay as written.
+    EXPECT_TRUE(meta.update<int64_t>(0x80000008, {1, 2, 3}));
+    EXPECT_TRUE(meta.update<int64_t>(0x80000008, {7}));
+    EXPECT_TRUE(meta.erase(0x10001));
+    EXPECT_EQ(meta.find(0x80000008).data.i64[0], 7);
+    EXPECT_EQ(meta.find(0x80000009).data.u8[0], 9);
 }
 
 TEST(KoMetadata, ByNameReachesTheSameEntryAsByIdAndErases)
