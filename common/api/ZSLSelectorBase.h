@@ -79,10 +79,10 @@ using ZSLQueueList = std::vector<std::shared_ptr<ZSLFrameQueue>>;
 // element (which a host should not pass) is passed over.
 inline std::shared_ptr<ZSLFrameQueue> firstQueueOfType(const ZSLQueueList &queues, int type)
 {
-    const ZSLQueueList copy = queues;
-    for (const std::shared_ptr<ZSLFrameQueue> &queue : copy)
+    ZSLQueueList copy = queues;
+    for (std::shared_ptr<ZSLFrameQueue> &queue : copy)
         if (queue && queue->getQueueType() == type)
-            return queue;
+            return std::move(queue); // the copy's reference, handed on
     return nullptr;
 }
 

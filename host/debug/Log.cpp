@@ -4,12 +4,13 @@
 #include <kodebug/Log.h>
 #include <kodebug/SystemLogSink.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <string>
 #include <utility>
-#include <vector>
 
 namespace kodebug {
 
@@ -22,19 +23,7 @@ namespace {
 
 std::mutex gSinkLock;
 SystemLogReceiver gReceiver;
-
-std::string format(const char *fmt, va_list args)
-{
-    va_list measure;
-    va_copy(measure, args);
-    int length = std::vsnprintf(nullptr, 0, fmt, measure);
-    va_end(measure);
-    if (length <= 0)
-        return {};
-    std::vector<char> text(static_cast<size_t>(length) + 1);
-    std::vsnprintf(text.data(), text.size(), fmt, args);
-    return std::string(text.data(), static_cast<size_t>(length));
-}
+std::atomic<bool> gReceiving{false}; // a receiver is installed: lines take the lock
 
 } // namespace
 
@@ -56,33 +45,45 @@ const char *Log::getFileName(const char *path)
     return slash ? slash + 1 : path;
 }
 
+// One formatting pass into a buffer on the stack; only a line longer than it
+// is formatted again, into the heap. Without a receiver the line goes to
+// standard error with no lock and no allocation of ours.
 void Log::logSystem(uint32_t group, const char *level, const char *fileName, const char *func,
                     int line, const char *fmt, ...)
 {
-    SystemLogRecord record;
-    record.group = group;
-    record.level = level ? level : "";
-    record.fileName = fileName ? fileName : "";
-    record.function = func ? func : "";
-    record.line = line;
+    char buffer[512];
     va_list args;
     va_start(args, fmt);
-    record.text = format(fmt, args);
+    const int length = std::vsnprintf(buffer, sizeof(buffer), fmt, args);
     va_end(args);
-
-    std::lock_guard<std::mutex> guard(gSinkLock);
-    if (gReceiver) {
-        gReceiver(record);
-        return;
+    std::string longText;
+    if (length >= static_cast<int>(sizeof(buffer))) {
+        longText.resize(static_cast<size_t>(length));
+        va_start(args, fmt);
+        std::vsnprintf(longText.data(), longText.size() + 1, fmt, args);
+        va_end(args);
     }
-    std::fprintf(stderr, "[%s] %s %s:%d %s() %s\n", koaGroupToString(group), record.level.c_str(),
-                 record.fileName.c_str(), line, record.function.c_str(), record.text.c_str());
+    const char *text = length < 0 ? "" : longText.empty() ? buffer : longText.c_str();
+    level = level ? level : "";
+    fileName = fileName ? fileName : "";
+    func = func ? func : "";
+
+    if (gReceiving.load(std::memory_order_acquire)) {
+        const SystemLogRecord record{group, level, fileName, func, line, text};
+        std::lock_guard<std::mutex> guard(gSinkLock);
+        if (gReceiver) {
+            gReceiver(record);
+            return;
+        }
+    }
+    std::fprintf(stderr, "[%s] %s %s:%d %s() %s\n", koaGroupToString(group), level, fileName, line, func, text);
 }
 
 SystemLogReceiver setSystemLogReceiver(SystemLogReceiver receiver)
 {
     std::lock_guard<std::mutex> guard(gSinkLock);
     std::swap(gReceiver, receiver);
+    gReceiving.store(static_cast<bool>(gReceiver), std::memory_order_release);
     return receiver;
 }
 

@@ -23,6 +23,9 @@ TEST(DebugLog, ReceiverGetsEachLineAsARecord)
     EXPECT_EQ(records[0].function, "operator()");
     EXPECT_EQ(records[0].line, 12);
     EXPECT_EQ(records[0].text, "a=-3 b=x c=5000000000");
+    // A line longer than the formatting buffer arrives whole.
+    kodebug::Log::logSystem(0x40, "D", "File.cpp", "f", 1, "%s|", std::string(3000, 'x').c_str());
+    EXPECT_EQ(capture.system().at(1).text, std::string(3000, 'x') + "|");
 }
 
 TEST(DebugLog, WithoutReceiverLinesGoToStandardError)

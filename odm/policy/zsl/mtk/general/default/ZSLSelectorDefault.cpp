@@ -422,24 +422,29 @@ kohal::ZSLSelection ZSLSelectorDefault::selectZSLFrames(const kohal::ZSLFrameSel
         ++csbegin;
     }
 
-    for (size_t i = csbegin; i < n; ++i)
-        if (consumer[i] > lastUsedFrameNum)
-            selected.push_back(consumer[i]);
-
     // Producer frames continue the consumer list; when the anchor lies in the
-    // consumer list they follow only an anchor at its very end.
+    // consumer list they follow only an anchor at its very end. The producer
+    // list is fetched before the selection is built, so that the selection is
+    // sized once; no host call moves.
+    std::vector<uint32_t> producer;
+    int64_t start = -1;
     if (!mSupportPending) {
-        const std::vector<uint32_t> producer = metaQueue->getFrameNumList(kohal::PRODUCER_LIST);
-        int64_t start = -1;
+        producer = metaQueue->getFrameNumList(kohal::PRODUCER_LIST);
         if (anchorOffset == -1)
             start = 0;
         else if (anchorOffset >= 0)
             start = anchorOffset + 1 > requestCount ? anchorOffset + 1 - requestCount : 0;
-        if (start >= 0)
-            for (size_t j = static_cast<size_t>(start); j < producer.size(); ++j)
-                if (producer[j] > lastUsedFrameNum)
-                    selected.push_back(producer[j]);
     }
+    const size_t fromProducer =
+        start >= 0 && static_cast<size_t>(start) < producer.size() ? producer.size() - static_cast<size_t>(start) : 0;
+    selected.reserve((n > csbegin ? n - csbegin : 0) + fromProducer);
+    for (size_t i = csbegin; i < n; ++i)
+        if (consumer[i] > lastUsedFrameNum)
+            selected.push_back(consumer[i]);
+    if (start >= 0)
+        for (size_t j = static_cast<size_t>(start); j < producer.size(); ++j)
+            if (producer[j] > lastUsedFrameNum)
+                selected.push_back(producer[j]);
 
     forEachZSLQ(info.zslQueues, [&result, &selected](std::shared_ptr<kohal::ZSLFrameQueue> queue) {
         if (queue)
