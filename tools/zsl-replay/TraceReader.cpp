@@ -18,7 +18,9 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <iterator>
 #include <set>
+#include <unordered_map>
 #include <sstream>
 
 namespace replay {
@@ -296,13 +298,14 @@ public:
     std::vector<uint32_t> frameList(const json &value, const std::string &place) const
     {
         std::vector<uint32_t> frames;
+        std::unordered_map<uint32_t, size_t> seen; // frame number to its index
         array(value, place);
         for (size_t i = 0; i < value.size(); ++i) {
             const uint32_t frame = u32(value[i], at(place, i), "a frame number");
-            auto first = std::find(frames.begin(), frames.end(), frame);
-            if (first != frames.end())
+            auto first = seen.emplace(frame, i);
+            if (!first.second)
                 fail(at(place, i), "frame " + std::to_string(frame) + " is listed twice (also at " +
-                                       at(place, static_cast<size_t>(first - frames.begin())) + ")");
+                                       at(place, first.first->second) + ")");
             frames.push_back(frame);
         }
         return frames;
@@ -341,15 +344,16 @@ public:
         }
         // A listed frame without a record has left the queue, a record of an
         // unlisted frame is possible too; both at once look like a typo.
-        std::vector<uint32_t> unlisted, recordless = input.consumer;
-        recordless.insert(recordless.end(), input.producer.begin(), input.producer.end());
+        std::set<uint32_t> listed(input.consumer.begin(), input.consumer.end()), recorded;
+        listed.insert(input.producer.begin(), input.producer.end());
+        std::vector<uint32_t> unlisted, recordless;
         for (const FrameSpec &frame : input.frames) {
-            auto listed = std::find(recordless.begin(), recordless.end(), frame.frameNum);
-            if (listed == recordless.end())
+            recorded.insert(frame.frameNum);
+            if (!listed.count(frame.frameNum))
                 unlisted.push_back(frame.frameNum);
-            else
-                recordless.erase(listed);
         }
+        std::set_difference(listed.begin(), listed.end(), recorded.begin(), recorded.end(),
+                            std::back_inserter(recordless));
         auto list = [](const std::vector<uint32_t> &frames) {
             const std::string text = kohal::vectorToString(frames);
             return text.substr(0, text.size() - 1);
@@ -582,37 +586,34 @@ private:
     mutable std::vector<std::string> mWarnings;
 };
 
-// Where the parser stands: one entry per open object or array, with the
-// key or index being read, and the keys an object has had so far.
-class KeyTracker {
+// A second, linear pass over the text that finds a key given twice in one
+// object, which the parser would silently resolve to the last value. It
+// keeps only the open objects and arrays: where it stands, and the keys each
+// object has had so far.
+class DuplicateKeys : public nlohmann::json_sax<json> {
 public:
-    explicit KeyTracker(std::string file) : mFile(std::move(file)) {}
+    explicit DuplicateKeys(std::string file) : mFile(std::move(file)) {}
 
-    bool operator()(int /*depth*/, json::parse_event_t event, json &parsed)
+    bool null() override { return value(); }
+    bool boolean(bool) override { return value(); }
+    bool number_integer(number_integer_t) override { return value(); }
+    bool number_unsigned(number_unsigned_t) override { return value(); }
+    bool number_float(number_float_t, const string_t &) override { return value(); }
+    bool string(string_t &) override { return value(); }
+    bool binary(binary_t &) override { return value(); }
+    bool start_object(std::size_t) override { return open(false); }
+    bool start_array(std::size_t) override { return open(true); }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool key(string_t &key) override
     {
-        switch (event) {
-        case json::parse_event_t::object_start:
-        case json::parse_event_t::array_start:
-            mOpen.push_back({event == json::parse_event_t::array_start, 0, "", {}});
-            break;
-        case json::parse_event_t::key: {
-            Open &object = mOpen.back();
-            object.key = parsed.get<std::string>();
-            if (!object.keys.insert(object.key).second)
-                throw TraceError(mFile, place(), "duplicate key \"" + object.key + "\": this object already has one");
-            break;
-        }
-        case json::parse_event_t::object_end:
-        case json::parse_event_t::array_end:
-            mOpen.pop_back();
-            [[fallthrough]];
-        case json::parse_event_t::value:
-            if (!mOpen.empty() && mOpen.back().array)
-                ++mOpen.back().index;
-            break;
-        }
+        Open &object = mOpen.back();
+        object.key = key;
+        if (!object.keys.insert(key).second)
+            throw TraceError(mFile, place(), "duplicate key \"" + key + "\": this object already has one");
         return true;
     }
+    bool parse_error(std::size_t, const std::string &, const nlohmann::detail::exception &) override { return false; }
 
 private:
     struct Open {
@@ -622,6 +623,22 @@ private:
         std::set<std::string> keys;
     };
 
+    bool open(bool array)
+    {
+        mOpen.push_back({array, 0, "", {}});
+        return true;
+    }
+    bool close()
+    {
+        mOpen.pop_back();
+        return value();
+    }
+    bool value() // one more element of the array that holds it
+    {
+        if (!mOpen.empty() && mOpen.back().array)
+            ++mOpen.back().index;
+        return true;
+    }
     std::string place() const
     {
         std::string pointer;
@@ -640,8 +657,9 @@ TraceSpec parseTrace(const std::string &text, const std::string &file)
 {
     json root;
     try {
-        // A key given twice would silently keep the last value.
-        root = json::parse(text, KeyTracker(file));
+        root = json::parse(text);
+        DuplicateKeys duplicates(file);
+        json::sax_parse(text, &duplicates);
     } catch (const json::parse_error &error) {
         // nlohmann names the byte; an editor wants the line and column.
         const size_t at = std::min<size_t>(error.byte > 0 ? error.byte - 1 : 0, text.size());
