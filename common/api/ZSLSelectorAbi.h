@@ -45,13 +45,16 @@ ZSL_ABI_OFFSET(MetaInfo, metadata, 0);
 ZSL_ABI_OFFSET(MetaInfo, physicalMetadata, 16);
 ZSL_ABI_OFFSET(MetaInfo, shutterTime, 40);
 ZSL_ABI_OFFSET(MetaInfo, reserved, 48);
+ZSL_ABI_SIZE(MetaInfo::reserved, 8); // padding would hide a shorter field
 ZSL_ABI_SIZE(MetaInfo, 56);
 
 ZSL_ABI_OFFSET(MetaFrame, header, 0);
+ZSL_ABI_SIZE(MetaFrame::header, 16);
 ZSL_ABI_OFFSET(MetaFrame, metaInfo, 16);
 ZSL_ABI_SIZE(MetaFrame, 72);
 
 ZSL_ABI_OFFSET(SensorModeFrame, header, 0);
+ZSL_ABI_SIZE(SensorModeFrame::header, 28);
 ZSL_ABI_OFFSET(SensorModeFrame, perframeSensorMode, 28);
 ZSL_ABI_SIZE(SensorModeFrame, 32);
 
