@@ -51,6 +51,8 @@ void HostFrameQueue::clearJournal()
 
 void HostFrameQueue::note(std::string call)
 {
+    if (mCountdown && --*mCountdown == 0)
+        throw HostQueueFault();
     if (!mJournaling)
         return;
     std::lock_guard<std::mutex> guard(mJournalLock);

@@ -14,7 +14,9 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -38,6 +40,9 @@ public:
     // Off, the queue takes no lock at all: for concurrency tests, whose
     // sanitizer must not see a selector's races hidden behind the journal's.
     void setJournaling(bool on) { mJournaling = on; }
+    // Fault injection: every call counts down the shared counter, and the
+    // call that takes it to 0 throws HostQueueFault instead of answering.
+    void failAtCall(std::shared_ptr<int> countdown) { mCountdown = std::move(countdown); }
 
     int getQueueType() override;
     std::string getQueueName() override;
@@ -63,6 +68,11 @@ private:
     bool mJournaling = true;
     mutable std::mutex mJournalLock;
     std::vector<std::string> mJournal;
+    std::shared_ptr<int> mCountdown;
+};
+
+struct HostQueueFault : std::runtime_error {
+    HostQueueFault() : std::runtime_error("injected host queue fault") {}
 };
 
 } // namespace kohost
