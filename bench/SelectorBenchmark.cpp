@@ -3,6 +3,7 @@
 // closed (as on a phone in normal use) and with the system log open.
 
 #include <HostFrameQueue.h>
+#include <LogRecorder.h>
 #include <MetadataBuilder.h>
 #include <PluginLoader.h>
 
@@ -46,9 +47,7 @@ struct Fixture {
 
 void gates(bool systemLog)
 {
-    kodebug::gKoCamLogLevel = 7;
-    kodebug::gKoCamLogGroup = systemLog ? 0x40 : 0;
-    kodebug::gKoCamDebugMask = systemLog ? 1 : 0;
+    kohost::setLogGates(7, systemLog ? 0x40 : 0, systemLog ? 1 : 0);
     kodebug::setSystemLogReceiver([](const kodebug::SystemLogRecord &) {});
 }
 

@@ -226,9 +226,6 @@ kohal::ZSLSelection expectedSelection(const kohal::ZSLFrameSelectInfo &info, boo
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    kodebug::gKoCamLogLevel = 7; // no Android log: keep the run quiet
-    kodebug::gKoCamLogGroup = 0x40;
-    kodebug::gKoCamDebugMask = 1; // but format every system-log line
     kodebug::setSystemLogReceiver([](const kodebug::SystemLogRecord &) {});
     __android_log_set_logger([](const __android_logger_data *, const char *) {}); // formatted, not printed
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);

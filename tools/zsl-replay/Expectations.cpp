@@ -2,6 +2,7 @@
 
 #include "Expectations.h"
 
+#include "FrameText.h"
 #include "TraceReader.h"
 
 #include <nlohmann/json.hpp>
@@ -20,8 +21,7 @@ namespace {
 
 std::string listText(const std::vector<uint32_t> &frames)
 {
-    std::string text = kohal::vectorToString(frames);
-    return "[" + (text.empty() ? text : text.substr(0, text.size() - 1)) + "]";
+    return "[" + frameText(frames, "") + "]";
 }
 
 std::string verdictText(std::pair<bool, bool> verdict)

@@ -2,6 +2,8 @@
 
 #include "Report.h"
 
+#include "FrameText.h"
+
 #include <cstdio>
 
 namespace replay {
@@ -10,12 +12,7 @@ namespace {
 
 std::string frames(const std::vector<uint32_t> &list)
 {
-    if (list.empty())
-        return "(none)";
-    std::string text;
-    for (uint32_t frame : list)
-        text += (text.empty() ? "" : " ") + std::to_string(frame);
-    return text;
+    return frameText(list, "(none)");
 }
 
 // A time relative to the capture moment, in ms.

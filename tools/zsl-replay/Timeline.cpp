@@ -7,6 +7,7 @@
 #include "Timeline.h"
 
 #include "AndroidEnums.h"
+#include "FrameText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -98,14 +99,6 @@ double writeLines(std::ostream &svg, double y, double width, const char *cls, co
             y += kLineHeight;
         }
     return y;
-}
-
-std::string frameList(const std::vector<uint32_t> &frames)
-{
-    std::string list;
-    for (uint32_t frame : frames)
-        list += (list.empty() ? "" : " ") + std::to_string(frame);
-    return list.empty() ? "none" : list;
 }
 
 // A state's value as a short cell text, its Android name in the tooltip.
@@ -291,11 +284,11 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     }
     drawTicks(svg, axis, y);
 
-    std::vector<std::string> summary = {"selected: " + frameList(step.selectedFrames) +
+    std::vector<std::string> summary = {"selected: " + frameText(step.selectedFrames) +
                                         (step.anchorFrame ? "   anchor: " + std::to_string(*step.anchorFrame) : "")};
     if (step.kind == StepKind::Capture)
         summary.push_back("took " + std::to_string(step.taken.size()) + " of " + std::to_string(step.requested) +
-                          " requested: " + frameList(step.taken));
+                          " requested: " + frameText(step.taken));
     y = writeLines(svg, y + 44, width, "summary", summary);
     return writeLines(svg, y, width, "note", notes) - top + 12;
 }

@@ -4,6 +4,7 @@
 #include "TraceReader.h"
 
 #include "AndroidEnums.h"
+#include "FrameText.h"
 
 #include <KoTagTable.h>
 #include <ZSLSelectorBase.h>
@@ -354,13 +355,9 @@ public:
         }
         std::set_difference(listed.begin(), listed.end(), recorded.begin(), recorded.end(),
                             std::back_inserter(recordless));
-        auto list = [](const std::vector<uint32_t> &frames) {
-            const std::string text = kohal::vectorToString(frames);
-            return text.substr(0, text.size() - 1);
-        };
         if (input.type == kohal::ZSL_QUEUE_TYPE_META && !unlisted.empty() && !recordless.empty())
-            mWarnings.push_back(mFile + ": at " + place + ": listed without a record: " + list(recordless) +
-                                "; with a record but not listed: " + list(unlisted) + " (a typo?)");
+            mWarnings.push_back(mFile + ": at " + place + ": listed without a record: " + frameText(recordless) +
+                                "; with a record but not listed: " + frameText(unlisted) + " (a typo?)");
         return input;
     }
 
