@@ -28,14 +28,14 @@ std::string priorityLetter(int priority)
     return std::string(1, priority >= 0 && priority < 9 ? kLetters[priority] : '?');
 }
 
-// Splits "group file:line function()text" as the selector's prefix writes
-// it; a message of another shape is kept whole as the text.
-LogLine parseAndroidLine(int priority, const char *message)
+} // namespace
+
+LogLine parseAndroidLine(std::string level, std::string_view message)
 {
     LogLine line;
     line.output = LogOutput::Android;
-    line.level = priorityLetter(priority);
-    const std::string text = message ? message : "";
+    line.level = std::move(level);
+    const std::string text(message);
     const size_t space = text.find(' ');
     const size_t colon = text.find(':', space == std::string::npos ? 0 : space);
     const size_t nextSpace = text.find(' ', colon == std::string::npos ? 0 : colon);
@@ -59,9 +59,11 @@ LogLine parseAndroidLine(int priority, const char *message)
     return line;
 }
 
+namespace {
+
 void androidLogger(const __android_logger_data *data, const char *message)
 {
-    LogLine line = parseAndroidLine(data ? data->priority : 0, message);
+    LogLine line = parseAndroidLine(priorityLetter(data ? data->priority : 0), message ? message : "");
     line.timeNs = systemTime(SYSTEM_TIME_BOOTTIME);
     line.pid = getpid();
     line.tid = static_cast<int>(syscall(SYS_gettid));

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kohost {
@@ -34,6 +35,11 @@ struct LogLine {
     int pid = 0;
     int tid = 0;
 };
+
+// Splits an Android-log message of the selector, "group file:line
+// function()text", into its fields; a message of another shape is kept
+// whole as the text. Also for lines read back from a device's log.
+LogLine parseAndroidLine(std::string level, std::string_view message);
 
 class LogRecorder {
 public:

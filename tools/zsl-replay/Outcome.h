@@ -32,6 +32,9 @@ struct QueueView {
 // What a frame's metadata shows of the states the frame check reads.
 struct FrameStates {
     std::optional<int> aeState, afState, lensState;
+    // Filled from a device log, for a trace written from it.
+    std::optional<int> afMode, ev;
+    std::optional<uint32_t> motionCapType;
 };
 
 // Something the selection's lines show that an engineer should see: a
@@ -76,6 +79,8 @@ struct StepOutcome {
     std::vector<uint32_t> taken; // the frames the host takes
     size_t requested = 0;        // the frames the capture wants
     std::vector<StepWarning> warnings;
+    // Read from a device log: what the log cannot tell, and what was assumed.
+    std::vector<std::string> notes;
     std::vector<kohost::LogLine> log;
 };
 
@@ -86,6 +91,7 @@ struct SessionOutcome {
     std::vector<kohost::LogLine> setupLog; // the selector's configuration line
     std::vector<StepOutcome> steps;
     std::vector<kohost::LogLine> androidLog; // every Android-log line, in order
+    bool fromLog = false; // read from a device log, not replayed
 };
 
 } // namespace replay

@@ -69,21 +69,42 @@ std::string explain(std::string_view text)
 
 } // namespace
 
+// Every decimal number of a list's text, "41 42 43 ".
+std::vector<uint32_t> numbersIn(std::string_view text)
+{
+    std::vector<uint32_t> numbers;
+    const char *at = text.data(), *end = text.data() + text.size();
+    while (at < end) {
+        uint32_t value = 0;
+        auto [next, error] = std::from_chars(at, end, value);
+        if (error == std::errc())
+            numbers.push_back(value);
+        at = next == at ? at + 1 : next;
+    }
+    return numbers;
+}
+
 // The selection's own account of itself, from its lines.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &result)
 {
     std::optional<std::pair<uint32_t, int64_t>> lastExamined;
     for (const kohost::LogLine &line : lines) {
         const std::string_view text = line.text;
-        if (auto zsdTs = numberAfter<int64_t>(text, " zsdTs:")) {
+        if (const auto list = text.find(" Current Consumer list: "); list != std::string_view::npos) {
+            result.consumer = numbersIn(text.substr(list + 23));
+        } else if (const auto list = text.find(" Current Producer list: "); list != std::string_view::npos) {
+            result.producer = numbersIn(text.substr(list + 23));
+        } else if (auto zsdTs = numberAfter<int64_t>(text, " zsdTs:")) {
             result.zsdTs = zsdTs;
             result.curTime = numberAfter<int64_t>(text, " curTime:");
         } else if (contains(text, " shutter time:") &&
                    (contains(text, " Consumer list: ") || contains(text, " Producer list: "))) {
             auto frame = numberAfter<uint32_t>(text, " list: ");
             auto shutter = numberAfter<int64_t>(text, " shutter time:");
-            if (frame && shutter)
+            if (frame && shutter) {
                 lastExamined = {*frame, *shutter};
+                result.shutterNs.emplace(*frame, *shutter);
+            }
         } else if (auto offset = numberAfter<int32_t>(text, " ZSLAnchor offset:")) {
             result.anchorOffset = offset;
             result.csbegin = numberAfter<int32_t>(text, " csbegin:");

@@ -12,19 +12,24 @@
 #include <LogRecorder.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace replay {
 
-// Fills zsdTs, curTime, anchorOffset, csbegin, anchorFrame and the warnings
-// (a listed frame that left the queue, a begin moved past a frame a queue
-// lacks) from the lines of one selectZSLFrames call.
+// Fills the consumer and producer lists, the shutter times logged, zsdTs,
+// curTime, anchorOffset, csbegin, anchorFrame and the warnings (a listed
+// frame that left the queue, a begin moved past a frame a queue lacks) from
+// the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
 // Why one checkFrame call refused its frame: the plug-in's own line, and
 // the same worded alike for EV, AF, AE and sensor mode, states named as
 // Android names them ("AF: mode CONTINUOUS_PICTURE, state ACTIVE_SCAN,
 // lens MOVING").
+// Every decimal number in a list's text as the plug-in prints it.
+std::vector<uint32_t> numbersIn(std::string_view text);
+
 struct Refusal {
     std::string reason;
     std::string explanation;

@@ -30,7 +30,7 @@ std::string lag(const StepOutcome &step, uint32_t frame)
 {
     auto shutter = step.shutterNs.find(frame);
     if (shutter == step.shutterNs.end())
-        return "";
+        return step.notes.empty() ? "" : "shot: not in the log";
     char text[64];
     std::snprintf(text, sizeof(text), "shot %.3f ms before the capture",
                   (static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6);
@@ -91,7 +91,7 @@ nlohmann::json logJson(const std::vector<kohost::LogLine> &log)
 
 void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
 {
-    out << "== " << trace.name << "  (" << trace.file << ")\n";
+    out << "== " << trace.name << "  (" << trace.file << ")" << (trace.fromLog ? ", read from a log" : "") << "\n";
     if (!trace.description.empty())
         out << "   " << trace.description << "\n";
     for (const kohost::LogLine &line : trace.setupLog)
@@ -119,7 +119,9 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
             if (step.anchorOffset)
                 out << "   the selection starts at list position " << *step.csbegin << " (csbegin; anchor offset "
                     << *step.anchorOffset << ")\n";
-            if (step.selection.empty())
+            if (trace.fromLog && !step.selectedFrames.empty())
+                out << "   selected: " << frames(step.selectedFrames) << "\n";
+            else if (step.selection.empty())
                 out << "   selected: none (the selector finished early)\n";
             for (const auto &[id, list] : step.selection)
                 out << "   selected for queue " << id << ": " << frames(list) << "\n";
@@ -131,8 +133,10 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
             out << "   frame " << check.frame << (when.empty() ? "" : " (" + when + ")") << ": " << verdictText(check)
                 << "\n";
         }
-        if (step.kind == StepKind::Capture && step.selectRan)
+        if (step.kind == StepKind::Capture && step.selectRan && (step.requested > 0 || !trace.fromLog))
             out << "   " << takenText(step) << "\n";
+        for (const std::string &note : step.notes)
+            out << "   note: " << note << "\n";
         if (withLog)
             writeLog(out, step.log);
     }
@@ -181,11 +185,16 @@ nlohmann::json toJson(const SessionOutcome &trace)
         for (const StepWarning &warning : step.warnings)
             warnings.push_back({{"frame", warning.frame}, {"text", warning.text}});
         out["warnings"] = warnings;
+        if (trace.fromLog) {
+            out["selectedFrames"] = step.selectedFrames;
+            out["notes"] = step.notes;
+        }
         out["log"] = logJson(step.log);
         steps.push_back(out);
     }
     return {{"name", trace.name},
             {"file", trace.file},
+            {"fromLog", trace.fromLog},
             {"setupLog", logJson(trace.setupLog)},
             {"steps", steps}};
 }

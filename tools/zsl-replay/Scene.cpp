@@ -14,7 +14,11 @@ FrameStates statesOf(const std::shared_ptr<KoMetadata> &meta)
         KoMetadataEntry entry = meta ? meta->find(tag) : KoMetadataEntry{};
         return entry.count ? std::optional<int>(entry.data.u8[0]) : std::nullopt;
     };
-    return {read(0x1001f), read(0x10020), read(0x80009)}; // aeState, afState, lens state
+    FrameStates states;
+    states.aeState = read(0x1001f);
+    states.afState = read(0x10020);
+    states.lensState = read(0x80009);
+    return states;
 }
 
 } // namespace

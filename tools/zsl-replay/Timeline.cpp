@@ -187,7 +187,7 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
                                                : std::optional<double>(axis.x(msFrom(shutter->second, step.captureNs)));
     };
     const std::string title = trace.name + " - " + (step.label.empty() ? stepKindName(step.kind) : step.label) +
-                              " (fwkFrame " + std::to_string(step.fwkFrame) + ")";
+                              " (fwkFrame " + std::to_string(step.fwkFrame) + ")" + (trace.fromLog ? ", read from a log" : "");
     text(svg, 10, top + 20, 15, "start", "title", title);
 
     const double rowsTop = top + 62;
@@ -226,6 +226,8 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         std::set<uint32_t> selected;
         if (selection != step.selection.end())
             selected.insert(selection->second.begin(), selection->second.end());
+        else if (trace.fromLog) // a log shows the list, not the queues it went to
+            selected.insert(step.selectedFrames.begin(), step.selectedFrames.end());
         for (uint32_t frame : queue.held) {
             const auto fx = xOf(frame);
             if (!fx)
@@ -255,6 +257,8 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
             text(svg, *fx + 10, y + 4, 12, "start", "warn", "!");
         notes.push_back("warning: " + warning.text);
     }
+    for (const std::string &note : step.notes)
+        notes.push_back("note: " + note);
     y += kStripHeight + 6;
     for (const auto &[source, frames] : step.states) {
         const std::pair<const char *, uint32_t> strips[] = {{"AE", 0x1001f}, {"AF", 0x10020}, {"lens", 0x80009}};
@@ -286,7 +290,7 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
 
     std::vector<std::string> summary = {"selected: " + frameText(step.selectedFrames) +
                                         (step.anchorFrame ? "   anchor: " + std::to_string(*step.anchorFrame) : "")};
-    if (step.kind == StepKind::Capture)
+    if (step.kind == StepKind::Capture && (step.requested > 0 || !trace.fromLog))
         summary.push_back("took " + std::to_string(step.taken.size()) + " of " + std::to_string(step.requested) +
                           " requested: " + frameText(step.taken));
     y = writeLines(svg, y + 44, width, "summary", summary);

@@ -2,29 +2,39 @@
 // The command line; everything it prints for --help is below.
 
 #include "BuiltinTraces.h"
+#include "DeviceLog.h"
 #include "Expectations.h"
+#include "LogImporter.h"
+#include "Perfetto.h"
 #include "Replayer.h"
 #include "Report.h"
 #include "Timeline.h"
 #include "TraceReader.h"
+#include "TraceWriter.h"
 
 #include <KoTagTable.h>
 #include <PluginSession.h>
 
 #include <android/log.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <iostream>
+#include <map>
+#include <optional>
 #include <sstream>
 
 namespace {
 
 const char kHelp[] = R"(usage: zsl-replay [OPTIONS] [TRACE.json ...]
+       zsl-replay [OPTIONS] --from-log LOG [--from-log LOG ...]
 
 Replays ZSL captures through the plug-in as the camera framework calls it: sets a trace's system
 properties, loads the plug-in with dlopen, and drives isSelectorNeeded, selectZSLFrames and
@@ -35,10 +45,22 @@ The plug-in's boot-time clock reads each step's capture moment (100 s after boot
 gives the same output on every run and every machine. A step's "expect" is compared with what
 happened; each difference is one line on standard error.
 
+With --from-log it replays nothing: it reads a device's log (adb logcat -v threadtime, the
+default, with or without year and uid columns; -v brief or -v time; a whole bug report; the
+host's system-log lines) and rebuilds each capture from the plug-in's own lines (tag
+KoAlgoEngine), told apart by process and thread. The report, --json, --svg and --perfetto then
+show those captures, marked as read from a log; what the log cannot tell is said, not guessed.
+
 Options:
   --json                 print the results as JSON instead of the text report
   --log                  add the plug-in's own lines to the text report
   --svg FILE             draw each capture as a timeline into FILE
+  --perfetto FILE        write a Trace Event Format file (ui.perfetto.dev, chrome://tracing)
+  --write-logcat FILE    write the plug-in's Android-log lines as `adb logcat -v threadtime`
+                         would show them (the Android log is opened at debug level for this)
+  --from-log LOG         read captures from a device log instead of replaying ("-": stdin)
+  --write-traces DIR     with --from-log: write each capture read as a trace, DIR/fwkFrame-N.json,
+                         to replay and change (an existing file is not overwritten)
   --plugin PATH          the plug-in to load (default: the one this build made)
   --real-clock           let the plug-in read the machine's boot-time clock
   --write-expectations   write each step's results into its trace file as "expect"
@@ -50,8 +72,9 @@ Options:
 Exit status:
   0  every trace replayed and met its expectations
   1  a step's results differ from its expectations
-  2  bad input (a trace, an option, an output file) or a plug-in that cannot be loaded;
-     a bad trace is named in one line and the others are still replayed
+  2  bad input (a trace, an option, an output file, a log without a line of the plug-in)
+     or a plug-in that cannot be loaded; a bad trace is named in one line and the others
+     are still replayed
 
 Environment:
   ANDROID_LOG_TAGS   logcat's filter for the plug-in's Android-log lines (tag "KoAlgoEngine"),
@@ -89,26 +112,92 @@ int androidLogPriority()
     return forTag >= 0 ? forTag : forAll >= 0 ? forAll : ANDROID_LOG_VERBOSE;
 }
 
-// The plug-in's Android-log lines as `adb logcat -v threadtime` shows them:
-// "MM-DD HH:MM:SS.mmm  PID  TID L TAG: message".
-void writeAndroidLog(const replay::SessionOutcome &outcome, int minimumPriority)
+// The plug-in's Android-log lines at or above a priority, as `adb logcat
+// -v threadtime` shows them.
+void writeAndroidLog(std::ostream &out, const replay::SessionOutcome &outcome, int minimumPriority)
 {
     const std::string letters = "VDIWEF";
     for (const kohost::LogLine &line : outcome.androidLog) {
         const auto level = letters.find(line.level);
-        if (level == std::string::npos || ANDROID_LOG_VERBOSE + static_cast<int>(level) < minimumPriority)
-            continue;
-        const std::time_t seconds = static_cast<std::time_t>(line.timeNs / 1000000000);
-        std::tm when{};
-        gmtime_r(&seconds, &when);
-        char stamp[64];
-        std::strftime(stamp, sizeof(stamp), "%m-%d %H:%M:%S", &when);
-        char head[128];
-        std::snprintf(head, sizeof(head), "%s.%03d %5d %5d %s KoAlgoEngine: ", stamp,
-                      static_cast<int>(line.timeNs / 1000000 % 1000), line.pid, line.tid, line.level.c_str());
-        std::cerr << head << line.group << " " << line.fileName << ":" << line.line << " " << line.function << "()"
-                  << line.text << "\n";
+        if (level != std::string::npos && ANDROID_LOG_VERBOSE + static_cast<int>(level) >= minimumPriority)
+            out << replay::threadtimeLine(line) << "\n";
     }
+}
+
+// Reads one device log into a session; problems go to standard error.
+std::optional<replay::SessionOutcome> importLog(const std::string &file)
+{
+    std::FILE *stream = file == "-" ? stdin : std::fopen(file.c_str(), "rb");
+    struct stat info {};
+    if (stream && stream != stdin && fstat(fileno(stream), &info) == 0 && S_ISDIR(info.st_mode)) {
+        std::fclose(stream);
+        std::cerr << "zsl-replay: " << file << ": is a directory, not a log\n";
+        return std::nullopt;
+    }
+    if (!stream) {
+        std::cerr << "zsl-replay: cannot read " << file << ": " << std::strerror(errno) << "\n";
+        return std::nullopt;
+    }
+    replay::LogImporter importer(file);
+    const bool read = replay::readDeviceLog(
+        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [&](const std::string &problem) { importer.problem(problem); });
+    const int error = errno;
+    if (stream != stdin)
+        std::fclose(stream);
+    if (!read) {
+        std::cerr << "zsl-replay: cannot read " << file << ": " << std::strerror(error) << "\n";
+        return std::nullopt;
+    }
+    replay::SessionOutcome session = importer.finish();
+    for (const std::string &warning : importer.warnings())
+        std::cerr << "zsl-replay: " << file << ": warning: " << warning << "\n";
+    if (importer.linesUsed() == 0) {
+        std::cerr << "zsl-replay: " << file << ": no line of the plug-in (tag KoAlgoEngine) in this log\n";
+        return std::nullopt;
+    }
+    return session;
+}
+
+// Writes each capture of the sessions as a trace into dir; never over a file.
+bool writeTraces(const std::string &dir, const std::vector<replay::SessionOutcome> &sessions)
+{
+    bool ok = true;
+    std::map<std::string, int> used;
+    for (const replay::SessionOutcome &session : sessions)
+        for (const replay::StepOutcome &step : session.steps) {
+            if (!step.selectRan)
+                continue;
+            std::string name = dir + "/fwkFrame-" + std::to_string(step.fwkFrame);
+            if (const int n = used[name]++; n > 0)
+                name += "-" + std::to_string(n + 1);
+            name += ".json";
+            const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+            if (fd < 0) {
+                std::cerr << "zsl-replay: cannot write " << name << ": " << std::strerror(errno)
+                          << (errno == EEXIST ? " (not overwritten)" : "") << "\n";
+                ok = false;
+                continue;
+            }
+            const std::string text = replay::traceFromLog(session, step).dump(2) + "\n";
+            const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+            if (close(fd) != 0 || !written) {
+                std::cerr << "zsl-replay: cannot write " << name << ": " << std::strerror(errno) << "\n";
+                ok = false;
+            }
+        }
+    return ok;
+}
+
+// Writes text into path; false with one line on standard error when it cannot.
+bool writeFile(const std::string &path, const std::string &text)
+{
+    std::ofstream file(path);
+    file << text;
+    file.close();
+    if (!file)
+        std::cerr << "zsl-replay: cannot write " << path << ": " << std::strerror(errno) << "\n";
+    return static_cast<bool>(file);
 }
 
 void listTags()
@@ -127,15 +216,21 @@ void listTags()
 int main(int argc, char **argv)
 {
     std::string pluginPath = kohost::defaultPluginPath();
-    std::string svgPath;
+    std::string svgPath, perfettoPath, logcatPath, tracesDir;
     bool json = false, withLog = false, realClock = false, writeExpectations = false;
-    std::vector<std::string> files;
+    std::vector<std::string> files, logs;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg == "--plugin" || arg == "--svg") {
+        const std::map<std::string, std::string *> valued = {
+            {"--plugin", &pluginPath}, {"--svg", &svgPath}, {"--perfetto", &perfettoPath},
+            {"--write-logcat", &logcatPath}, {"--write-traces", &tracesDir}};
+        if (auto option = valued.find(arg); option != valued.end() || arg == "--from-log") {
             if (i + 1 == argc)
                 return usageError(arg + " needs a value");
-            (arg == "--plugin" ? pluginPath : svgPath) = argv[++i];
+            if (arg == "--from-log")
+                logs.push_back(argv[++i]);
+            else
+                *option->second = argv[++i];
         } else if (arg == "--json") {
             json = true;
         } else if (arg == "--log") {
@@ -161,50 +256,75 @@ int main(int argc, char **argv)
     }
     if (writeExpectations && (files.empty() || std::count(files.begin(), files.end(), "-") > 0))
         return usageError("--write-expectations needs the trace files to write");
+    if (!logs.empty() && (!files.empty() || writeExpectations || !logcatPath.empty() || realClock))
+        return usageError("--from-log reads logs and replays nothing: give it no trace, and no replay option");
+    if (logs.empty() && !tracesDir.empty())
+        return usageError("--write-traces writes the captures read with --from-log");
 
-    // A bad trace is named and left out; the others are replayed.
     int status = 0;
-    std::vector<replay::TraceSpec> traces;
-    if (files.empty())
-        for (const replay::BuiltinTrace &builtin : replay::builtinTraces())
-            traces.push_back(replay::parseTrace(builtin.text, builtin.name));
-    for (const std::string &file : files) {
-        try {
-            if (file == "-") {
-                std::ostringstream text;
-                text << std::cin.rdbuf();
-                traces.push_back(replay::parseTrace(text.str(), "<stdin>"));
-            } else {
-                traces.push_back(replay::readTraceFile(file));
-            }
-        } catch (const replay::TraceError &error) {
-            std::istringstream lines(error.what());
-            for (std::string line; std::getline(lines, line);)
-                std::cerr << "zsl-replay: " << line << "\n";
-            status = 2;
-        }
-    }
-
-    for (const replay::TraceSpec &trace : traces)
-        for (const std::string &warning : trace.warnings)
-            std::cerr << "zsl-replay: warning: " << warning << "\n";
-
     std::vector<replay::SessionOutcome> results;
-    try {
-        replay::Replayer replayer(pluginPath, realClock);
-        for (const replay::TraceSpec &trace : traces) {
-            results.push_back(replayer.run(trace));
-            writeAndroidLog(results.back(), androidLogPriority());
+    std::vector<replay::TraceSpec> traces;
+    if (!logs.empty()) {
+        for (const std::string &log : logs) {
+            if (auto session = importLog(log))
+                results.push_back(std::move(*session));
+            else
+                status = 2;
         }
-    } catch (const kohost::PluginLoadError &error) {
-        std::cerr << "zsl-replay: " << error.what() << "\n";
-        return 2;
+        if (!tracesDir.empty() && !writeTraces(tracesDir, results))
+            status = 2;
+    } else {
+        // A bad trace is named and left out; the others are replayed.
+        if (files.empty())
+            for (const replay::BuiltinTrace &builtin : replay::builtinTraces())
+                traces.push_back(replay::parseTrace(builtin.text, builtin.name));
+        for (const std::string &file : files) {
+            try {
+                if (file == "-") {
+                    std::ostringstream text;
+                    text << std::cin.rdbuf();
+                    traces.push_back(replay::parseTrace(text.str(), "<stdin>"));
+                } else {
+                    traces.push_back(replay::readTraceFile(file));
+                }
+            } catch (const replay::TraceError &error) {
+                std::istringstream lines(error.what());
+                for (std::string line; std::getline(lines, line);)
+                    std::cerr << "zsl-replay: " << line << "\n";
+                status = 2;
+            }
+        }
+        for (const replay::TraceSpec &trace : traces)
+            for (const std::string &warning : trace.warnings)
+                std::cerr << "zsl-replay: warning: " << warning << "\n";
+
+        std::ostringstream logcat;
+        try {
+            replay::Replayer replayer(pluginPath, realClock);
+            for (replay::TraceSpec trace : traces) {
+                if (!logcatPath.empty()) { // the Android log open, at debug level
+                    trace.logLevel = std::min<uint32_t>(trace.logLevel, ANDROID_LOG_DEBUG);
+                    trace.logGroup |= 0x40;
+                }
+                results.push_back(replayer.run(trace));
+                // Lines the trace's own gates keep closed are echoed only when asked for.
+                if (logcatPath.empty() || std::getenv("ANDROID_LOG_TAGS"))
+                    writeAndroidLog(std::cerr, results.back(), androidLogPriority());
+                writeAndroidLog(logcat, results.back(), ANDROID_LOG_VERBOSE);
+            }
+        } catch (const kohost::PluginLoadError &error) {
+            std::cerr << "zsl-replay: " << error.what() << "\n";
+            return 2;
+        }
+        if (!logcatPath.empty() && !writeFile(logcatPath, logcat.str()))
+            status = 2;
     }
 
     if (json) {
+        nlohmann::json out = {{"traces", nlohmann::json::array()}};
         // The plug-in by file name: the build's path would differ from machine to machine.
-        const std::string plugin = pluginPath.substr(pluginPath.rfind('/') + 1);
-        nlohmann::json out = {{"plugin", plugin}, {"traces", nlohmann::json::array()}};
+        if (logs.empty())
+            out["plugin"] = pluginPath.substr(pluginPath.rfind('/') + 1);
         for (const replay::SessionOutcome &result : results)
             out["traces"].push_back(replay::toJson(result));
         std::cout << out.dump(2) << "\n";
@@ -235,13 +355,9 @@ int main(int argc, char **argv)
         }
     }
 
-    if (!svgPath.empty()) {
-        std::ofstream svg(svgPath);
-        svg << replay::drawTimeline(results);
-        if (!svg) {
-            std::cerr << "zsl-replay: cannot write " << svgPath << ": " << std::strerror(errno) << "\n";
-            return 2;
-        }
-    }
+    if (!svgPath.empty() && !writeFile(svgPath, replay::drawTimeline(results)))
+        return 2;
+    if (!perfettoPath.empty() && !writeFile(perfettoPath, replay::perfettoTrace(results).dump() + "\n"))
+        return 2;
     return status;
 }

@@ -1,0 +1,466 @@
+// Rebuilding captures from the plug-in's lines. Each thread is a small state
+// machine: a consumer-list line opens a selection; the check lines that
+// follow are cut into checkFrame calls by the lines that begin and end one
+// (the first EV line of a qualification, the refusal lines, the
+// super-resolution line, the sensor-mode check's last line).
+
+#include "LogImporter.h"
+
+#include "PluginLines.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+namespace replay {
+
+namespace {
+
+constexpr size_t kWarningsPerKind = 10;
+
+bool has(std::string_view text, std::string_view part)
+{
+    return text.find(part) != std::string_view::npos;
+}
+
+bool startsWith(std::string_view text, std::string_view part)
+{
+    return text.substr(0, part.size()) == part;
+}
+
+template <typename T> std::optional<T> after(std::string_view text, std::string_view marker)
+{
+    const auto at = text.find(marker);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    T value{};
+    const char *begin = text.data() + at + marker.size();
+    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    if (error != std::errc() || end == begin)
+        return std::nullopt;
+    return value;
+}
+
+enum class Kind {
+    Config, Needed, SelectStart, Select,
+    QualifyStart, Qualify, QualifyEnd, RefusedCamera, RefusedOwn, SuperResolution,
+    SensorStart, Sensor, SensorEnd, Unknown
+};
+
+// What a line is, by its text alone (the function name is not in every
+// output); blockOpen tells a second "cannot get EV" line from a first.
+Kind kindOf(std::string_view text, bool blockOpen)
+{
+    if (startsWith(text, "mSupportPending "))
+        return Kind::Config;
+    if (startsWith(text, "[ZSLSelector] ") && has(text, " isNeeded "))
+        return Kind::Needed;
+    if (has(text, " Current Consumer list") || has(text, " no metaQueue, select finished"))
+        return Kind::SelectStart;
+    if (startsWith(text, "<mc anchor pick>") || has(text, " zsdTs:") || has(text, " Consumer list: ") ||
+        has(text, " consumer list ts too old") || has(text, " Current Producer list: ") ||
+        has(text, " Producer list: ") || has(text, " ZSLAnchor offset:") || has(text, ", cannot find zslFrame: "))
+        return Kind::Select;
+    if (has(text, "No zslFrame: "))
+        return has(text, ",camid:") ? Kind::RefusedCamera : Kind::RefusedOwn;
+    if (has(text, "get korvan.superResolution.enabled "))
+        return Kind::SuperResolution;
+    if (has(text, "[ZSLSelector] checkFrameNum = "))
+        return Kind::SensorStart;
+    if (has(text, "checkDesiredSensorMode success!") || has(text, "checkDesiredSensorMode fail!") ||
+        has(text, "not support sensor policy"))
+        return Kind::SensorEnd;
+    for (std::string_view part : {"perframeSensorMode", "korvan.ext.control.policy.sensorMode", "reqDesiredSensorMode",
+                                  "mSensorPolicyMask", "koholder::sensorModetype", "get metaFrame failed",
+                                  "not find mcxFrameresult", "getDesiredSensorMode cameraRoleType"})
+        if (has(text, part))
+            return Kind::Sensor;
+    if (startsWith(text, "get EV setting=") || text == "Metadata is nullptr" ||
+        (startsWith(text, "cannot get EV setting") && !blockOpen))
+        return Kind::QualifyStart;
+    if (text == "hf OK" || text == "AF X" || text == "AE X" || text == "hf does not include tareget EV")
+        return Kind::QualifyEnd;
+    for (std::string_view part : {" get EV setting=", "cannot get EV setting", "isRequiredEV ", "bypass AF/AE",
+                                  "QuickSnapshot bypass", "AF ok: ", "AF fail: ", "tag not found!",
+                                  "android.lens.state not found!", "[isAEStable] "})
+        if (startsWith(text, part))
+            return Kind::Qualify;
+    return Kind::Unknown;
+}
+
+} // namespace
+
+LogImporter::LogImporter(std::string file)
+{
+    mSession.file = std::move(file);
+    mSession.name = "device log";
+    mSession.fromLog = true;
+}
+
+void LogImporter::warn(uint64_t lineNumber, const std::string &text)
+{
+    // One line per problem, but a log of a million alike problems is not
+    // printed whole: the kind's count is given at the end.
+    if (++mWarningCounts[text] <= kWarningsPerKind)
+        mWarnings.push_back("line " + std::to_string(lineNumber) + ": " + text);
+}
+
+void LogImporter::problem(const std::string &text)
+{
+    mWarnings.push_back(text);
+}
+
+void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
+{
+    ++mLinesUsed;
+    Thread &thread = mThreads[{line.pid, line.tid}];
+    thread.pid = line.pid;
+    thread.tid = line.tid;
+    if (line.timeNs < thread.lastTimeNs)
+        warn(lineNumber, "out of order: earlier than the thread's line " + std::to_string(thread.lastLine) +
+                             "; read in the log's order");
+    thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
+    thread.lastLine = lineNumber;
+
+    const Kind kind = kindOf(line.text, thread.call && thread.call->blockOpen);
+    switch (kind) {
+    case Kind::Config:
+        mPending[line.pid] = after<int>(line.text, "mSupportPending ").value_or(0) != 0;
+        // A selector made again with the same configuration says nothing new.
+        if (std::none_of(mSession.setupLog.begin(), mSession.setupLog.end(),
+                         [&line](const kohost::LogLine &seen) { return seen.text == line.text; }))
+            mSession.setupLog.push_back(std::move(line));
+        return;
+    case Kind::Needed:
+        closeSelection(thread);
+        closeCall(thread);
+        closeNeeded(thread);
+        thread.capture.reset();
+        thread.needed.emplace(std::move(line), lineNumber);
+        return;
+    case Kind::SelectStart:
+    case Kind::Select:
+        selectionLine(thread, std::move(line), lineNumber, kind == Kind::SelectStart);
+        return;
+    case Kind::Unknown:
+        warn(lineNumber, "a line of the plug-in this reader does not know, passed over: \"" +
+                             line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
+        return;
+    default:
+        closeSelection(thread);
+        checkLine(thread, std::move(line), lineNumber);
+    }
+}
+
+void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts)
+{
+    if (starts || !thread.selecting) {
+        closeSelection(thread);
+        closeCall(thread);
+        mSession.steps.emplace_back();
+        StepOutcome &step = mSession.steps.back();
+        step.kind = StepKind::Select;
+        step.selectRan = true;
+        step.fwkFrame = after<uint32_t>(line.text, "fwkFrame:").value_or(0);
+        step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
+                     std::to_string(lineNumber);
+        if (thread.needed) {
+            step.needed = after<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
+            step.log.push_back(std::move(thread.needed->first));
+            thread.needed.reset();
+        }
+        if (!starts) {
+            warn(lineNumber, "the log starts inside the selection of fwkFrame " + std::to_string(step.fwkFrame));
+            step.notes.push_back("the selection's first lines are not in the log");
+        }
+        thread.selecting = thread.capture = mSession.steps.size() - 1;
+        thread.nextSelected = 0;
+        thread.cameraAt.clear();
+    }
+    mSession.steps[*thread.selecting].log.push_back(std::move(line));
+}
+
+void LogImporter::closeSelection(Thread &thread)
+{
+    if (!thread.selecting)
+        return;
+    StepOutcome &step = mSession.steps[*thread.selecting];
+    thread.selecting.reset();
+    readSelectionLines(step.log, step);
+    const bool finishedEarly = std::any_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
+        return has(line.text, "select finished");
+    });
+    if (step.curTime)
+        step.captureNs = *step.curTime;
+    else
+        step.notes.push_back("the capture moment (curTime) is not in the log");
+    if (finishedEarly)
+        return;
+    if (!step.csbegin) {
+        step.notes.push_back("the selection's end (the anchor offset line) is not in the log");
+        return;
+    }
+
+    // The frames the selection starts from: the consumer list from the
+    // begin, past each frame a queue lacked.
+    const auto passedOver = std::count_if(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
+        return has(line.text, ", cannot find zslFrame: ");
+    });
+    const size_t begin = static_cast<size_t>(std::max<int64_t>(0, int64_t(*step.csbegin) + passedOver));
+    if (begin < step.consumer.size())
+        step.selectedFrames.assign(step.consumer.begin() + static_cast<std::ptrdiff_t>(begin), step.consumer.end());
+    const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;
+    if (!pending && *step.anchorOffset >= -1) {
+        if (!step.producer.empty() && *step.anchorOffset == -1)
+            step.selectedFrames.insert(step.selectedFrames.end(), step.producer.begin(), step.producer.end());
+        else
+            step.notes.push_back("producer frames may follow the selection: the producer list the selector "
+                                 "fetches again is not in the log");
+    }
+    step.notes.push_back("frames up to the last used frame number are left out of the selection; that number "
+                         "is not in the log");
+    // With the anchor in the consumer list and a begin above 0, the begin
+    // tells how many frames the capture wants.
+    const int64_t anchorIndex = int64_t(*step.anchorOffset) + int64_t(step.consumer.size());
+    if (*step.anchorOffset < 0 && *step.csbegin > 0)
+        step.requested = static_cast<size_t>(anchorIndex + 1 - *step.csbegin);
+    std::vector<uint32_t> unknown;
+    for (uint32_t frame : step.consumer)
+        if (!step.shutterNs.count(frame) &&
+            std::none_of(step.warnings.begin(), step.warnings.end(),
+                         [frame](const StepWarning &warning) { return warning.frame == frame && has(warning.text, "left the queue"); }))
+            unknown.push_back(frame);
+    if (!unknown.empty())
+        step.notes.push_back("shutter times of frames shot after the anchor are not in the log (" +
+                             std::to_string(unknown.size()) + " frame" + (unknown.size() == 1 ? "" : "s") + ")");
+    QueueView meta;
+    meta.type = 1;
+    for (const kohost::LogLine &line : step.log)
+        if (const auto name = line.text.find("] Current "); name != std::string::npos) {
+            const auto open = line.text.rfind('[', name);
+            meta.name = line.text.substr(open + 1, name - open - 1);
+        }
+    for (const auto &entry : step.shutterNs)
+        meta.held.push_back(entry.first);
+    step.queues.push_back(std::move(meta));
+}
+
+void LogImporter::checkLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber)
+{
+    const Kind kind = kindOf(line.text, thread.call && thread.call->blockOpen);
+    const Phase phase = thread.call ? thread.call->phase : Phase::Ended;
+    auto startCall = [&](size_t keepFrom) {
+        // Lines after a refused camera may be the next frame's first cameras.
+        std::vector<kohost::LogLine> carried;
+        if (thread.call && keepFrom < thread.call->lines.size()) {
+            carried.assign(thread.call->lines.begin() + static_cast<std::ptrdiff_t>(keepFrom), thread.call->lines.end());
+            thread.call->lines.resize(keepFrom);
+        }
+        closeCall(thread);
+        thread.call.emplace();
+        thread.call->lines = std::move(carried);
+        thread.call->firstLine = lineNumber;
+    };
+    const size_t all = thread.call ? thread.call->lines.size() : 0;
+    const size_t split = phase == Phase::CameraRefused ? thread.call->afterRefusal : all;
+    switch (kind) {
+    case Kind::QualifyStart:
+        if (!thread.call || phase == Phase::Refused || phase == Phase::Qualified || phase == Phase::Sensor ||
+            phase == Phase::Ended)
+            startCall(all);
+        thread.call->blockOpen = line.text != "Metadata is nullptr";
+        break;
+    case Kind::RefusedCamera:
+        if (!thread.call)
+            startCall(all);
+        else if (phase == Phase::CameraRefused &&
+                 after<uint32_t>(thread.call->lines[thread.call->afterRefusal - 1].text, "No zslFrame: ") !=
+                     after<uint32_t>(line.text, "No zslFrame: "))
+            startCall(split);
+        break;
+    case Kind::RefusedOwn:
+    case Kind::SuperResolution:
+        if (!thread.call || (kind == Kind::SuperResolution && phase != Phase::Qualify && phase != Phase::CameraRefused))
+            startCall(all);
+        else if (phase == Phase::CameraRefused)
+            startCall(split);
+        break;
+    case Kind::SensorStart:
+        if (phase != Phase::Qualified)
+            startCall(all);
+        break;
+    default:
+        if (!thread.call)
+            startCall(all);
+    }
+    Call &call = *thread.call;
+    if (kind == Kind::QualifyEnd)
+        call.blockOpen = false;
+    call.lines.push_back(std::move(line));
+    switch (kind) {
+    case Kind::RefusedCamera:
+        call.phase = Phase::CameraRefused;
+        call.afterRefusal = call.lines.size();
+        break;
+    case Kind::RefusedOwn:
+        call.phase = Phase::Refused;
+        break;
+    case Kind::SuperResolution:
+        call.phase = Phase::Qualified;
+        break;
+    case Kind::SensorStart:
+    case Kind::Sensor:
+        call.phase = Phase::Sensor;
+        break;
+    case Kind::SensorEnd:
+        call.phase = Phase::Ended;
+        break;
+    default:
+        break;
+    }
+}
+
+void LogImporter::closeCall(Thread &thread)
+{
+    if (!thread.call)
+        return;
+    Call call = std::move(*thread.call);
+    thread.call.reset();
+
+    CheckOutcome check;
+    std::optional<uint32_t> frame, fwkFrame;
+    bool refused = false, sensorFailed = false, sensorOwnMode = false;
+    std::vector<FrameStates> blocks(1);
+    std::map<std::string, FrameStates> named;
+    std::optional<int32_t> sensorMode;
+    for (const kohost::LogLine &line : call.lines) {
+        const std::string_view text = line.text;
+        frame = frame ? frame : after<uint32_t>(text, "No zslFrame: ");
+        frame = frame ? frame : after<uint32_t>(text, "zslFrame: ");
+        frame = frame ? frame : after<uint32_t>(text, "checkFrameNum = ");
+        fwkFrame = fwkFrame ? fwkFrame : after<uint32_t>(text, "fwkFrame:");
+        fwkFrame = fwkFrame ? fwkFrame : after<uint32_t>(text, "fwkFrameNum = ");
+        FrameStates &states = blocks.back();
+        if (startsWith(text, "get EV setting=")) {
+            states.ev = after<int>(text, "=");
+        } else if (startsWith(text, "AF ok: ") || startsWith(text, "AF fail: ")) {
+            states.afMode = after<int>(text, "afMode=");
+            states.afState = after<int>(text, "afState=");
+            states.lensState = after<int>(text, "lensState=");
+        } else if (startsWith(text, "[isAEStable] ")) {
+            states.aeState = after<int>(text, "val=");
+        } else if (const auto at = text.find("motion cap: 0x"); at != std::string_view::npos) {
+            uint32_t type = 0;
+            std::from_chars(text.data() + at + 14, text.data() + text.size(), type, 16);
+            states.motionCapType = type;
+        } else if (startsWith(text, "hf ") || text == "AF X" || text == "AE X" || text == "Metadata is nullptr")
+            blocks.emplace_back();
+        if (has(text, "No zslFrame: ")) {
+            refused = true;
+            if (auto camera = after<int>(text, ",camid:"); camera && blocks.size() > 1)
+                thread.cameraAt[blocks.size() - 2] = *camera;
+        }
+        if (auto mode = after<int32_t>(text, "perframeSensorMode:"))
+            sensorMode = mode;
+        sensorOwnMode = sensorOwnMode || has(text, "reqDesiredSensorMode");
+        sensorFailed = sensorFailed || has(text, "checkDesiredSensorMode fail!");
+    }
+    blocks.pop_back(); // the one opened after the last block's end
+    // Several metadata judged: the physical cameras, in the record's order.
+    // A camera's id is logged only when it fails; one learnt at a position
+    // names that position's camera in every frame of the capture.
+    const bool cameras = blocks.size() > 1 || thread.cameraAt.count(0);
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        auto known = thread.cameraAt.find(i);
+        named[!cameras ? "" : known != thread.cameraAt.end() ? "cam " + std::to_string(known->second)
+                                                             : "cam ?" + std::to_string(i + 1)] = blocks[i];
+    }
+
+    // The step the check belongs to: this thread's last capture of the same
+    // fwkFrame, else a step of its own.
+    std::optional<size_t> target = thread.capture;
+    if (target && fwkFrame && mSession.steps[*target].fwkFrame != *fwkFrame)
+        target.reset();
+    if (!target) {
+        mSession.steps.emplace_back();
+        StepOutcome &step = mSession.steps.back();
+        step.kind = StepKind::Check;
+        step.fwkFrame = fwkFrame.value_or(0);
+        step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
+                     std::to_string(call.firstLine);
+        target = mSession.steps.size() - 1;
+    }
+    StepOutcome &step = mSession.steps[*target];
+    if (step.kind == StepKind::Select)
+        step.kind = StepKind::Capture;
+
+    const std::vector<uint32_t> &selected = step.selectedFrames;
+    if (frame) {
+        auto at = std::find(selected.begin() + static_cast<std::ptrdiff_t>(std::min(thread.nextSelected, selected.size())),
+                            selected.end(), *frame);
+        if (at != selected.end())
+            thread.nextSelected = static_cast<size_t>(at - selected.begin()) + 1;
+    } else if (step.kind == StepKind::Capture && thread.nextSelected < selected.size()) {
+        frame = selected[thread.nextSelected++];
+        const std::string assumed = "accepted frames without super resolution have no line naming them: they are "
+                                    "numbered in selection order, assuming the host checks the selected frames in "
+                                    "that order";
+        if (std::find(step.notes.begin(), step.notes.end(), assumed) == step.notes.end())
+            step.notes.push_back(assumed);
+    } else {
+        step.notes.push_back("the frame of the check from line " + std::to_string(call.firstLine) +
+                             " is not in the log (shown as frame 0)");
+    }
+    check.frame = frame.value_or(0);
+    check.verdict = {!refused && !sensorFailed, refused || !(sensorFailed && sensorOwnMode)};
+    if (!check.verdict.first) {
+        Refusal why = refusal(call.lines);
+        check.reason = std::move(why.reason);
+        check.explanation = std::move(why.explanation);
+    }
+    for (auto &[source, states] : named)
+        step.states[source][check.frame] = states;
+    if (sensorMode)
+        step.sensorModes[check.frame] = *sensorMode;
+    step.log.insert(step.log.end(), call.lines.begin(), call.lines.end());
+    check.log = std::move(call.lines);
+    if (check.verdict.first && step.taken.size() < step.requested)
+        step.taken.push_back(check.frame);
+    step.checks.push_back(std::move(check));
+}
+
+void LogImporter::closeNeeded(Thread &thread)
+{
+    if (!thread.needed)
+        return;
+    mSession.steps.emplace_back();
+    StepOutcome &step = mSession.steps.back();
+    step.kind = StepKind::Needed;
+    step.needed = after<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
+    step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", line " +
+                 std::to_string(thread.needed->second);
+    step.log.push_back(std::move(thread.needed->first));
+    thread.needed.reset();
+}
+
+SessionOutcome LogImporter::finish()
+{
+    for (auto &[id, thread] : mThreads) {
+        if (thread.selecting && !mSession.steps[*thread.selecting].csbegin &&
+            std::none_of(mSession.steps[*thread.selecting].log.begin(), mSession.steps[*thread.selecting].log.end(),
+                         [](const kohost::LogLine &line) { return has(line.text, "select finished"); }))
+            warn(thread.lastLine, "the log ends inside the selection of fwkFrame " +
+                                      std::to_string(mSession.steps[*thread.selecting].fwkFrame));
+        closeSelection(thread);
+        closeCall(thread);
+        closeNeeded(thread);
+    }
+    for (const auto &[text, count] : mWarningCounts)
+        if (count > kWarningsPerKind)
+            mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text);
+    mSession.description = "read from a device log: " + std::to_string(mLinesUsed) + " lines of the plug-in";
+    return std::move(mSession);
+}
+
+} // namespace replay

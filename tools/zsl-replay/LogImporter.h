@@ -1,0 +1,79 @@
+#pragma once
+/*
+ * LogImporter: rebuilds captures from the plug-in's own lines in a device
+ * log, fed one line at a time in the log's order. Lines are told apart by
+ * process and thread: each thread's selectZSLFrames lines make a capture
+ * (lists, zsdTs and curTime, logged shutter times, anchor, begin, frames
+ * passed over), and the checkFrame lines that follow on the same thread
+ * make its judged frames (verdict, reason, the states the lines print).
+ * What the log cannot tell is said in each step's notes, with the
+ * assumptions made; problems of the log itself become warnings. Memory
+ * grows with the captures found, not with the log.
+ */
+
+#include "Outcome.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace replay {
+
+class LogImporter {
+public:
+    explicit LogImporter(std::string file);
+
+    void add(kohost::LogLine line, uint64_t lineNumber);
+    // A problem of the log itself, found while reading it.
+    void problem(const std::string &text);
+
+    // The captures found, in the order of their first line; call once.
+    SessionOutcome finish();
+    const std::vector<std::string> &warnings() const { return mWarnings; }
+    uint64_t linesUsed() const { return mLinesUsed; }
+
+private:
+    // Where a checkFrame call's lines stand: judging metadata, one camera
+    // refused (more cameras may follow), refused, qualified (the sensor-mode
+    // check may follow), in the sensor-mode check, ended.
+    enum class Phase { Qualify, CameraRefused, Refused, Qualified, Sensor, Ended };
+
+    struct Call {
+        std::vector<kohost::LogLine> lines;
+        Phase phase = Phase::Qualify;
+        bool blockOpen = false;  // inside one metadata's qualification
+        size_t afterRefusal = 0; // lines after the last refused camera
+        uint64_t firstLine = 0;
+    };
+
+    struct Thread {
+        int pid = 0, tid = 0;
+        std::optional<size_t> selecting; // the step whose selection lines are open
+        std::optional<size_t> capture;   // the step the next checks belong to
+        size_t nextSelected = 0;
+        std::map<size_t, int> cameraAt; // camera ids learnt by position in a record
+        std::optional<Call> call;
+        std::optional<std::pair<kohost::LogLine, uint64_t>> needed; // an answer no selection followed yet
+        int64_t lastTimeNs = 0;
+        uint64_t lastLine = 0;
+    };
+
+    void warn(uint64_t lineNumber, const std::string &text);
+    void selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts);
+    void checkLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber);
+    void closeSelection(Thread &thread);
+    void closeCall(Thread &thread);
+    void closeNeeded(Thread &thread);
+
+    SessionOutcome mSession;
+    std::map<std::pair<int, int>, Thread> mThreads;
+    std::map<int, bool> mPending; // the pending switch per process, from its configuration line
+    std::vector<std::string> mWarnings;
+    std::map<std::string, size_t> mWarningCounts;
+    uint64_t mLinesUsed = 0;
+};
+
+} // namespace replay

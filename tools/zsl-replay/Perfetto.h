@@ -1,0 +1,26 @@
+#pragma once
+/*
+ * Perfetto: a session's outcome as a trace in the Trace Event Format, which
+ * ui.perfetto.dev and chrome://tracing open. Per session one process; per
+ * queue one track with an instant at each frame's shutter time; a track of
+ * captures with the zsdTs and capture moments; a track of the plug-in's
+ * calls as slices; counters per frame for AE state, AF state, lens state
+ * and sensor mode; a flow from each capture to each frame the host took.
+ * Times are the boot-time clock's (in the format's microseconds, to the
+ * nanosecond), so the file lines up with a device's own trace. The calls'
+ * slices are laid out one after another from the capture moment: neither
+ * a replay (its clock is pinned) nor a log (its clock is the wall clock, in
+ * milliseconds) times them on the boot-time clock.
+ */
+
+#include "Outcome.h"
+
+#include <nlohmann/json.hpp>
+
+#include <vector>
+
+namespace replay {
+
+nlohmann::json perfettoTrace(const std::vector<SessionOutcome> &sessions);
+
+} // namespace replay

@@ -1,0 +1,229 @@
+// Writing a capture read from a log as a trace.
+
+#include "TraceWriter.h"
+
+#include "FrameText.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+
+namespace replay {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+constexpr int64_t kFrameIntervalNs = 33000000; // when the log shows no two neighbours
+
+template <typename T> std::optional<T> after(std::string_view text, std::string_view marker)
+{
+    const auto at = text.find(marker);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    T value{};
+    const char *begin = text.data() + at + marker.size();
+    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    return error == std::errc() && end != begin ? std::optional<T>(value) : std::nullopt;
+}
+
+// The value of the first line holding marker, read right after it.
+template <typename T> std::optional<T> logged(const std::vector<kohost::LogLine> &lines, std::string_view marker)
+{
+    for (const kohost::LogLine &line : lines)
+        if (auto value = after<T>(line.text, marker))
+            return value;
+    return std::nullopt;
+}
+
+bool anyLine(const std::vector<kohost::LogLine> &lines, std::string_view part)
+{
+    return std::any_of(lines.begin(), lines.end(),
+                       [part](const kohost::LogLine &line) { return line.text.find(part) != std::string::npos; });
+}
+
+Json metadataOf(const FrameStates &states)
+{
+    Json meta = Json::object();
+    auto put = [&](const char *tag, const std::optional<int> &value) {
+        if (value)
+            meta[tag] = *value;
+    };
+    put("android.control.aeExposureCompensation", states.ev);
+    put("android.control.afMode", states.afMode);
+    put("android.control.afState", states.afState);
+    put("android.lens.state", states.lensState);
+    put("android.control.aeState", states.aeState);
+    if (states.motionCapType) {
+        char hex[16];
+        std::snprintf(hex, sizeof(hex), "0x%x", *states.motionCapType);
+        meta["korvan.ai.kosd.motionCaptureType"] = hex;
+    }
+    return meta;
+}
+
+// The request as far as the lines show it.
+Json requestOf(const StepOutcome &step)
+{
+    Json request = Json::object();
+    request["android.control.enableZsl"] = step.needed.value_or(true) ? 1 : 0;
+    if (auto ev = logged<int>(step.log, " get EV setting=")) // the request's side has a leading blank
+        request["android.control.aeExposureCompensation"] = *ev;
+    if (auto sr = logged<int>(step.log, "enabled successful, srEnable = "))
+        request["korvan.superResolution.enabled"] = *sr;
+    // The sensor-mode check runs for super resolution or noise reduction;
+    // without the first, the request enabled the second.
+    if (anyLine(step.log, "[ZSLSelector] checkFrameNum = ") && request.value("korvan.superResolution.enabled", 0) != 1)
+        request["korvan.mfnr.enabled"] = 1;
+    if (auto mode = logged<int32_t>(step.log, "desiredSensorMode = "); mode && *mode >= 0 &&
+                                                                    anyLine(step.log, "sensorMode successful"))
+        request["com.korvan.ext.control.policy.sensorMode"] = *mode;
+    if (anyLine(step.log, "QuickSnapshot bypass"))
+        request["korvan.quicksnapshot.isQuickSnapshot"] = 1;
+    if (auto anchor = logged<int64_t>(step.log, "anchorTS:"); anchor && *anchor != 0)
+        request["korvan.mfnr.anchorTimeStamp"] = *anchor;
+    for (const kohost::LogLine &line : step.log) // the type is printed in hex
+        if (const auto at = line.text.find("motionCapType:0x"); at != std::string::npos) {
+            uint32_t type = 0;
+            std::from_chars(line.text.data() + at + 16, line.text.data() + line.text.size(), type, 16);
+            char hex[16];
+            std::snprintf(hex, sizeof(hex), "0x%x", type);
+            if (type != 0)
+                request["korvan.ai.kosd.motionCaptureType"] = hex;
+            break;
+        }
+    return request;
+}
+
+} // namespace
+
+nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step)
+{
+    std::vector<std::string> filled;
+    Json trace;
+    trace["name"] = "fwkFrame " + std::to_string(step.fwkFrame) + " from " + session.file;
+
+    Json properties = Json::object();
+    const kohost::LogLine *config = session.setupLog.empty() ? nullptr : &session.setupLog.back();
+    if (config) {
+        properties["persist.vendor.kohal.selector.pending.mask"] =
+            after<int>(config->text, "mSupportPending ").value_or(0) != 0;
+        properties["ro.vendor.camera3.zsl.default"] = after<int64_t>(config->text, "default(").value_or(0);
+        properties["ro.vendor.camera3.zsl.project"] = after<int64_t>(config->text, "project(").value_or(0);
+        properties["vendor.debug.camera3.zsl.timestamp"] = after<int64_t>(config->text, "user(").value_or(0);
+    } else if (step.zsdTs && step.curTime) {
+        properties["ro.vendor.camera3.zsl.default"] = (*step.curTime - *step.zsdTs) / 1000000;
+        filled.push_back("the selector's configuration line is not in the log: the time window is curTime - zsdTs "
+                         "and the pending switch is off");
+    }
+    trace["properties"] = properties;
+
+    // Shutter times: as logged, else the last one before in list order plus
+    // the logged frame interval.
+    std::vector<uint32_t> frames = step.consumer;
+    frames.insert(frames.end(), step.producer.begin(), step.producer.end());
+    std::vector<int64_t> intervals;
+    for (size_t i = 1; i < step.consumer.size(); ++i) {
+        auto a = step.shutterNs.find(step.consumer[i - 1]), b = step.shutterNs.find(step.consumer[i]);
+        if (a != step.shutterNs.end() && b != step.shutterNs.end())
+            intervals.push_back(b->second - a->second);
+    }
+    std::sort(intervals.begin(), intervals.end());
+    const int64_t interval = intervals.empty() ? kFrameIntervalNs : intervals[intervals.size() / 2];
+    // Cameras whose id the log never showed ("cam ?2": the second of the
+    // record) take the lowest ids no logged camera has.
+    std::set<std::string> ids;
+    std::map<std::string, std::string> unknownIds;
+    for (const auto &entry : step.states)
+        if (entry.first.rfind("cam ", 0) == 0 && entry.first[4] != '?')
+            ids.insert(entry.first.substr(4));
+    for (const auto &entry : step.states)
+        if (entry.first.rfind("cam ?", 0) == 0) {
+            int id = 0;
+            while (ids.count(std::to_string(id)))
+                ++id;
+            ids.insert(unknownIds[entry.first] = std::to_string(id));
+        }
+    if (!unknownIds.empty())
+        filled.push_back("cameras whose id is not in the log take the lowest free ids");
+    auto cameraId = [&unknownIds](const std::string &source) {
+        return unknownIds.count(source) ? unknownIds.at(source) : source.substr(4);
+    };
+    std::vector<uint32_t> gone, estimated;
+    for (const StepWarning &warning : step.warnings)
+        if (warning.text.find("left the queue") != std::string::npos)
+            gone.push_back(warning.frame);
+
+    Json records = Json::object();
+    std::optional<int64_t> last;
+    for (uint32_t frame : frames) {
+        if (std::count(gone.begin(), gone.end(), frame) || records.contains(std::to_string(frame)))
+            continue;
+        auto shutter = step.shutterNs.find(frame);
+        int64_t ns;
+        if (shutter != step.shutterNs.end()) {
+            ns = shutter->second;
+        } else {
+            ns = last ? *last + interval : step.captureNs - interval;
+            estimated.push_back(frame);
+        }
+        last = ns;
+        Json record;
+        record["shutter"] = ns;
+        auto own = step.states.find("");
+        if (own != step.states.end() && own->second.count(frame))
+            record["metadata"] = metadataOf(own->second.at(frame));
+        Json physical = Json::object();
+        for (const auto &[source, states] : step.states)
+            if (source.rfind("cam ", 0) == 0 && states.count(frame))
+                physical[cameraId(source)] = metadataOf(states.at(frame));
+        if (!physical.empty())
+            record["physical"] = physical;
+        records[std::to_string(frame)] = record;
+    }
+    if (!estimated.empty())
+        filled.push_back("shutter times of frames " + frameText(estimated) + " are not in the log: they follow "
+                         "the logged frame interval");
+    filled.push_back("frames the plug-in never judged carry no metadata; no frame counts as used");
+
+    Json meta;
+    meta["id"] = 0;
+    meta["type"] = "meta";
+    meta["name"] = step.queues.empty() ? "ZSLMetaQ" : step.queues.front().name;
+    meta["consumer"] = step.consumer;
+    if (!step.producer.empty())
+        meta["producer"] = step.producer;
+    meta["frames"] = records;
+    Json queues = Json::array({meta});
+    if (!step.sensorModes.empty()) {
+        Json modes = Json::object();
+        for (const auto &[frame, mode] : step.sensorModes)
+            if (mode >= 0)
+                modes[std::to_string(frame)] = {{"sensorMode", mode}};
+        queues.push_back({{"id", 1}, {"type", "sensorMode"}, {"frames", modes}});
+    }
+
+    Json capture;
+    capture["label"] = step.label;
+    capture["fwkFrame"] = step.fwkFrame;
+    capture["at"] = step.captureNs;
+    capture["requests"] = Json::array();
+    for (size_t i = 0; i < std::max<size_t>(1, step.requested); ++i)
+        capture["requests"].push_back(requestOf(step));
+    if (step.requested == 0)
+        filled.push_back("the number of requested frames is not in the log: one");
+
+    std::string description = "Read from a device log.";
+    for (const std::string &note : filled)
+        description += " " + std::string(1, static_cast<char>(std::toupper(note[0]))) + note.substr(1) + ".";
+    trace["description"] = description;
+    trace["queues"] = queues;
+    trace["steps"] = Json::array({{{step.kind == StepKind::Capture ? "capture" : "select", capture}}});
+    return trace;
+}
+
+} // namespace replay
