@@ -1,6 +1,8 @@
 // zsl-replay as an engineer runs it: the built program on small traces,
 // results read back from --json.
 
+#include "ReplayCli.h"
+
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -16,48 +18,11 @@
 
 namespace {
 
+using kotest::Outcome;
+using kotest::replay;
+using kotest::TempFile;
 using nlohmann::json;
 const std::string kTraces = ZSL_TEST_TRACES; // traces kept as tests
-
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-// A temporary file holding text, removed with the object.
-class TempFile {
-public:
-    explicit TempFile(const std::string &text = "")
-    {
-        char path[] = "/tmp/zsl-replay-test-XXXXXX";
-        close(mkstemp(path));
-        mPath = path;
-        std::ofstream(mPath) << text;
-    }
-    ~TempFile() { unlink(mPath.c_str()); }
-    const std::string &path() const { return mPath; }
-    std::string text() const { return {std::istreambuf_iterator<char>(std::ifstream(mPath).rdbuf()), {}}; }
-
-private:
-    std::string mPath;
-};
-
-// Runs the tool: exit status, standard output and standard error.
-Outcome replay(const std::string &args, const std::string &environment = "")
-{
-    TempFile err;
-    Outcome run;
-    std::string command = environment + " " + ZSL_REPLAY_COMMAND + " " + args + " 2>" + err.path();
-    FILE *pipe = popen(command.c_str(), "r");
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;)
-        run.out.append(buffer, n);
-    int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.err = err.text();
-    return run;
-}
 
 json replayJson(const std::string &args)
 {

@@ -265,11 +265,9 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
     }
     if (std::ferror(stream))
         return false;
-    if (skipping || !carried.empty()) {
-        problem("the log ends in the middle of line " + std::to_string(number + 1) + "; the part read is used");
-        if (!skipping)
-            handle(carried);
-    }
+    // A line cut by the end may have lost any part of its text: not guessed at.
+    if (skipping || !carried.empty())
+        problem("the log ends in the middle of line " + std::to_string(number + 1) + ", which is left out");
     return true;
 }
 

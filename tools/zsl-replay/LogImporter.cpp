@@ -158,6 +158,11 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
     if (starts || !thread.selecting) {
         closeSelection(thread);
         closeCall(thread);
+        // A host selects after a yes; after a no, the selection is a call of its own.
+        std::optional<std::pair<kohost::LogLine, uint64_t>> yes;
+        if (thread.needed && after<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0)
+            yes.swap(thread.needed);
+        closeNeeded(thread);
         mSession.steps.emplace_back();
         StepOutcome &step = mSession.steps.back();
         step.kind = StepKind::Select;
@@ -165,10 +170,9 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
         step.fwkFrame = after<uint32_t>(line.text, "fwkFrame:").value_or(0);
         step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
                      std::to_string(lineNumber);
-        if (thread.needed) {
-            step.needed = after<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
-            step.log.push_back(std::move(thread.needed->first));
-            thread.needed.reset();
+        if (yes) {
+            step.needed = true;
+            step.log.push_back(std::move(yes->first));
         }
         if (!starts) {
             warn(lineNumber, "the log starts inside the selection of fwkFrame " + std::to_string(step.fwkFrame));
@@ -210,21 +214,29 @@ void LogImporter::closeSelection(Thread &thread)
     const size_t begin = static_cast<size_t>(std::max<int64_t>(0, int64_t(*step.csbegin) + passedOver));
     if (begin < step.consumer.size())
         step.selectedFrames.assign(step.consumer.begin() + static_cast<std::ptrdiff_t>(begin), step.consumer.end());
+    // A begin above 0 tells how many frames the capture wants: the begin is
+    // anchorOffset + 1 + n - requestCount.
+    const int64_t n = static_cast<int64_t>(step.consumer.size());
+    const int64_t offset = *step.anchorOffset;
+    if (*step.csbegin > 0)
+        step.requested = static_cast<size_t>(std::max<int64_t>(0, offset + 1 + n - *step.csbegin));
+    else
+        step.notes.push_back("how many frames the capture wants is not in the log (a begin of 0 does not tell), so "
+                             "the frames taken are not shown");
+    // The producer part, from the list the anchor scan logged; the selector
+    // fetches it again, which is not logged: assumed unchanged.
     const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;
-    if (!pending && *step.anchorOffset >= -1) {
-        if (!step.producer.empty() && *step.anchorOffset == -1)
-            step.selectedFrames.insert(step.selectedFrames.end(), step.producer.begin(), step.producer.end());
-        else
-            step.notes.push_back("producer frames may follow the selection: the producer list the selector "
-                                 "fetches again is not in the log");
+    if (!pending && offset >= -1) {
+        const int64_t wanted = static_cast<int64_t>(step.requested);
+        // With a begin of 0 the capture wants at least offset + 1 + n frames: from 0.
+        const int64_t from = *step.csbegin > 0 && offset + 1 > wanted ? offset + 1 - wanted : 0;
+        if (step.producer.empty())
+            step.notes.push_back("producer frames may follow the selection: the producer list is not in the log");
+        else if (from < static_cast<int64_t>(step.producer.size()))
+            step.selectedFrames.insert(step.selectedFrames.end(), step.producer.begin() + from, step.producer.end());
     }
     step.notes.push_back("frames up to the last used frame number are left out of the selection; that number "
                          "is not in the log");
-    // With the anchor in the consumer list and a begin above 0, the begin
-    // tells how many frames the capture wants.
-    const int64_t anchorIndex = int64_t(*step.anchorOffset) + int64_t(step.consumer.size());
-    if (*step.anchorOffset < 0 && *step.csbegin > 0)
-        step.requested = static_cast<size_t>(anchorIndex + 1 - *step.csbegin);
     std::vector<uint32_t> unknown;
     for (uint32_t frame : step.consumer)
         if (!step.shutterNs.count(frame) &&
@@ -382,6 +394,8 @@ void LogImporter::closeCall(Thread &thread)
     std::optional<size_t> target = thread.capture;
     if (target && fwkFrame && mSession.steps[*target].fwkFrame != *fwkFrame)
         target.reset();
+    if (target && !frame && thread.nextSelected >= mSession.steps[*target].selectedFrames.size())
+        target.reset(); // no frame of the selection is left for it
     if (!target) {
         mSession.steps.emplace_back();
         StepOutcome &step = mSession.steps.back();

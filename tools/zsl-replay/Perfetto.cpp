@@ -3,6 +3,7 @@
 #include "Perfetto.h"
 
 #include <map>
+#include <set>
 #include <string>
 
 namespace replay {
@@ -11,9 +12,8 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int kCaptureTrack = 1;
-constexpr int kCallTrack = 2;
-constexpr int kFirstQueueTrack = 10;
+constexpr int kFirstQueueTrack = 1;
+constexpr int kFirstStepTrack = 1000;
 constexpr int64_t kCallNs = 1000; // a call's nominal length
 
 double us(int64_t ns)
@@ -59,7 +59,17 @@ private:
     int mFlows = 0;
 };
 
-void writeStep(Writer &out, int pid, const StepOutcome &step, std::map<std::string, int> &queueTracks)
+// The frames taken on one queue's track: one slice of a nanosecond per
+// frame, shared by every capture that took it, for the flows to end in.
+// Frames shot at the same moment get slices one after another, so that no
+// two overlap.
+struct TakenSlices {
+    std::map<uint32_t, int64_t> begin;
+    std::set<int64_t> used;
+};
+
+void writeStep(Writer &out, int pid, int stepTrack, const StepOutcome &step, std::map<std::string, int> &queueTracks,
+               std::map<int, TakenSlices> &taken)
 {
     auto trackOf = [&](const QueueView &queue) {
         const std::string key = std::to_string(queue.id) + "/" + queue.name;
@@ -77,34 +87,42 @@ void writeStep(Writer &out, int pid, const StepOutcome &step, std::map<std::stri
                             {{"frame", frame}, {"queue", queue.name}});
     }
 
-    // The calls, one after another from the capture moment.
-    int64_t at = step.captureNs;
-    auto call = [&](const std::string &name, json args) {
-        out.slice(pid, kCallTrack, name, at, at + kCallNs, std::move(args));
-        at += kCallNs;
-    };
+    // The step's own track: the capture, its zsdTs, and the plug-in's calls
+    // inside it, one after another from the capture moment.
+    out.name(pid, stepTrack, "thread_name", std::string(stepKindName(step.kind)) + " " + tag);
+    std::vector<std::pair<std::string, json>> calls;
     if (step.needed)
-        call("isSelectorNeeded", {{"fwkFrame", step.fwkFrame}, {"needed", *step.needed}});
+        calls.push_back({"isSelectorNeeded", {{"needed", *step.needed}}});
     if (step.selectRan)
-        call("selectZSLFrames", {{"fwkFrame", step.fwkFrame}, {"selected", step.selectedFrames}});
+        calls.push_back({"selectZSLFrames", {{"selected", step.selectedFrames}}});
     for (const CheckOutcome &check : step.checks)
-        call("checkFrame " + std::to_string(check.frame),
-             {{"fwkFrame", step.fwkFrame}, {"frame", check.frame}, {"accepted", check.verdict.first},
-              {"reason", check.explanation}});
-
+        calls.push_back({"checkFrame " + std::to_string(check.frame),
+                         {{"frame", check.frame}, {"accepted", check.verdict.first}, {"reason", check.explanation}}});
+    // One nanosecond past the last call: the capture ends after, not with, it.
+    const int64_t end = step.captureNs + kCallNs * static_cast<int64_t>(calls.size()) + 1;
+    out.slice(pid, stepTrack, "capture " + tag, step.captureNs, end, {{"fwkFrame", step.fwkFrame}, {"taken", step.taken}});
+    int64_t at = step.captureNs;
+    for (auto &[name, args] : calls) {
+        out.slice(pid, stepTrack, name, at, at + kCallNs, std::move(args));
+        at += kCallNs;
+    }
     if (step.zsdTs)
-        out.instant(pid, kCaptureTrack, "zsdTs " + tag, *step.zsdTs, {{"zsdTs", *step.zsdTs}});
-    out.slice(pid, kCaptureTrack, "capture " + tag, step.captureNs, std::max(at, step.captureNs + kCallNs),
-              {{"fwkFrame", step.fwkFrame}, {"taken", step.taken}});
+        out.instant(pid, stepTrack, "zsdTs " + tag, *step.zsdTs, {{"zsdTs", *step.zsdTs}});
 
-    // Each taken frame: a short slice on its queue's track for the flow to end in.
     for (uint32_t frame : step.taken) {
         auto shutter = step.shutterNs.find(frame);
         if (shutter == step.shutterNs.end() || step.queues.empty())
             continue;
         const int track = trackOf(step.queues.front());
-        out.slice(pid, track, "taken by " + tag, shutter->second, shutter->second + kCallNs, {{"frame", frame}});
-        out.flow(pid, kCaptureTrack, step.captureNs, track, shutter->second);
+        TakenSlices &slices = taken[track];
+        auto [slice, added] = slices.begin.emplace(frame, shutter->second);
+        if (added) {
+            while (!slices.used.insert(slice->second).second)
+                ++slice->second;
+            out.slice(pid, track, "frame " + std::to_string(frame) + " taken", slice->second, slice->second + 1,
+                      {{"frame", frame}});
+        }
+        out.flow(pid, stepTrack, step.captureNs, track, slice->second);
     }
 
     for (const auto &[source, frames] : step.states)
@@ -135,11 +153,10 @@ json perfettoTrace(const std::vector<SessionOutcome> &sessions)
     for (const SessionOutcome &session : sessions) {
         ++pid;
         out.name(pid, 0, "process_name", session.name + (session.fromLog ? " (read from a log)" : "") + " - " + session.file);
-        out.name(pid, kCaptureTrack, "thread_name", "captures");
-        out.name(pid, kCallTrack, "thread_name", "plug-in calls (in order, nominal length)");
         std::map<std::string, int> queueTracks;
-        for (const StepOutcome &step : session.steps)
-            writeStep(out, pid, step, queueTracks);
+        std::map<int, TakenSlices> taken;
+        for (size_t i = 0; i < session.steps.size(); ++i)
+            writeStep(out, pid, kFirstStepTrack + static_cast<int>(i), session.steps[i], queueTracks, taken);
     }
     return {{"traceEvents", events}, {"displayTimeUnit", "ns"}};
 }

@@ -1,0 +1,357 @@
+// From a replay to a device's logcat and back: what the log reader rebuilds
+// equals what the replay knew; the log formats engineers have; a damaged
+// log; the Perfetto export's rules.
+
+#include "ReplayCli.h"
+
+#include <DeviceLog.h>
+#include <LogImporter.h>
+#include <Perfetto.h>
+#include <PluginLoader.h>
+#include <Replayer.h>
+#include <TraceReader.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace replay;
+using kotest::Outcome;
+using kotest::TempFile;
+using nlohmann::json;
+
+// A frame whose states pass every rule, and the request that matches it.
+#define SETTLED R"({"android.control.aeExposureCompensation": 0, "android.control.afMode": 4, "android.control.afState": 2, "android.lens.state": 0, "android.control.aeState": 2})"
+#define SCANNING R"({"android.control.aeExposureCompensation": 0, "android.control.afMode": 4, "android.control.afState": 3, "android.lens.state": 1, "android.control.aeState": 2})"
+#define WANTS(n) R"({"android.control.enableZsl": 1, "android.control.aeExposureCompensation": 0)" n "}"
+
+struct Case {
+    const char *name;
+    const char *trace; // nullptr: the file named by path
+    const char *path = nullptr;
+};
+
+// The replay's session, its Android log as threadtime text, and that text read back.
+struct RoundTrip {
+    SessionOutcome replayed;
+    std::string logcat;
+};
+
+RoundTrip replayToLogcat(TraceSpec trace, int tid = 0)
+{
+    trace.logLevel = 3; // the Android log open at debug level, as a device logs it
+    RoundTrip trip{Replayer(kohost::defaultPluginPath()).run(trace), ""};
+    for (kohost::LogLine line : trip.replayed.androidLog) {
+        line.tid = tid ? tid : line.tid;
+        trip.logcat += threadtimeLine(line) + "\n";
+    }
+    return trip;
+}
+
+SessionOutcome readLog(const std::string &text, std::vector<std::string> *warnings = nullptr)
+{
+    LogImporter importer("test.log");
+    std::FILE *stream = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
+    EXPECT_TRUE(readDeviceLog(
+        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [&](const std::string &problem) { importer.problem(problem); }));
+    std::fclose(stream);
+    SessionOutcome session = importer.finish();
+    if (warnings)
+        *warnings = importer.warnings();
+    return session;
+}
+
+// Every selection of the replay is found in the log with the same facts,
+// and every check the plug-in logged with the same verdict and reason.
+void expectRebuilt(const SessionOutcome &replayed, const SessionOutcome &read)
+{
+    std::vector<const StepOutcome *> selections;
+    for (const StepOutcome &step : read.steps)
+        if (step.selectRan)
+            selections.push_back(&step);
+    size_t next = 0;
+    for (const StepOutcome &want : replayed.steps) {
+        if (!want.selectRan)
+            continue;
+        ASSERT_LT(next, selections.size()) << "fwkFrame " << want.fwkFrame;
+        const StepOutcome &got = *selections[next++];
+        SCOPED_TRACE("fwkFrame " + std::to_string(want.fwkFrame));
+        EXPECT_EQ(got.fwkFrame, want.fwkFrame);
+        EXPECT_EQ(got.consumer, want.consumer);
+        if (!got.producer.empty()) {
+            EXPECT_EQ(got.producer, want.producer);
+        }
+        EXPECT_EQ(got.zsdTs, want.zsdTs);
+        EXPECT_EQ(got.captureNs, want.captureNs);
+        EXPECT_EQ(got.anchorFrame, want.anchorFrame);
+        EXPECT_EQ(got.anchorOffset, want.anchorOffset);
+        EXPECT_EQ(got.csbegin, want.csbegin);
+        for (const auto &[frame, ns] : got.shutterNs)
+            EXPECT_EQ(want.shutterNs.at(frame), ns) << "frame " << frame;
+        ASSERT_EQ(got.warnings.size(), want.warnings.size());
+        for (size_t i = 0; i < got.warnings.size(); ++i)
+            EXPECT_EQ(got.warnings[i].text, want.warnings[i].text);
+        // The traces use no frame numbers: the whole selection is known
+        // unless the producer list was not logged.
+        const bool producerUnknown = std::any_of(got.notes.begin(), got.notes.end(), [](const std::string &note) {
+            return note.find("producer list is not in the log") != std::string::npos;
+        });
+        if (!producerUnknown) {
+            EXPECT_EQ(got.selectedFrames, want.selectedFrames);
+        }
+        std::vector<const CheckOutcome *> logged;
+        for (const CheckOutcome &check : want.checks)
+            if (!check.log.empty()) // a frame without a record and a null request leaves no line
+                logged.push_back(&check);
+        ASSERT_EQ(got.checks.size(), logged.size());
+        for (size_t i = 0; i < logged.size(); ++i) {
+            EXPECT_EQ(got.checks[i].frame, logged[i]->frame);
+            EXPECT_EQ(got.checks[i].verdict, logged[i]->verdict) << "frame " << logged[i]->frame;
+            EXPECT_EQ(got.checks[i].reason, logged[i]->reason) << "frame " << logged[i]->frame;
+        }
+        if (got.requested > 0) {
+            EXPECT_EQ(got.requested, want.requested);
+            EXPECT_EQ(got.taken, want.taken);
+        }
+    }
+}
+
+class LogRoundTrip : public testing::TestWithParam<Case> {};
+
+TEST_P(LogRoundTrip, ReadBackEqualsWhatTheReplayKnew)
+{
+    const Case &c = GetParam();
+    TraceSpec trace = c.trace ? parseTrace(c.trace, c.name) : readTraceFile(std::string(ZSL_SOURCE_DIR "/") + c.path);
+    RoundTrip trip = replayToLogcat(trace);
+    std::vector<std::string> warnings;
+    expectRebuilt(trip.replayed, readLog(trip.logcat, &warnings));
+    EXPECT_TRUE(warnings.empty()) << warnings.front();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Captures, LogRoundTrip,
+    testing::Values(
+        Case{"overview", nullptr, "examples/overview.json"},
+        Case{"motionCapture", nullptr, "examples/motion-capture.json"},
+        Case{"superResolutionSensorMode", nullptr, "examples/super-resolution-sensor-mode.json"},
+        Case{"twoCameraFocus", nullptr, "examples/two-camera-focus.json"},
+        Case{"removedFramesAndQueueLackingBegin", nullptr, "tests/tools/traces/taken-missing-and-why.json"},
+        Case{"pendingAndSingleSteps", nullptr, "tests/tools/traces/pending-and-single-steps.json"},
+        Case{"anchorInProducerList", R"({"queues": [{"id": 0, "type": "meta", "consumer": [1, 2], "producer": [3, 4],
+            "frames": {"1": {"shutter": "-500ms"}, "2": {"shutter": "-400ms"},
+                       "3": {"shutter": "-50ms", "metadata": )" SETTLED R"(}, "4": {"shutter": "-20ms", "metadata": )" SETTLED R"(}}}],
+            "steps": [{"capture": {"fwkFrame": 7, "requests": [)" WANTS("") R"(]}}]})"},
+        Case{"mfnrRefusedForSensorMode", R"({"queues": [{"id": 0, "type": "meta", "consumer": [1, 2],
+            "frames": {"1": {"shutter": "-60ms", "metadata": )" SETTLED R"(}, "2": {"shutter": "-30ms", "metadata": )" SETTLED R"(}}},
+            {"id": 1, "type": "sensorMode", "frames": {"1": {"sensorMode": 1}, "2": {"sensorMode": 2}}}],
+            "steps": [{"capture": {"fwkFrame": 8, "requests": [)" WANTS(R"(, "korvan.mfnr.enabled": 1, "com.korvan.ext.control.policy.sensorMode": 2)") R"(]}}]})"},
+        Case{"threeCamerasFirstAndThirdFail", R"({"queues": [{"id": 0, "type": "meta", "consumer": [1, 2, 3],
+            "frames": {"1": {"shutter": "-90ms", "physical": {"0": )" SCANNING R"(, "1": )" SETTLED R"(, "5": )" SCANNING R"(}},
+                       "2": {"shutter": "-60ms", "physical": {"0": )" SETTLED R"(, "1": )" SCANNING R"(, "5": )" SETTLED R"(}},
+                       "3": {"shutter": "-30ms", "physical": {"0": )" SETTLED R"(, "1": )" SETTLED R"(, "5": )" SETTLED R"(}}}}],
+            "properties": {"ro.vendor.camera3.zsl.default": 100},
+            "steps": [{"capture": {"fwkFrame": 9, "requests": [)" WANTS("") R"(, {}, {}]}}]})"},
+        Case{"nullRequestAndNoMetadataQueue", R"({"queues": [{"id": 0, "type": "meta", "consumer": [1],
+            "frames": {"1": {"shutter": "-30ms", "metadata": )" SETTLED R"(}}}],
+            "steps": [{"capture": {"fwkFrame": 3, "requests": [null]}}, {"check": {"frame": 1, "request": null}}]})"}),
+    [](const testing::TestParamInfo<Case> &info) { return info.param.name; });
+
+// Two cameras' selectors log at once: their lines interleave and are told
+// apart by thread.
+TEST(LogRoundTripThreads, TwoThreadsInterleaved)
+{
+    const std::string dir = ZSL_SOURCE_DIR "/examples/";
+    RoundTrip a = replayToLogcat(readTraceFile(dir + "overview.json"), 101);
+    RoundTrip b = replayToLogcat(readTraceFile(dir + "two-camera-focus.json"), 202);
+    std::istringstream linesA(a.logcat), linesB(b.logcat);
+    std::string mixed, line;
+    for (bool moreA = true, moreB = true; moreA || moreB;) {
+        if ((moreA = static_cast<bool>(std::getline(linesA, line))))
+            mixed += line + "\n";
+        if ((moreB = static_cast<bool>(std::getline(linesB, line))))
+            mixed += line + "\n";
+    }
+    const SessionOutcome read = readLog(mixed);
+    SessionOutcome first, second;
+    first.steps.push_back(read.steps.at(0));
+    second.steps.push_back(read.steps.at(1));
+    expectRebuilt(a.replayed, first);
+    expectRebuilt(b.replayed, second);
+}
+
+// One plug-in line in each format a device log comes in: the same line read
+// back, with its process and thread where the format shows them.
+struct FormatCase {
+    const char *name;
+    const char *line;
+    int pid, tid;
+};
+
+class DeviceLogFormats : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(DeviceLogFormats, ThePluginLineIsFound)
+{
+    const FormatCase &c = GetParam();
+    const auto line = readDeviceLogLine(c.line);
+    ASSERT_TRUE(line.has_value());
+    EXPECT_EQ(line->function, "selectZSLFrames");
+    EXPECT_EQ(line->fileName, "ZSLSelectorDefault.cpp");
+    EXPECT_EQ(line->line, 353);
+    EXPECT_EQ(line->text, "[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
+    EXPECT_EQ(line->pid, c.pid);
+    EXPECT_EQ(line->tid, c.tid);
+}
+
+#define MESSAGE "ZSL ZSLSelectorDefault.cpp:353 selectZSLFrames()[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000"
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, DeviceLogFormats,
+    testing::Values(FormatCase{"threadtime", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
+                    FormatCase{"threadtimeWithYear", "2026-11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
+                    FormatCase{"bugReportWithUid", "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
+                    FormatCase{"microseconds", "11-23 18:46:29.123456  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
+                    FormatCase{"carriageReturn", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r", 1234, 1240},
+                    FormatCase{"brief", "I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234},
+                    FormatCase{"time", "11-23 18:46:29.123 I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234},
+                    FormatCase{"systemLog", "[ZSL] I ZSLSelectorDefault.cpp:353 selectZSLFrames() [ZSLSelector] "
+                                            "fwkFrame:9 zsdTs:99900000000 curTime:100000000000", 0, 0}),
+    [](const testing::TestParamInfo<FormatCase> &info) { return info.param.name; });
+
+TEST(DeviceLogFormatsOther, OtherTagsAndShapesAreNotThePlugins)
+{
+    for (const char *line : {"11-23 18:46:29.123  1234  1240 I CameraService: " MESSAGE,
+                             "11-23 18:46:29.123  1234  1240 I KoAlgoEngineX: " MESSAGE,
+                             "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------",
+                             "KoAlgoEngine", "", "[ZSL]", "11-23 18:46:29.123 KoAlgoEngine: x"})
+        EXPECT_FALSE(readDeviceLogLine(line).has_value()) << line;
+}
+
+// A damaged log: what can be read is read, and each problem is one line.
+struct BadLog {
+    const char *name; // also what is done to the overview capture's log
+    int status;
+    const char *errHas;
+    const char *outHas;
+    long errLines = 1;
+};
+
+class DeviceLogBadInput : public testing::TestWithParam<BadLog> {};
+
+TEST_P(DeviceLogBadInput, ResultForWhatCanBeReadAndOneLinePerProblem)
+{
+    const BadLog &c = GetParam();
+    const std::string log =
+        replayToLogcat(readTraceFile(ZSL_SOURCE_DIR "/examples/overview.json")).logcat;
+    std::string text = log;
+    const std::string edit = c.name;
+    if (edit == "noPluginLine")
+        text = "11-23 18:46:29.123  1234  1240 I CameraService: open\n";
+    else if (edit == "cutInTheMiddle")
+        text = log.substr(0, log.find("ZSLAnchor") + 12);
+    else if (edit == "startsInsideTheSelection")
+        text = log.substr(log.find("\n", log.find("zsdTs:")) + 1);
+    else if (edit == "outOfOrder")
+        text = "02-01 00:00:00.000     1     1 D KoAlgoEngine: ZSL f.cpp:1 f()hf OK\n"
+               "01-01 00:00:00.000     1     1 D KoAlgoEngine: ZSL f.cpp:1 f()hf OK\n";
+    else if (edit == "unknownText")
+        text = log + "01-01 00:01:40.000  1  1 D KoAlgoEngine: ZSL f.cpp:1 f()something new\n";
+    TempFile file(text);
+    Outcome run = kotest::replay("--from-log " + file.path());
+    EXPECT_EQ(run.status, c.status) << run.err;
+    EXPECT_NE(run.err.find(c.errHas), std::string::npos) << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), c.errLines) << run.err;
+    EXPECT_NE(run.out.find(c.outHas), std::string::npos) << run.out;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Logs, DeviceLogBadInput,
+    testing::Values(
+        BadLog{"noPluginLine", 2, "no line of the plug-in (tag KoAlgoEngine) in this log", ""},
+        BadLog{"cutInTheMiddle", 0, "the log ends in the middle of line 10, which is left out",
+               "note: the selection's end (the anchor offset line) is not in the log", 2},
+        BadLog{"startsInsideTheSelection", 0, "line 1: the log starts inside the selection of fwkFrame 100",
+               "the selection starts at list position 3"},
+        BadLog{"outOfOrder", 0, "line 2: out of order: earlier than the thread's line 1", "accepted"},
+        BadLog{"unknownText", 0, "does not know, passed over: \"something new\"", "took 1 of 1"}),
+    [](const testing::TestParamInfo<BadLog> &info) { return info.param.name; });
+
+TEST(DeviceLogBadInputFiles, DirectoryAndMissingFileAreNamed)
+{
+    EXPECT_NE(kotest::replay("--from-log /").err.find("/: is a directory, not a log"), std::string::npos);
+    Outcome missing = kotest::replay("--from-log /nonexistent.log");
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("cannot read /nonexistent.log: No such file"), std::string::npos) << missing.err;
+}
+
+// The Trace Event Format's rules, as chrome://tracing and Perfetto read it:
+// required fields, balanced slices on each track, flows between existing slices.
+void expectValidTraceEvents(const json &trace)
+{
+    ASSERT_TRUE(trace["traceEvents"].is_array());
+    std::map<std::pair<int, int>, std::vector<std::pair<double, double>>> slices; // per track: [begin, end]
+    std::map<std::pair<int, int>, std::vector<std::pair<std::string, double>>> open;
+    std::map<int, std::vector<std::pair<std::pair<int, int>, double>>> flows; // id: its ends
+    std::vector<json> events(trace["traceEvents"].begin(), trace["traceEvents"].end());
+    std::stable_sort(events.begin(), events.end(), [](const json &a, const json &b) {
+        return a.value("ts", 0.0) < b.value("ts", 0.0) ||
+               (a.value("ts", 0.0) == b.value("ts", 0.0) && a["ph"] == "E" && b["ph"] == "B");
+    });
+    for (const json &event : events) {
+        const std::string ph = event.at("ph");
+        ASSERT_TRUE(event.at("name").is_string() && event.at("pid").is_number() && event.at("tid").is_number()) << event;
+        if (ph == "M")
+            continue;
+        ASSERT_TRUE(event.at("ts").is_number()) << event;
+        const std::pair<int, int> track{event["pid"], event["tid"]};
+        const double ts = event["ts"];
+        if (ph == "B") {
+            open[track].push_back({event["name"], ts});
+        } else if (ph == "E") {
+            ASSERT_FALSE(open[track].empty()) << "an end without a begin: " << event;
+            EXPECT_EQ(open[track].back().first, event["name"]) << event;
+            EXPECT_LE(open[track].back().second, ts);
+            slices[track].push_back({open[track].back().second, ts});
+            open[track].pop_back();
+        } else if (ph == "s" || ph == "f") {
+            flows[event.at("id")].push_back({track, ts});
+        } else {
+            EXPECT_TRUE(ph == "i" || ph == "C") << event;
+        }
+    }
+    for (const auto &[track, begun] : open)
+        EXPECT_TRUE(begun.empty()) << "slices never ended on track " << track.second;
+    EXPECT_FALSE(flows.empty());
+    for (const auto &[id, ends] : flows) {
+        ASSERT_EQ(ends.size(), 2u) << "flow " << id;
+        for (const auto &[track, ts] : ends)
+            EXPECT_TRUE(std::any_of(slices[track].begin(), slices[track].end(),
+                                    [ts = ts](const auto &slice) { return slice.first <= ts && ts <= slice.second; }))
+                << "flow " << id << " ends outside every slice of its track";
+    }
+}
+
+TEST(PerfettoExport, ReplayAndLogFollowTheTraceEventFormat)
+{
+    TempFile replayTrace, logTrace, log;
+    ASSERT_EQ(kotest::replay("--write-logcat " + log.path() + " --perfetto " + replayTrace.path()).status, 0);
+    ASSERT_EQ(kotest::replay("--from-log " + log.path() + " --perfetto " + logTrace.path()).status, 0);
+    for (const TempFile *file : {&replayTrace, &logTrace}) {
+        const json trace = json::parse(file->text());
+        expectValidTraceEvents(trace);
+        // Boot-time clock: the built-in captures happen 100 s after boot.
+        const auto &events = trace["traceEvents"];
+        EXPECT_TRUE(std::any_of(events.begin(), events.end(), [](const json &event) {
+            return event["name"] == "capture fwkFrame 100" && event["ts"] == 100e6;
+        }));
+    }
+}
+
+} // namespace
