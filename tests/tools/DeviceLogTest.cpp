@@ -277,7 +277,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLog{"noPluginLine", 2, "no line of the plug-in (tag KoAlgoEngine) in this log", ""},
         BadLog{"cutInTheMiddle", 0, "the log ends in the middle of line 10, which is left out",
                "note: the selection's end (the anchor offset line) is not in the log", 2},
-        BadLog{"startsInsideTheSelection", 0, "line 1: the log starts inside the selection of fwkFrame 100",
+        BadLog{"startsInsideTheSelection", 0, "line 1: the log starts inside a selection: fwkFrame 100",
                "the selection starts at list position 3"},
         BadLog{"outOfOrder", 0, "line 2: out of order: earlier than the thread's line 1", "accepted"},
         BadLog{"unknownText", 0, "does not know, passed over: \"something new\"", "took 1 of 1"}),

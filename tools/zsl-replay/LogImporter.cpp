@@ -98,12 +98,12 @@ LogImporter::LogImporter(std::string file)
     mSession.fromLog = true;
 }
 
-void LogImporter::warn(uint64_t lineNumber, const std::string &text)
+void LogImporter::warn(uint64_t lineNumber, const std::string &kind, const std::string &detail)
 {
     // One line per problem, but a log of a million alike problems is not
     // printed whole: the kind's count is given at the end.
-    if (++mWarningCounts[text] <= kWarningsPerKind)
-        mWarnings.push_back("line " + std::to_string(lineNumber) + ": " + text);
+    if (++mWarningCounts[kind] <= kWarningsPerKind)
+        mWarnings.push_back("line " + std::to_string(lineNumber) + ": " + kind + detail);
 }
 
 void LogImporter::problem(const std::string &text)
@@ -118,8 +118,8 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     thread.pid = line.pid;
     thread.tid = line.tid;
     if (line.timeNs < thread.lastTimeNs)
-        warn(lineNumber, "out of order: earlier than the thread's line " + std::to_string(thread.lastLine) +
-                             "; read in the log's order");
+        warn(lineNumber, "out of order", ": earlier than the thread's line " + std::to_string(thread.lastLine) +
+                                             "; read in the log's order");
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.lastLine = lineNumber;
 
@@ -144,7 +144,7 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         selectionLine(thread, std::move(line), lineNumber, kind == Kind::SelectStart);
         return;
     case Kind::Unknown:
-        warn(lineNumber, "a line of the plug-in this reader does not know, passed over: \"" +
+        warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
                              line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
         return;
     default:
@@ -175,7 +175,7 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
             step.log.push_back(std::move(yes->first));
         }
         if (!starts) {
-            warn(lineNumber, "the log starts inside the selection of fwkFrame " + std::to_string(step.fwkFrame));
+            warn(lineNumber, "the log starts inside a selection", ": fwkFrame " + std::to_string(step.fwkFrame));
             step.notes.push_back("the selection's first lines are not in the log");
         }
         thread.selecting = thread.capture = mSession.steps.size() - 1;
@@ -464,7 +464,7 @@ SessionOutcome LogImporter::finish()
         if (thread.selecting && !mSession.steps[*thread.selecting].csbegin &&
             std::none_of(mSession.steps[*thread.selecting].log.begin(), mSession.steps[*thread.selecting].log.end(),
                          [](const kohost::LogLine &line) { return has(line.text, "select finished"); }))
-            warn(thread.lastLine, "the log ends inside the selection of fwkFrame " +
+            warn(thread.lastLine, "the log ends inside a selection", ": fwkFrame " +
                                       std::to_string(mSession.steps[*thread.selecting].fwkFrame));
         closeSelection(thread);
         closeCall(thread);
@@ -472,7 +472,7 @@ SessionOutcome LogImporter::finish()
     }
     for (const auto &[text, count] : mWarningCounts)
         if (count > kWarningsPerKind)
-            mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text);
+            mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text + " (not listed)");
     mSession.description = "read from a device log: " + std::to_string(mLinesUsed) + " lines of the plug-in";
     return std::move(mSession);
 }

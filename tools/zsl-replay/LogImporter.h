@@ -61,7 +61,8 @@ private:
         uint64_t lastLine = 0;
     };
 
-    void warn(uint64_t lineNumber, const std::string &text);
+    // A problem of one line: its kind (counted, listed ten times at most) and details.
+    void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail);
     void selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts);
     void checkLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber);
     void closeSelection(Thread &thread);

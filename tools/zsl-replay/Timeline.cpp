@@ -257,8 +257,6 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
             text(svg, *fx + 10, y + 4, 12, "start", "warn", "!");
         notes.push_back("warning: " + warning.text);
     }
-    for (const std::string &note : step.notes)
-        notes.push_back("note: " + note);
     y += kStripHeight + 6;
     for (const auto &[source, frames] : step.states) {
         const std::pair<const char *, uint32_t> strips[] = {{"AE", 0x1001f}, {"AF", 0x10020}, {"lens", 0x80009}};
@@ -294,7 +292,12 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         summary.push_back("took " + std::to_string(step.taken.size()) + " of " + std::to_string(step.requested) +
                           " requested: " + frameText(step.taken));
     y = writeLines(svg, y + 44, width, "summary", summary);
-    return writeLines(svg, y, width, "note", notes) - top + 12;
+    y = writeLines(svg, y, width, "note", notes);
+    // What a log could not tell: facts of the reading, not faults of the capture.
+    std::vector<std::string> logNotes;
+    for (const std::string &note : step.notes)
+        logNotes.push_back("note: " + note);
+    return writeLines(svg, y, width, "axis", logNotes) - top + 12;
 }
 
 // A check or needed step: its answer in one line.
