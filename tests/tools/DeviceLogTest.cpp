@@ -283,8 +283,15 @@ INSTANTIATE_TEST_SUITE_P(
         BadLog{"unknownText", 0, "does not know, passed over: \"something new\"", "took 1 of 1"}),
     [](const testing::TestParamInfo<BadLog> &info) { return info.param.name; });
 
-TEST(DeviceLogBadInputFiles, DirectoryAndMissingFileAreNamed)
+TEST(DeviceLogBadInputFiles, DirectoryMissingFileAndNonUtf8)
 {
+    // A log's bytes need not be UTF-8: JSON shows U+FFFD in their place.
+    TempFile notUtf8("11-23 18:46:29.123  1  1 I KoAlgoEngine: ZSL a.cpp:1 selectZSLFrames()[ZSLSelector] "
+                     "fwkFrame:9 [q\xff] Current Consumer list: 1 \n");
+    Outcome json = kotest::replay("--json --from-log " + notUtf8.path());
+    EXPECT_EQ(json.status, 0) << json.err;
+    EXPECT_NE(json.out.find("q\xEF\xBF\xBD"), std::string::npos) << json.out;
+
     EXPECT_NE(kotest::replay("--from-log /").err.find("/: is a directory, not a log"), std::string::npos);
     Outcome missing = kotest::replay("--from-log /nonexistent.log");
     EXPECT_EQ(missing.status, 2);

@@ -42,11 +42,14 @@ private:
     enum class Phase { Qualify, CameraRefused, Refused, Qualified, Sensor, Ended };
 
     struct Call {
+        // Spelled out: an optional member of the enclosing class needs it
+        // before that class is complete.
+        Call() : phase(Phase::Qualify), blockOpen(false), afterRefusal(0), firstLine(0) {}
         std::vector<kohost::LogLine> lines;
-        Phase phase = Phase::Qualify;
-        bool blockOpen = false;  // inside one metadata's qualification
-        size_t afterRefusal = 0; // lines after the last refused camera
-        uint64_t firstLine = 0;
+        Phase phase;
+        bool blockOpen;      // inside one metadata's qualification
+        size_t afterRefusal; // lines after the last refused camera
+        uint64_t firstLine;
     };
 
     struct Thread {

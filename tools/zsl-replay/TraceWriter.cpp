@@ -190,13 +190,23 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
                          "the logged frame interval");
     filled.push_back("frames the plug-in never judged carry no metadata; no frame counts as used");
 
+    // A trace lists a frame once; a log may show a host that listed one twice.
+    auto once = [&filled](const std::vector<uint32_t> &list, const char *which) {
+        std::vector<uint32_t> kept;
+        for (uint32_t frame : list)
+            if (std::find(kept.begin(), kept.end(), frame) == kept.end())
+                kept.push_back(frame);
+        if (kept.size() != list.size())
+            filled.push_back(std::string("the logged ") + which + " list names a frame twice: kept once");
+        return kept;
+    };
     Json meta;
     meta["id"] = 0;
     meta["type"] = "meta";
     meta["name"] = step.queues.empty() ? "ZSLMetaQ" : step.queues.front().name;
-    meta["consumer"] = step.consumer;
+    meta["consumer"] = once(step.consumer, "consumer");
     if (!step.producer.empty())
-        meta["producer"] = step.producer;
+        meta["producer"] = once(step.producer, "producer");
     meta["frames"] = records;
     Json queues = Json::array({meta});
     if (!step.sensorModes.empty()) {

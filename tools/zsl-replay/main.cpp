@@ -159,6 +159,13 @@ std::optional<replay::SessionOutcome> importLog(const std::string &file)
     return session;
 }
 
+// JSON text of anything read: a device log's bytes need not be UTF-8, and a
+// byte that is not becomes U+FFFD instead of an error.
+template <typename Json> std::string jsonText(const Json &value, int indent = -1)
+{
+    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
 // Writes each capture of the sessions as a trace into dir; never over a file.
 bool writeTraces(const std::string &dir, const std::vector<replay::SessionOutcome> &sessions)
 {
@@ -179,7 +186,7 @@ bool writeTraces(const std::string &dir, const std::vector<replay::SessionOutcom
                 ok = false;
                 continue;
             }
-            const std::string text = replay::traceFromLog(session, step).dump(2) + "\n";
+            const std::string text = jsonText(replay::traceFromLog(session, step), 2) + "\n";
             const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
             if (close(fd) != 0 || !written) {
                 std::cerr << "zsl-replay: cannot write " << name << ": " << std::strerror(errno) << "\n";
@@ -327,7 +334,7 @@ int main(int argc, char **argv)
             out["plugin"] = pluginPath.substr(pluginPath.rfind('/') + 1);
         for (const replay::SessionOutcome &result : results)
             out["traces"].push_back(replay::toJson(result));
-        std::cout << out.dump(2) << "\n";
+        std::cout << jsonText(out, 2) << "\n";
     } else {
         for (const replay::SessionOutcome &result : results) {
             replay::writeText(std::cout, result, withLog);
@@ -357,7 +364,7 @@ int main(int argc, char **argv)
 
     if (!svgPath.empty() && !writeFile(svgPath, replay::drawTimeline(results)))
         return 2;
-    if (!perfettoPath.empty() && !writeFile(perfettoPath, replay::perfettoTrace(results).dump() + "\n"))
+    if (!perfettoPath.empty() && !writeFile(perfettoPath, jsonText(replay::perfettoTrace(results)) + "\n"))
         return 2;
     return status;
 }
