@@ -102,8 +102,11 @@ INSTANTIATE_TEST_SUITE_P(
                  "D [ZSLSelector] fwkFrame:301 consumer list ts too old, select finished"}}),
     [](const testing::TestParamInfo<LogCase> &info) { return info.param.name; });
 
-// A closed gate formats nothing: queue names are asked only for log lines.
-TEST(SelectZSLFramesLogGates, ClosedGatesAskNoQueueName)
+// A closed gate formats nothing: queue names are asked only for log lines,
+// and once per line (not once per output) when both gates are open: the
+// consumer line and the line passing over 11 name the metadata queue, no
+// line the sensor queue.
+TEST(SelectZSLFramesLogGates, QueueNamesAskedOnlyForLinesOncePerLine)
 {
     kohost::PluginSession plugin;
     auto meta = kohost::metaQueue(0, {{10, 100}, {11, std::nullopt}, {12, 300}}, {}, "meta");
@@ -112,16 +115,23 @@ TEST(SelectZSLFramesLogGates, ClosedGatesAskNoQueueName)
     info.zslQueues = {meta, sensor};
     info.requestMetas = {Meta().i64(tag::AnchorTimeStamp, 0).i32(tag::MotionCaptureType, 0x10001), Meta()};
 
-    for (auto gates : {std::make_tuple(7u, 0x40u, 0u), std::make_tuple(0u, 0x3Fu, 1u)}) {
-        kohost::LogGates closed(std::get<0>(gates), std::get<1>(gates), std::get<2>(gates));
+    struct Gates {
+        uint32_t level, group, debugMask;
+        long metaNames, sensorNames;
+    };
+    for (const Gates &gates : {Gates{7, 0x40, 0, 0, 0}, Gates{0, 0x3F, 1, 0, 0}, Gates{0, 0x40, 1, 2, 0}}) {
+        kohost::LogGates set(gates.level, gates.group, gates.debugMask);
         kohost::LogRecorder log;
         meta->clearJournal();
         sensor->clearJournal();
         EXPECT_EQ(plugin.selector().selectZSLFrames(info)[0], (std::vector<uint32_t>{12}));
-        for (const auto &journal : {meta->journal(), sensor->journal()})
-            EXPECT_EQ(std::count(journal.begin(), journal.end(), "getQueueName"), 0);
-        EXPECT_TRUE(log.system().empty());
-        EXPECT_TRUE(log.android().empty());
+        const auto names = [](const std::vector<std::string> &journal) {
+            return std::count(journal.begin(), journal.end(), "getQueueName");
+        };
+        EXPECT_EQ(names(meta->journal()), gates.metaNames);
+        EXPECT_EQ(names(sensor->journal()), gates.sensorNames);
+        EXPECT_EQ(log.system().empty(), gates.metaNames == 0);
+        EXPECT_EQ(log.android().empty(), gates.metaNames == 0);
     }
 }
 

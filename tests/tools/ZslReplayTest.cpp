@@ -307,7 +307,7 @@ INSTANTIATE_TEST_SUITE_P(
         // A bad trace is named; the good one is still replayed.
         CliCase{"badTraceFailsAlone", "ANDROID_LOG_TAGS='*:S'", "/nonexistent.json TRACE", 2, "ZSL needed: no",
                 {"/nonexistent.json: at /: cannot read the file"}},
-        CliCase{"logcatLines", "", "TRACE", 0, "", {kConfigLine + "236 ZSLSelectorDefault()mSupportPending 0", kNeededLine}},
+        CliCase{"logcatLines", "", "TRACE", 0, "", {" ZSLSelectorDefault()mSupportPending 0", kNeededLine}},
         CliCase{"tagFilterWinsOverAll", "ANDROID_LOG_TAGS='*:V KoAlgoEngine:I'", "TRACE", 0, "", {kConfigLine}},
         CliCase{"allFilter", "ANDROID_LOG_TAGS='*:I'", "TRACE", 0, "", {kConfigLine}},
         CliCase{"silenced", "ANDROID_LOG_TAGS='KoAlgoEngine:s'", "TRACE", 0, "", {}},

@@ -13,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -40,6 +41,27 @@ constexpr uint32_t kMotionCaptureLowByte = 0x1;
 constexpr uint32_t kMotionCaptureNearMask = 0xF0000;
 constexpr double kMotionCaptureNearNs = 30000000.0;
 constexpr double kMotionCaptureFarNs = 60000000.0;
+
+// A log argument that costs work, a list's text or a queue's name: made at
+// its first use by an open gate and kept for the other output and the later
+// lines of the call; never made while every gate stays closed.
+template <typename Make> class LazyLogText {
+public:
+    explicit LazyLogText(Make make) : mMake(std::move(make)) {}
+    const char *c_str()
+    {
+        if (!mMade) {
+            mText = mMake();
+            mMade = true;
+        }
+        return mText.c_str();
+    }
+
+private:
+    Make mMake;
+    std::string mText;
+    bool mMade = false;
+};
 
 bool isMotionCapture(uint32_t motionCapType)
 {
@@ -318,12 +340,13 @@ kohal::ZSLSelection ZSLSelectorDefault::selectZSLFrames(const kohal::ZSLFrameSel
 
     const std::vector<uint32_t> consumer = metaQueue->getFrameNumList(kohal::CONSUMER_LIST);
     const size_t n = consumer.size();
+    LazyLogText metaName([&metaQueue] { return metaQueue->getQueueName(); });
+    LazyLogText consumerText([&consumer] { return kohal::vectorToString(consumer); });
     if (consumer.empty())
-        ZSL_LOGI("[ZSLSelector] fwkFrame:%u [%s] Current Consumer list none", fwkFrame,
-                 metaQueue->getQueueName().c_str());
+        ZSL_LOGI("[ZSLSelector] fwkFrame:%u [%s] Current Consumer list none", fwkFrame, metaName.c_str());
     else
-        ZSL_LOGI("[ZSLSelector] fwkFrame:%u [%s] Current Consumer list: %s", fwkFrame,
-                 metaQueue->getQueueName().c_str(), kohal::vectorToString(consumer).c_str());
+        ZSL_LOGI("[ZSLSelector] fwkFrame:%u [%s] Current Consumer list: %s", fwkFrame, metaName.c_str(),
+                 consumerText.c_str());
 
     // Anchor pick: a motion capture names its own anchor time stamp.
     int64_t anchorTS = 0;
@@ -381,9 +404,10 @@ kohal::ZSLSelection ZSLSelectorDefault::selectZSLFrames(const kohal::ZSLFrameSel
             return result;
         }
         const std::vector<uint32_t> producer = metaQueue->getFrameNumList(kohal::PRODUCER_LIST);
+        LazyLogText producerText([&producer] { return kohal::vectorToString(producer); });
         if (!producer.empty())
-            ZSL_LOGI("[ZSLSelector] fwkFrame:%u [%s] Current Producer list: %s", fwkFrame,
-                     metaQueue->getQueueName().c_str(), kohal::vectorToString(producer).c_str());
+            ZSL_LOGI("[ZSLSelector] fwkFrame:%u [%s] Current Producer list: %s", fwkFrame, metaName.c_str(),
+                     producerText.c_str());
         for (size_t j = 0; j < producer.size(); ++j) {
             const void *record = metaQueue->getMetaFrame(producer[j]);
             if (!record)
@@ -402,8 +426,7 @@ kohal::ZSLSelection ZSLSelectorDefault::selectZSLFrames(const kohal::ZSLFrameSel
     const int64_t begin = anchorOffset + 1 + static_cast<int64_t>(n) - requestCount;
     uint32_t csbegin = begin < 0 ? 0 : static_cast<uint32_t>(begin);
     ZSL_LOGI("[ZSLSelector] fwkFrame:%u ZSLAnchor offset:%d csbegin:%d consumerQ[%s]", fwkFrame,
-             static_cast<int32_t>(anchorOffset), static_cast<int32_t>(csbegin),
-             kohal::vectorToString(consumer).c_str());
+             static_cast<int32_t>(anchorOffset), static_cast<int32_t>(csbegin), consumerText.c_str());
 
     // Every queue must hold the first frame; only that frame is tested.
     while (csbegin < n) {
@@ -417,8 +440,9 @@ kohal::ZSLSelection ZSLSelectorDefault::selectZSLFrames(const kohal::ZSLFrameSel
         }
         if (!lacking)
             break;
+        LazyLogText lackingName([&lacking] { return lacking->getQueueName(); });
         ZSL_LOGD("[ZSLSelector] fwkFrame:%u, cannot find zslFrame: %u in [%s], move begin to next",
-                 fwkFrame, frameNum, lacking->getQueueName().c_str());
+                 fwkFrame, frameNum, lackingName.c_str());
         ++csbegin;
     }
 
