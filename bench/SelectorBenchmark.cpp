@@ -6,9 +6,9 @@
 // open, and with the anchor at the end of 16 to 4096 frames (the cost per
 // scanned frame).
 //
-// selector_benchmark --once OPERATION FRAMES QUEUES CAMERAS {op|floor} makes
-// one call inside zsl_bench_once(), for scripts/bench-instructions to count
-// its instructions under callgrind.
+// selector_benchmark --once OPERATION FRAMES QUEUES CAMERAS {op|floor} [last]
+// makes one call inside zsl_bench_once(), for scripts/bench-instructions to
+// count its instructions under callgrind ("last": the anchor is the last frame).
 
 #include "BenchHost.h"
 
@@ -140,18 +140,20 @@ kohal::ZSLSelection floorSelect(const kohal::ZSLFrameSelectInfo &info, int64_t w
     line(ANDROID_LOG_INFO);
     const int64_t zsdTs = systemTime(SYSTEM_TIME_BOOTTIME) - windowNs;
     line(ANDROID_LOG_INFO);
-    size_t anchor = consumer.size();
-    for (size_t i = 0; i < consumer.size(); ++i) {
-        const void *record = meta->getMetaFrame(consumer[i]);
+    const int64_t n = static_cast<int64_t>(consumer.size());
+    int64_t offset = 0;
+    bool anchored = false;
+    for (int64_t i = 0; i < n && !anchored; ++i) {
+        const void *record = meta->getMetaFrame(consumer[static_cast<size_t>(i)]);
         const kohal::MetaInfo copy(static_cast<const kohal::MetaFrame *>(record)->metaInfo);
         line(ANDROID_LOG_INFO);
-        if (copy.shutterTime > zsdTs) {
-            anchor = i;
-            break;
-        }
+        offset = i - n;
+        anchored = copy.shutterTime > zsdTs;
     }
-    const size_t requests = info.requestMetas.size();
-    const size_t begin = anchor + 1 >= requests ? anchor + 1 - requests : 0;
+    if (!anchored) // the producer list is scanned; the scenes' is empty
+        benchmark::DoNotOptimize(meta->getFrameNumList(kohal::PRODUCER_LIST));
+    const int64_t requests = static_cast<int64_t>(info.requestMetas.size());
+    const size_t begin = static_cast<size_t>(std::max<int64_t>(0, offset + 1 + n - requests));
     line(ANDROID_LOG_INFO);
     if (begin < consumer.size())
         for (const auto &queue : info.zslQueues)
@@ -198,6 +200,8 @@ std::pair<bool, bool> floorCheck(const kohal::ZSLFrameCheckInfo &info)
 // pinned at the scene's capture moment, the gates as asked.
 
 constexpr int64_t kWindowNs = 100'000'000;
+// A clock at which only the last frame is shot after zsdTs.
+constexpr int64_t kLastFrameAnchorsNs = zslbench::kCaptureNs - zslbench::kFrameIntervalNs + kWindowNs - 1;
 
 struct Loaded {
     kohost::PinnedBootTime clock{zslbench::kCaptureNs};
@@ -299,7 +303,7 @@ void registerAll()
                 [frames, floor](benchmark::State &state) {
                     Loaded loaded(false);
                     Scene &scene = sceneOf({frames, 2, 1});
-                    kohost::PinnedBootTime last(zslbench::kCaptureNs - zslbench::kFrameIntervalNs + kWindowNs);
+                    kohost::PinnedBootTime last(kLastFrameAnchorsNs);
                     for (auto _ : state)
                         floor ? benchmark::DoNotOptimize(floorSelect(scene.select, kWindowNs))
                               : benchmark::DoNotOptimize(loaded.plugin.selector().selectZSLFrames(scene.select));
@@ -344,7 +348,7 @@ extern "C" __attribute__((noinline)) void zsl_bench_once(const Call &call, kohal
 
 int main(int argc, char **argv)
 {
-    if (argc == 7 && std::strcmp(argv[1], "--once") == 0) {
+    if ((argc == 7 || argc == 8) && std::strcmp(argv[1], "--once") == 0) {
         auto operation = operations().find(argv[2]);
         if (operation == operations().end()) {
             std::fprintf(stderr, "selector_benchmark: unknown operation %s\n", argv[2]);
@@ -353,6 +357,8 @@ int main(int argc, char **argv)
         Loaded loaded(false);
         Scene scene(std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]));
         const Call &call = std::strcmp(argv[6], "floor") == 0 ? operation->second.second : operation->second.first;
+        if (argc == 8) // "last": the anchor is the last frame, every frame is scanned
+            kohost::pinBootTime(kLastFrameAnchorsNs);
         call(loaded.plugin.selector(), scene); // first calls bind symbols and warm caches
         call(loaded.plugin.selector(), scene);
         zsl_bench_once(call, loaded.plugin.selector(), scene);
