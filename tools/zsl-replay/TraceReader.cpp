@@ -325,7 +325,9 @@ public:
         return static_cast<int>(integer(value, place, INT32_MIN, INT32_MAX, "a queue type"));
     }
 
-    QueueSpec queue(const json &value, const std::string &place) const
+    // Each frame's part of the tree is released once read, so that a large
+    // trace is not held twice, as a tree and as records.
+    QueueSpec queue(json &value, const std::string &place) const
     {
         keys(value, place, {"id", "type", "name", "consumer", "producer", "frames"}, {"id", "type"});
         QueueSpec input;
@@ -339,9 +341,12 @@ public:
             input.producer = frameList(value["producer"], at(place, "producer"));
         if (value.contains("frames")) {
             const std::string framesPlace = at(place, "frames");
-            const json &frames = object(value["frames"], framesPlace);
-            for (auto it = frames.begin(); it != frames.end(); ++it)
+            json &frames = value["frames"];
+            object(frames, framesPlace);
+            for (auto it = frames.begin(); it != frames.end(); ++it) {
                 part([&] { input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key()))); });
+                it.value() = nullptr;
+            }
         }
         // A listed frame without a record has left the queue, a record of an
         // unlisted frame is possible too; both at once look like a typo.
@@ -511,7 +516,7 @@ public:
         return input;
     }
 
-    TraceSpec trace(const json &root) const
+    TraceSpec trace(json &root) const
     {
         keys(root, "", {"name", "description", "properties", "log", "staticMetadata", "queues", "steps"},
              {"queues", "steps"});
@@ -558,7 +563,8 @@ public:
             });
         }
         part([&] {
-            const json &queues = array(root["queues"], "/queues");
+            json &queues = root["queues"];
+            array(queues, "/queues");
             for (size_t i = 0; i < queues.size(); ++i)
                 part([&] { input.queues.push_back(queue(queues[i], at("/queues", i))); });
         });
@@ -683,9 +689,15 @@ TraceSpec readTraceFile(const std::string &path)
     std::ifstream in(path, std::ios::binary);
     if (!in)
         throw TraceError(path, "", std::string("cannot read the file: ") + std::strerror(errno));
-    std::ostringstream text;
-    text << in.rdbuf();
-    return parseTrace(text.str(), path);
+    // Read straight into one string: a trace's text is held once.
+    std::string text;
+    in.seekg(0, std::ios::end);
+    text.resize(static_cast<size_t>(std::max<std::streamoff>(0, in.tellg())));
+    in.seekg(0);
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!in)
+        throw TraceError(path, "", std::string("cannot read the file: ") + std::strerror(errno));
+    return parseTrace(text, path);
 }
 
 } // namespace replay

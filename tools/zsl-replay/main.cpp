@@ -308,7 +308,7 @@ int main(int argc, char **argv)
         std::ostringstream logcat;
         try {
             replay::Replayer replayer(pluginPath, realClock);
-            for (replay::TraceSpec trace : traces) {
+            for (replay::TraceSpec &trace : traces) {
                 if (!logcatPath.empty()) { // the Android log open, at debug level
                     trace.logLevel = std::min<uint32_t>(trace.logLevel, ANDROID_LOG_DEBUG);
                     trace.logGroup |= 0x40;
