@@ -161,49 +161,4 @@ TEST(CheckFrame, EveryFailingCameraIsLoggedAndOwnMetadataIgnored)
     EXPECT_EQ(std::count(outcome.lines.begin(), outcome.lines.end(), kSrAbsent), 0);
 }
 
-// Many host threads on one selector at once while the host flips the
-// system-log gate, run under the thread sanitizer build; no journal and no
-// recorder synchronise the threads behind its back.
-TEST(CheckFrame, ConcurrentCallsOnOneSelectorAgree)
-{
-    kohost::PluginSession plugin;
-    kohost::LogGates closed(7, 0, 0);
-    auto receiver = kodebug::setSystemLogReceiver([](const kodebug::SystemLogRecord &) {});
-    auto meta = kohost::metaQueue(0, {{43, 100, unsettled()}, {44, 200, Meta().settled()}, {45, 300, Meta().settled()}});
-    auto sensor = sensorQueue({{43, 1}, {44, 1}, {45, 1}});
-    meta->setJournaling(false);
-    sensor->setJournaling(false);
-    auto request = evRequest().u8(tag::SuperResolution, 1).i32(tag::SensorMode, 1).build();
-    kohal::ZSLFrameSelectInfo select;
-    select.zslQueues = {meta, sensor};
-    // zsdTs = 50 ns: frame 43 is the anchor.
-    select.requestMetas = {Meta().i64(tag::AnchorTimeStamp, 50 - 30000000).i32(tag::MotionCaptureType, 0x10001).build()};
-
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 6; ++t)
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 100; ++i) {
-                auto info = checkInfo({meta, sensor}, request);
-                info.checkFrameNum = 43 + static_cast<uint32_t>((t + i) % 3);
-                Verdict expected = info.checkFrameNum == 43 ? Verdict(false, true) : Verdict(true, true);
-                if (plugin.selector().checkFrame(info) != expected)
-                    ++wrong;
-                if (plugin.selector().selectZSLFrames(select).at(0) != std::vector<uint32_t>{43, 44, 45})
-                    ++wrong;
-            }
-        });
-    std::atomic<bool> done{false};
-    std::thread host([&] {
-        for (uint32_t i = 0; !done; ++i)
-            kohost::setLogGates(7, (i & 1) * 0x40, 1);
-    });
-    for (auto &thread : threads)
-        thread.join();
-    done = true;
-    host.join();
-    kodebug::setSystemLogReceiver(std::move(receiver));
-    EXPECT_EQ(wrong, 0);
-}
-
 } // namespace
