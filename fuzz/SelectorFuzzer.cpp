@@ -1,11 +1,15 @@
 // Fuzzes the plug-in through the host interface: random queues, frame
 // records, request and static metadata, driven through every selector
-// operation of the default selector (with and without pending support, with
-// a time window of 0 or 100 ms, the log gates closed or open to either
+// operation of the default selector (with and without pending support, time
+// windows from the three properties, the log gates closed or open to either
 // output) and of a selector that keeps the interface's own sensor-mode check.
-// The clock is pinned, so that an oracle written from the selection rules
-// alone knows each selection and isSelectorNeeded's answer: wrong answers
-// are findings, not only crashes.
+// The clock is pinned, so that an oracle written from the rules alone knows
+// each selection, each frame check's verdict, the platform sensor-mode check
+// and isSelectorNeeded's answer: wrong answers are findings, not only
+// crashes. Some runs make a queue call throw at a chosen position (every
+// reference must come back), and some hand over a queue whose answers change
+// from one call to the next, even within one operation (only what holds for
+// any answers is required then).
 
 #include <HostFrameQueue.h>
 #include <BootClock.h>
@@ -70,6 +74,14 @@ std::shared_ptr<KoMetadata> fuzzMeta(FuzzedDataProvider &fdp)
         return all;
     }();
     auto meta = std::make_shared<KoMetadata>();
+    // Often every state the frame check reads, each in its own range, so
+    // that runs reach every rule and not only the first missing tag.
+    if (fdp.ConsumeBool()) {
+        meta->update<int32_t>(0x10001u, {fdp.ConsumeIntegralInRange<int32_t>(-1, 1)});
+        for (const auto &[tag, high] : {std::pair<uint32_t, uint8_t>{0x10007u, 6}, {0x10020u, 7}, {0x80009u, 2},
+                                        {0x1001fu, 6}})
+            meta->update<uint8_t>(tag, {fdp.ConsumeIntegralInRange<uint8_t>(0, high)});
+    }
     int entries = fdp.ConsumeIntegralInRange(0, 10);
     for (int i = 0; i < entries; ++i) {
         const KoTagInfo &tag = tags[fdp.ConsumeIntegralInRange<size_t>(0, tags.size() - 1)];
@@ -222,6 +234,148 @@ kohal::ZSLSelection expectedSelection(const kohal::ZSLFrameSelectInfo &info, boo
     return result;
 }
 
+std::shared_ptr<kohal::ZSLFrameQueue> firstOfType(const kohal::ZSLQueueList &queues, int type)
+{
+    for (const auto &queue : queues)
+        if (queue && queue->getQueueType() == type)
+            return queue;
+    return nullptr;
+}
+
+// The metadata rules: same EV, then settled focus and exposure unless a
+// quick snapshot or a motion capture waves them through.
+bool qualifies(const std::shared_ptr<KoMetadata> &history, const std::shared_ptr<KoMetadata> &target)
+{
+    if (!history || !target)
+        return false;
+    auto byteOf = [](const std::shared_ptr<KoMetadata> &meta, uint32_t tag) -> std::optional<uint8_t> {
+        const KoMetadataEntry entry = meta->find(tag);
+        return entry.count ? std::optional<uint8_t>(entry.data.u8[0]) : std::nullopt;
+    };
+    auto ev = [](const std::shared_ptr<KoMetadata> &meta) {
+        const KoMetadataEntry entry = meta->find(0x10001u);
+        return entry.count ? entry.data.i32[0] : 0;
+    };
+    const KoMetadataEntry quick = target->find("korvan.quicksnapshot.isQuickSnapshot");
+    if (ev(history) != ev(target))
+        return false;
+    if (quick.count && quick.data.u8[0] != 0)
+        return true;
+    const KoMetadataEntry motion = history->find("korvan.ai.kosd.motionCaptureType");
+    if (motion.count && (static_cast<uint32_t>(motion.data.i32[0]) & 0xFF) == 1)
+        return true;
+    const auto mode = byteOf(history, 0x10007u), state = byteOf(history, 0x10020u), lens = byteOf(history, 0x80009u);
+    if (!mode || !state || !lens)
+        return false;
+    const bool focusing = *mode >= 1 && *mode <= 4;
+    if (focusing && !((*lens != 1 && (*state == 2 || *state >= 4)) || (*lens == 0 && *state == 0)))
+        return false;
+    const auto ae = byteOf(history, 0x1001fu);
+    return ae && *ae >= 2 && *ae <= 4;
+}
+
+// The platform's sensor-mode check: the frame's mode against the request's,
+// -1 for either side that names none.
+std::pair<bool, bool> expectedSensorMode(const kohal::ZSLFrameCheckInfo &info)
+{
+    const auto sensor = firstOfType(info.zslQueues, kohal::ZSL_QUEUE_TYPE_SENSOR_MODE);
+    if (!sensor)
+        return {false, false};
+    const void *record = sensor->getMetaFrame(info.checkFrameNum);
+    const int32_t frameMode = record ? static_cast<const kohal::SensorModeFrame *>(record)->perframeSensorMode : -1;
+    const KoMetadataEntry wanted =
+        info.requestMeta ? info.requestMeta->find("com.korvan.ext.control.policy.sensorMode") : KoMetadataEntry{};
+    const int32_t requestMode = wanted.count ? wanted.data.i32[0] : -1;
+    return frameMode == requestMode ? std::make_pair(true, true) : std::make_pair(false, false);
+}
+
+std::pair<bool, bool> expectedCheck(const kohal::ZSLFrameCheckInfo &info)
+{
+    const auto meta = firstOfType(info.zslQueues, kohal::ZSL_QUEUE_TYPE_META);
+    if (!meta)
+        return {true, true};
+    if (const void *record = meta->getMetaFrame(info.checkFrameNum)) {
+        const kohal::MetaInfo &frame = static_cast<const kohal::MetaFrame *>(record)->metaInfo;
+        bool qualified = true;
+        for (const auto &camera : frame.physicalMetadata)
+            qualified = qualifies(camera.second, info.requestMeta) && qualified;
+        if (frame.physicalMetadata.empty())
+            qualified = qualifies(frame.metadata, info.requestMeta);
+        if (!qualified)
+            return {false, true};
+    }
+    if (!info.requestMeta)
+        return {true, true};
+    auto isOne = [&](const char *name) {
+        const KoMetadataEntry entry = info.requestMeta->find(name);
+        return entry.count && entry.data.u8[0] == 1;
+    };
+    if (isOne("korvan.superResolution.enabled") || isOne("korvan.mfnr.enabled"))
+        return expectedSensorMode(info);
+    return {true, true};
+}
+
+// A queue whose answers change from one call to the next: each call goes to
+// one of two queues, chosen by the next bit of a pattern.
+class ChangingQueue : public kohal::ZSLFrameQueue {
+public:
+    ChangingQueue(std::shared_ptr<kohal::ZSLFrameQueue> first, std::shared_ptr<kohal::ZSLFrameQueue> second,
+                  uint64_t pattern)
+        : mQueues{std::move(first), std::move(second)}, mPattern(pattern)
+    {
+    }
+    int getQueueType() override { return next().getQueueType(); }
+    std::string getQueueName() override { return next().getQueueName(); }
+    uint32_t getQueueId() override { return next().getQueueId(); }
+    const void *getMetaFrame(uint32_t frameNum) override { return next().getMetaFrame(frameNum); }
+    std::vector<uint32_t> getFrameNumList(int listType) override { return next().getFrameNumList(listType); }
+
+private:
+    kohal::ZSLFrameQueue &next()
+    {
+        const bool second = (mPattern >> (mCalls++ % 64)) & 1;
+        return *mQueues[second ? 1 : 0];
+    }
+    std::shared_ptr<kohal::ZSLFrameQueue> mQueues[2];
+    uint64_t mPattern;
+    uint64_t mCalls = 0;
+};
+
+// The host's queues to fail: each call of any of them counts down one counter.
+void failAt(const kohal::ZSLQueueList &queues, std::shared_ptr<int> countdown)
+{
+    for (const auto &queue : queues)
+        if (auto *host = dynamic_cast<kohost::HostFrameQueue *>(queue.get()))
+            host->failAtCall(countdown);
+}
+
+std::vector<long> referenceCounts(const kohal::ZSLQueueList &queues)
+{
+    std::vector<long> counts;
+    for (const auto &queue : queues)
+        counts.push_back(queue.use_count());
+    return counts;
+}
+
+// Runs call with a queue fault at position (0: none): a fault must leave
+// every reference as it was.
+template <typename Call> bool survivesFault(const kohal::ZSLQueueList &queues, int position, Call call)
+{
+    if (position == 0)
+        return true;
+    const std::vector<long> before = referenceCounts(queues);
+    failAt(queues, std::make_shared<int>(position));
+    bool thrown = false;
+    try {
+        call();
+    } catch (const kohost::HostQueueFault &) {
+        thrown = true;
+    }
+    failAt(queues, nullptr);
+    require(referenceCounts(queues) == before, "a queue fault leaves every reference as it was");
+    return !thrown;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
@@ -253,8 +407,14 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
         dlopen(path.c_str(), RTLD_NOW | RTLD_NODELETE);
     std::filesystem::remove(copy);
     kohost::pinBootTime(kNowNs);
-    for (int64_t windowMs : {0, 100}) {
-        android::base::SetProperty("ro.vendor.camera3.zsl.default", std::to_string(windowMs));
+    // Windows from the three properties: 0, 100 ms, a sum with a negative
+    // part, and one that puts zsdTs beyond the int64 range.
+    const int64_t windows[][3] = {{0, 0, 0}, {100, 0, 0}, {30, 40, -20}, {INT64_MAX, 0, 0}};
+    for (const auto &window : windows) {
+        android::base::SetProperty("ro.vendor.camera3.zsl.default", std::to_string(window[0]));
+        android::base::SetProperty("ro.vendor.camera3.zsl.project", std::to_string(window[1]));
+        android::base::SetProperty("vendor.debug.camera3.zsl.timestamp", std::to_string(window[2]));
+        const int64_t windowMs = window[0] + window[1] + window[2];
         gSelectors.push_back({gPlain.createSelector(), false, windowMs});
         gSelectors.push_back({gPending.createSelector(), true, windowMs});
     }
@@ -280,14 +440,34 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     int requests = fdp.ConsumeIntegralInRange(0, 4);
     for (int r = 0; r < requests; ++r)
         select.requestMetas.push_back(fuzzMeta(fdp));
+    // Now and then one queue answers from two queues of its type by turns:
+    // its lists and records change, its record layout does not.
+    bool changing = false;
+    if (!select.zslQueues.empty() && select.zslQueues.front() && fdp.ConsumeIntegralInRange(0, 5) == 0) {
+        kohal::ZSLQueueList other = fuzzQueues(fdp, base);
+        if (!other.empty() && other.front() &&
+            other.front()->getQueueType() == select.zslQueues.front()->getQueueType()) {
+            select.zslQueues.front() =
+                std::make_shared<ChangingQueue>(select.zslQueues.front(), other.front(), fdp.ConsumeIntegral<uint64_t>());
+            changing = true;
+        }
+    }
+    // Now and then a queue call throws, at a position of the operation's calls.
+    auto faultAt = [&fdp] { return fdp.ConsumeIntegralInRange(0, 3) == 0 ? fdp.ConsumeIntegralInRange(1, 40) : 0; };
 
     const bool needed = selector.isSelectorNeeded(select);
     const KoMetadataEntry enableZsl = select.requestMetas.empty() || !select.requestMetas[0]
                                           ? KoMetadataEntry{} : select.requestMetas[0]->find(0x10029u);
     require(needed == (enableZsl.count && enableZsl.data.u8[0]), "ZSL is needed when the first request enables it");
+    survivesFault(select.zslQueues, faultAt(), [&] { selector.selectZSLFrames(select); });
     kohal::ZSLSelection selection = selector.selectZSLFrames(select);
-    require(selection == expectedSelection(select, configured.pending, configured.windowMs),
-            "the selection the rules give");
+    if (changing) {
+        for (const auto &entry : selection)
+            require(entry.second == selection.begin()->second, "one selection for every queue");
+    } else {
+        require(selection == expectedSelection(select, configured.pending, configured.windowMs),
+                "the selection the rules give");
+    }
     std::vector<uint32_t> listed = selection.empty() ? std::vector<uint32_t>{} : selection.begin()->second;
     require(selector.preCheckFrame(listed, fdp.ConsumeIntegral<int>()) == 0 &&
                 listed == (selection.empty() ? std::vector<uint32_t>{} : selection.begin()->second),
@@ -307,10 +487,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         check.requestMeta = select.requestMetas.empty() ? fuzzMeta(fdp) : select.requestMetas.front();
         check.zslQueues = select.zslQueues;
 
+        survivesFault(check.zslQueues, faultAt(), [&] { selector.checkFrame(check); });
         auto verdict = selector.checkFrame(check);
-        require(verdict.second || !verdict.first, "a refusal only clears the second flag");
         auto platform = selector.checkDesiredSensorMode(check);
-        require(platform.first == platform.second, "the platform check answers equal flags");
+        if (changing) {
+            require(verdict.second || !verdict.first, "a refusal only clears the second flag");
+            require(platform.first == platform.second, "the platform check answers equal flags");
+        } else {
+            require(verdict == expectedCheck(check), "the frame check's verdict the rules give");
+            require(platform == expectedSensorMode(check), "the platform sensor-mode check the rules give");
+        }
+        survivesFault(check.zslQueues, faultAt(), [&] { base_selector.checkDesiredSensorMode(check); });
         auto own = base_selector.checkDesiredSensorMode(check);
         require(own.second, "the interface's check always sets the second flag");
     }
