@@ -11,7 +11,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <cstring>
 #include <utility>
 
@@ -111,10 +113,11 @@ size_t LogRecorder::mark() const
 std::vector<LogLine> LogRecorder::since(size_t mark, LogOutput output) const
 {
     std::lock_guard<std::mutex> guard(mLock);
+    const auto first = mLines.begin() + static_cast<std::ptrdiff_t>(std::min(mark, mLines.size()));
+    auto ofOutput = [output](const LogLine &line) { return line.output == output; };
     std::vector<LogLine> lines;
-    for (size_t i = mark; i < mLines.size(); ++i)
-        if (mLines[i].output == output)
-            lines.push_back(mLines[i]);
+    lines.reserve(static_cast<size_t>(std::count_if(first, mLines.end(), ofOutput))); // a selection may log thousands
+    std::copy_if(first, mLines.end(), std::back_inserter(lines), ofOutput);
     return lines;
 }
 

@@ -69,9 +69,14 @@ std::string escapeKey(const std::string &key)
 }
 
 // Walks the JSON with the place (a JSON pointer) of every value at hand.
+// The frames of each queue (by its index), taken out of the tree while it
+// is parsed: each frame's object as CBOR, a fraction of its tree's size,
+// read back only when its queue is read.
+using ParsedFrames = std::map<size_t, std::vector<std::pair<std::string, std::vector<uint8_t>>>>;
+
 class Reader {
 public:
-    explicit Reader(std::string file) : mFile(std::move(file)) {}
+    Reader(std::string file, ParsedFrames frames) : mFile(std::move(file)), mFrames(std::move(frames)) {}
 
     [[noreturn]] void fail(const std::string &place, const std::string &expected) const
     {
@@ -215,6 +220,7 @@ public:
             return input;
         }
         object(value, place);
+        input.entries.reserve(value.size()); // a frame's metadata, many times over in a large trace
         for (auto it = value.begin(); it != value.end(); ++it)
             part([&] { input.entries.push_back(entry(it.key(), it.value(), at(place, it.key()))); });
         return input;
@@ -327,7 +333,7 @@ public:
 
     // Each frame's part of the tree is released once read, so that a large
     // trace is not held twice, as a tree and as records.
-    QueueSpec queue(json &value, const std::string &place) const
+    QueueSpec queue(json &value, size_t index, const std::string &place) const
     {
         keys(value, place, {"id", "type", "name", "consumer", "producer", "frames"}, {"id", "type"});
         QueueSpec input;
@@ -343,6 +349,13 @@ public:
             const std::string framesPlace = at(place, "frames");
             json &frames = value["frames"];
             object(frames, framesPlace);
+            if (auto parsed = mFrames.find(index); parsed != mFrames.end())
+                for (auto &[key, cbor] : parsed->second) {
+                    part([&, &key = key, &cbor = cbor] {
+                        input.frames.push_back(frame(input.type, key, json::from_cbor(cbor), at(framesPlace, key)));
+                    });
+                    std::vector<uint8_t>().swap(cbor);
+                }
             for (auto it = frames.begin(); it != frames.end(); ++it) {
                 part([&] { input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key()))); });
                 it.value() = nullptr;
@@ -566,7 +579,7 @@ public:
             json &queues = root["queues"];
             array(queues, "/queues");
             for (size_t i = 0; i < queues.size(); ++i)
-                part([&] { input.queues.push_back(queue(queues[i], at("/queues", i))); });
+                part([&] { input.queues.push_back(queue(queues[i], i, at("/queues", i))); });
         });
         part([&] {
             const json &steps = array(root["steps"], "/steps");
@@ -585,6 +598,7 @@ public:
 
 private:
     std::string mFile;
+    mutable ParsedFrames mFrames;
     mutable std::vector<std::string> mErrors;
     mutable std::vector<std::string> mWarnings;
 };
@@ -659,8 +673,48 @@ private:
 TraceSpec parseTrace(const std::string &text, const std::string &file)
 {
     json root;
+    ParsedFrames frames;
+    // Where the parser stands: each open object's last key, each open array's
+    // element count.
+    struct Level {
+        bool array;
+        size_t count;
+        std::string key;
+    };
+    std::vector<Level> open;
+    auto element = [&open] {
+        if (!open.empty() && open.back().array)
+            ++open.back().count;
+    };
+    auto takeFrames = [&](int, json::parse_event_t event, json &parsed) {
+        switch (event) {
+        case json::parse_event_t::object_start:
+        case json::parse_event_t::array_start:
+            open.push_back({event == json::parse_event_t::array_start, 0, ""});
+            return true;
+        case json::parse_event_t::key:
+            open.back().key = parsed.get<std::string>();
+            return true;
+        case json::parse_event_t::value:
+            element();
+            return true;
+        case json::parse_event_t::array_end:
+        case json::parse_event_t::object_end: {
+            // A frame: /queues/<index>/frames/<key>, an object.
+            const bool frame = event == json::parse_event_t::object_end && open.size() == 5 && !open[0].array &&
+                               open[0].key == "queues" && open[1].array && !open[2].array &&
+                               open[2].key == "frames" && !open[3].array;
+            if (frame)
+                frames[open[1].count].emplace_back(open[3].key, json::to_cbor(parsed));
+            open.pop_back();
+            element();
+            return !frame;
+        }
+        }
+        return true;
+    };
     try {
-        root = json::parse(text);
+        root = json::parse(text, takeFrames);
         DuplicateKeys duplicates(file);
         json::sax_parse(text, &duplicates);
     } catch (const json::parse_error &error) {
@@ -678,7 +732,7 @@ TraceSpec parseTrace(const std::string &text, const std::string &file)
         std::string what = error.what();
         throw TraceError(file, "", "invalid JSON: " + what.substr(what.find(']') + 2));
     }
-    return Reader(file).trace(root);
+    return Reader(file, std::move(frames)).trace(root);
 }
 
 TraceSpec readTraceFile(const std::string &path)
