@@ -29,18 +29,6 @@ bool startsWith(std::string_view text, std::string_view part)
     return text.substr(0, part.size()) == part;
 }
 
-template <typename T> std::optional<T> after(std::string_view text, std::string_view marker)
-{
-    const auto at = text.find(marker);
-    if (at == std::string_view::npos)
-        return std::nullopt;
-    T value{};
-    const char *begin = text.data() + at + marker.size();
-    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    if (error != std::errc() || end == begin)
-        return std::nullopt;
-    return value;
-}
 
 enum class Kind {
     Config, Needed, SelectStart, Select,
@@ -126,7 +114,7 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     const Kind kind = kindOf(line.text, thread.call && thread.call->blockOpen);
     switch (kind) {
     case Kind::Config:
-        mPending[line.pid] = after<int>(line.text, "mSupportPending ").value_or(0) != 0;
+        mPending[line.pid] = numberAfter<int>(line.text, "mSupportPending ").value_or(0) != 0;
         // A selector made again with the same configuration says nothing new.
         if (std::none_of(mSession.setupLog.begin(), mSession.setupLog.end(),
                          [&line](const kohost::LogLine &seen) { return seen.text == line.text; }))
@@ -160,14 +148,14 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
         closeCall(thread);
         // A host selects after a yes; after a no, the selection is a call of its own.
         std::optional<std::pair<kohost::LogLine, uint64_t>> yes;
-        if (thread.needed && after<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0)
+        if (thread.needed && numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0)
             yes.swap(thread.needed);
         closeNeeded(thread);
         mSession.steps.emplace_back();
         StepOutcome &step = mSession.steps.back();
         step.kind = StepKind::Select;
         step.selectRan = true;
-        step.fwkFrame = after<uint32_t>(line.text, "fwkFrame:").value_or(0);
+        step.fwkFrame = numberAfter<uint32_t>(line.text, "fwkFrame:").value_or(0);
         step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
                      std::to_string(lineNumber);
         if (yes) {
@@ -287,8 +275,8 @@ void LogImporter::checkLine(Thread &thread, kohost::LogLine line, uint64_t lineN
         if (!thread.call)
             startCall(all);
         else if (phase == Phase::CameraRefused &&
-                 after<uint32_t>(thread.call->lines[thread.call->afterRefusal - 1].text, "No zslFrame: ") !=
-                     after<uint32_t>(line.text, "No zslFrame: "))
+                 numberAfter<uint32_t>(thread.call->lines[thread.call->afterRefusal - 1].text, "No zslFrame: ") !=
+                     numberAfter<uint32_t>(line.text, "No zslFrame: "))
             startCall(split);
         break;
     case Kind::RefusedOwn:
@@ -348,20 +336,20 @@ void LogImporter::closeCall(Thread &thread)
     std::optional<int32_t> sensorMode;
     for (const kohost::LogLine &line : call.lines) {
         const std::string_view text = line.text;
-        frame = frame ? frame : after<uint32_t>(text, "No zslFrame: ");
-        frame = frame ? frame : after<uint32_t>(text, "zslFrame: ");
-        frame = frame ? frame : after<uint32_t>(text, "checkFrameNum = ");
-        fwkFrame = fwkFrame ? fwkFrame : after<uint32_t>(text, "fwkFrame:");
-        fwkFrame = fwkFrame ? fwkFrame : after<uint32_t>(text, "fwkFrameNum = ");
+        frame = frame ? frame : numberAfter<uint32_t>(text, "No zslFrame: ");
+        frame = frame ? frame : numberAfter<uint32_t>(text, "zslFrame: ");
+        frame = frame ? frame : numberAfter<uint32_t>(text, "checkFrameNum = ");
+        fwkFrame = fwkFrame ? fwkFrame : numberAfter<uint32_t>(text, "fwkFrame:");
+        fwkFrame = fwkFrame ? fwkFrame : numberAfter<uint32_t>(text, "fwkFrameNum = ");
         FrameStates &states = blocks.back();
         if (startsWith(text, "get EV setting=")) {
-            states.ev = after<int>(text, "=");
+            states.ev = numberAfter<int>(text, "=");
         } else if (startsWith(text, "AF ok: ") || startsWith(text, "AF fail: ")) {
-            states.afMode = after<int>(text, "afMode=");
-            states.afState = after<int>(text, "afState=");
-            states.lensState = after<int>(text, "lensState=");
+            states.afMode = numberAfter<int>(text, "afMode=");
+            states.afState = numberAfter<int>(text, "afState=");
+            states.lensState = numberAfter<int>(text, "lensState=");
         } else if (startsWith(text, "[isAEStable] ")) {
-            states.aeState = after<int>(text, "val=");
+            states.aeState = numberAfter<int>(text, "val=");
         } else if (const auto at = text.find("motion cap: 0x"); at != std::string_view::npos) {
             uint32_t type = 0;
             std::from_chars(text.data() + at + 14, text.data() + text.size(), type, 16);
@@ -370,10 +358,10 @@ void LogImporter::closeCall(Thread &thread)
             blocks.emplace_back();
         if (has(text, "No zslFrame: ")) {
             refused = true;
-            if (auto camera = after<int>(text, ",camid:"); camera && blocks.size() > 1)
+            if (auto camera = numberAfter<int>(text, ",camid:"); camera && blocks.size() > 1)
                 thread.cameraAt[blocks.size() - 2] = *camera;
         }
-        if (auto mode = after<int32_t>(text, "perframeSensorMode:"))
+        if (auto mode = numberAfter<int32_t>(text, "perframeSensorMode:"))
             sensorMode = mode;
         sensorOwnMode = sensorOwnMode || has(text, "reqDesiredSensorMode");
         sensorFailed = sensorFailed || has(text, "checkDesiredSensorMode fail!");
@@ -451,7 +439,7 @@ void LogImporter::closeNeeded(Thread &thread)
     mSession.steps.emplace_back();
     StepOutcome &step = mSession.steps.back();
     step.kind = StepKind::Needed;
-    step.needed = after<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
+    step.needed = numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
     step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", line " +
                  std::to_string(thread.needed->second);
     step.log.push_back(std::move(thread.needed->first));

@@ -21,19 +21,6 @@ bool contains(std::string_view text, std::string_view part)
     return text.find(part) != std::string_view::npos;
 }
 
-// The signed decimal number right after the first marker in text.
-template <typename T> std::optional<T> numberAfter(std::string_view text, std::string_view marker)
-{
-    const auto at = text.find(marker);
-    if (at == std::string_view::npos)
-        return std::nullopt;
-    const char *begin = text.data() + at + marker.size();
-    T value{};
-    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    if (error != std::errc() || end == begin)
-        return std::nullopt;
-    return value;
-}
 
 // "2 CONVERGED": a value with Android's name for it, where it has one.
 std::string named(uint32_t tag, std::optional<int> value)

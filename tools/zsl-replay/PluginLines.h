@@ -11,6 +11,8 @@
 
 #include <LogRecorder.h>
 
+#include <charconv>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +29,20 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
 // the same worded alike for EV, AF, AE and sensor mode, states named as
 // Android names them ("AF: mode CONTINUOUS_PICTURE, state ACTIVE_SCAN,
 // lens MOVING").
+// The decimal number right after the first marker in text, if one is there.
+template <typename T> std::optional<T> numberAfter(std::string_view text, std::string_view marker)
+{
+    const auto at = text.find(marker);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    const char *begin = text.data() + at + marker.size();
+    T value{};
+    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    if (error != std::errc() || end == begin)
+        return std::nullopt;
+    return value;
+}
+
 // Every decimal number in a list's text as the plug-in prints it.
 std::vector<uint32_t> numbersIn(std::string_view text);
 

@@ -3,6 +3,7 @@
 #include "TraceWriter.h"
 
 #include "FrameText.h"
+#include "PluginLines.h"
 
 #include <algorithm>
 #include <cctype>
@@ -20,22 +21,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 constexpr int64_t kFrameIntervalNs = 33000000; // when the log shows no two neighbours
 
-template <typename T> std::optional<T> after(std::string_view text, std::string_view marker)
-{
-    const auto at = text.find(marker);
-    if (at == std::string_view::npos)
-        return std::nullopt;
-    T value{};
-    const char *begin = text.data() + at + marker.size();
-    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
-    return error == std::errc() && end != begin ? std::optional<T>(value) : std::nullopt;
-}
 
 // The value of the first line holding marker, read right after it.
 template <typename T> std::optional<T> logged(const std::vector<kohost::LogLine> &lines, std::string_view marker)
 {
     for (const kohost::LogLine &line : lines)
-        if (auto value = after<T>(line.text, marker))
+        if (auto value = numberAfter<T>(line.text, marker))
             return value;
     return std::nullopt;
 }
@@ -111,10 +102,10 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     const kohost::LogLine *config = session.setupLog.empty() ? nullptr : &session.setupLog.back();
     if (config) {
         properties["persist.vendor.kohal.selector.pending.mask"] =
-            after<int>(config->text, "mSupportPending ").value_or(0) != 0;
-        properties["ro.vendor.camera3.zsl.default"] = after<int64_t>(config->text, "default(").value_or(0);
-        properties["ro.vendor.camera3.zsl.project"] = after<int64_t>(config->text, "project(").value_or(0);
-        properties["vendor.debug.camera3.zsl.timestamp"] = after<int64_t>(config->text, "user(").value_or(0);
+            numberAfter<int>(config->text, "mSupportPending ").value_or(0) != 0;
+        properties["ro.vendor.camera3.zsl.default"] = numberAfter<int64_t>(config->text, "default(").value_or(0);
+        properties["ro.vendor.camera3.zsl.project"] = numberAfter<int64_t>(config->text, "project(").value_or(0);
+        properties["vendor.debug.camera3.zsl.timestamp"] = numberAfter<int64_t>(config->text, "user(").value_or(0);
     } else if (step.zsdTs && step.curTime) {
         properties["ro.vendor.camera3.zsl.default"] = (*step.curTime - *step.zsdTs) / 1000000;
         filled.push_back("the selector's configuration line is not in the log: the time window is curTime - zsdTs "
