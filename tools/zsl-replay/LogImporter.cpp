@@ -29,8 +29,9 @@ bool startsWith(std::string_view text, std::string_view part)
     return text.substr(0, part.size()) == part;
 }
 
+} // namespace
 
-enum class Kind {
+enum class LogImporter::Kind : int {
     Config, Needed, SelectStart, Select,
     QualifyStart, Qualify, QualifyEnd, RefusedCamera, RefusedOwn, SuperResolution,
     SensorStart, Sensor, SensorEnd, Unknown
@@ -38,7 +39,7 @@ enum class Kind {
 
 // What a line is, by its text alone (the function name is not in every
 // output); blockOpen tells a second "cannot get EV" line from a first.
-Kind kindOf(std::string_view text, bool blockOpen)
+LogImporter::Kind LogImporter::kindOf(std::string_view text, bool blockOpen)
 {
     if (startsWith(text, "mSupportPending "))
         return Kind::Config;
@@ -77,7 +78,6 @@ Kind kindOf(std::string_view text, bool blockOpen)
     return Kind::Unknown;
 }
 
-} // namespace
 
 LogImporter::LogImporter(std::string file)
 {
@@ -137,7 +137,7 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         return;
     default:
         closeSelection(thread);
-        checkLine(thread, std::move(line), lineNumber);
+        checkLine(thread, kind, std::move(line), lineNumber);
     }
 }
 
@@ -246,9 +246,8 @@ void LogImporter::closeSelection(Thread &thread)
     step.queues.push_back(std::move(meta));
 }
 
-void LogImporter::checkLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber)
+void LogImporter::checkLine(Thread &thread, Kind kind, kohost::LogLine line, uint64_t lineNumber)
 {
-    const Kind kind = kindOf(line.text, thread.call && thread.call->blockOpen);
     const Phase phase = thread.call ? thread.call->phase : Phase::Ended;
     auto startCall = [&](size_t keepFrom) {
         // Lines after a refused camera may be the next frame's first cameras.
@@ -449,11 +448,14 @@ void LogImporter::closeNeeded(Thread &thread)
 SessionOutcome LogImporter::finish()
 {
     for (auto &[id, thread] : mThreads) {
-        if (thread.selecting && !mSession.steps[*thread.selecting].csbegin &&
-            std::none_of(mSession.steps[*thread.selecting].log.begin(), mSession.steps[*thread.selecting].log.end(),
-                         [](const kohost::LogLine &line) { return has(line.text, "select finished"); }))
-            warn(thread.lastLine, "the log ends inside a selection", ": fwkFrame " +
-                                      std::to_string(mSession.steps[*thread.selecting].fwkFrame));
+        // A selection ends with its anchor offset line, or early with a finish line.
+        if (thread.selecting) {
+            const StepOutcome &step = mSession.steps[*thread.selecting];
+            if (std::none_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
+                    return has(line.text, " ZSLAnchor offset:") || has(line.text, "select finished");
+                }))
+                warn(thread.lastLine, "the log ends inside a selection", ": fwkFrame " + std::to_string(step.fwkFrame));
+        }
         closeSelection(thread);
         closeCall(thread);
         closeNeeded(thread);

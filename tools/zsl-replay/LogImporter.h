@@ -17,6 +17,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -36,6 +37,11 @@ public:
     uint64_t linesUsed() const { return mLinesUsed; }
 
 private:
+    // What a plug-in line is, by its text: a configuration, an answer of
+    // isSelectorNeeded, a selection's, or which part of a frame check.
+    enum class Kind : int;
+    static Kind kindOf(std::string_view text, bool blockOpen);
+
     // Where a checkFrame call's lines stand: judging metadata, one camera
     // refused (more cameras may follow), refused, qualified (the sensor-mode
     // check may follow), in the sensor-mode check, ended.
@@ -67,7 +73,7 @@ private:
     // A problem of one line: its kind (counted, listed ten times at most) and details.
     void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail);
     void selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts);
-    void checkLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber);
+    void checkLine(Thread &thread, Kind kind, kohost::LogLine line, uint64_t lineNumber);
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);
