@@ -218,6 +218,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FormatCase{"threadtimeWithYear", "2026-11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
                     FormatCase{"bugReportWithUid", "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
                     FormatCase{"microseconds", "11-23 18:46:29.123456  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
+                    FormatCase{"monotonic", "  2345.678  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
                     FormatCase{"carriageReturn", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r", 1234, 1240},
                     FormatCase{"brief", "I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234},
                     FormatCase{"time", "11-23 18:46:29.123 I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234},
@@ -261,6 +262,8 @@ TEST_P(DeviceLogBadInput, ResultForWhatCanBeReadAndOneLinePerProblem)
     else if (edit == "outOfOrder")
         text = "02-01 00:00:00.000     1     1 D KoAlgoEngine: ZSL f.cpp:1 f()hf OK\n"
                "01-01 00:00:00.000     1     1 D KoAlgoEngine: ZSL f.cpp:1 f()hf OK\n";
+    else if (edit == "unknownFormat")
+        text = log.substr(0, log.find('\n') + 1) + "<KoAlgoEngine> 18:46 something\n" + log.substr(log.find('\n') + 1);
     else if (edit == "unknownText")
         text = log + "01-01 00:01:40.000  1  1 D KoAlgoEngine: ZSL f.cpp:1 f()something new\n";
     TempFile file(text);
@@ -280,7 +283,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadLog{"startsInsideTheSelection", 0, "line 1: the log starts inside a selection: fwkFrame 100",
                "the selection starts at list position 3"},
         BadLog{"outOfOrder", 0, "line 2: out of order: earlier than the thread's line 1", "accepted"},
-        BadLog{"unknownText", 0, "does not know, passed over: \"something new\"", "took 1 of 1"}),
+        BadLog{"unknownText", 0, "does not know, passed over: \"something new\"", "took 1 of 1"},
+        BadLog{"unknownFormat", 0, "1 line names the tag KoAlgoEngine in a format this reader does not know (the first is line 2)",
+               "took 1 of 1"}),
     [](const testing::TestParamInfo<BadLog> &info) { return info.param.name; });
 
 TEST(DeviceLogBadInputFiles, DirectoryMissingFileAndNonUtf8)

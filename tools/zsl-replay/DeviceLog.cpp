@@ -96,6 +96,25 @@ std::optional<int64_t> readStamp(Cursor &at)
     return ((days * 24 + *hour) * 60 + *minute) * 60 * 1000000000 + *second * 1000000000 + *fraction;
 }
 
+// monotonic: "[ ]SSSSS.mmm" seconds since boot, the boot-time clock itself.
+std::optional<int64_t> readMonotonic(Cursor &at)
+{
+    Cursor c = at;
+    c.skipBlanks();
+    auto seconds = c.number();
+    if (!seconds || !c.take('.'))
+        return std::nullopt;
+    const size_t before = c.text.size();
+    auto fraction = c.number();
+    const size_t digits = before - c.text.size();
+    if (!fraction || digits > 9 || !c.take(' '))
+        return std::nullopt;
+    for (size_t i = digits; i < 9; ++i)
+        *fraction *= 10;
+    at = c;
+    return *seconds * 1000000000 + *fraction;
+}
+
 bool isLevel(std::string_view word)
 {
     return word.size() == 1 && std::string_view("VDIWEFSA").find(word[0]) != std::string_view::npos;
@@ -215,7 +234,9 @@ std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text)
     if (text.find(kTag) == std::string_view::npos)
         return std::nullopt;
     Cursor c{text};
-    const std::optional<int64_t> timeNs = readStamp(c);
+    std::optional<int64_t> timeNs = readStamp(c);
+    if (!timeNs)
+        timeNs = readMonotonic(c);
     if (timeNs)
         if (auto line = readThreadtime(c, *timeNs))
             return line;
@@ -229,10 +250,13 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
     std::string carried; // the start of a line that crosses a block's end
     bool skipping = false; // inside a line too long to keep
     uint64_t number = 0;
+    uint64_t unread = 0, firstUnread = 0; // lines naming the tag in a shape not read
     auto handle = [&](std::string_view text) {
         ++number;
         if (auto ours = readDeviceLogLine(text))
             line(std::move(*ours), number);
+        else if (text.find(kTag) != std::string_view::npos && unread++ == 0)
+            firstUnread = number;
     };
     for (size_t got; (got = std::fread(block.data(), 1, block.size(), stream)) > 0;) {
         const char *at = block.data();
@@ -265,6 +289,10 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
     }
     if (std::ferror(stream))
         return false;
+    if (unread)
+        problem(std::to_string(unread) + (unread == 1 ? " line names" : " lines name") + " the tag " + std::string(kTag) +
+                " in a format this reader does not know (the first is line " + std::to_string(firstUnread) +
+                "); threadtime, time, brief and monotonic are read");
     // A line cut by the end may have lost any part of its text: not guessed at.
     if (skipping || !carried.empty())
         problem("the log ends in the middle of line " + std::to_string(number + 1) + ", which is left out");

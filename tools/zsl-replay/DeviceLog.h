@@ -3,8 +3,9 @@
  * DeviceLog: the plug-in's lines as a device's log shows them, both ways.
  * Writing: a line as `adb logcat -v threadtime` prints it. Reading: a log
  * as engineers have it (threadtime with or without year and uid columns,
- * brief and time formats, a whole bug report, the host's system-log lines
- * on standard error), read as a stream in large blocks; only the plug-in's
+ * monotonic, brief and time formats, a whole bug report, the host's
+ * system-log lines on standard error), read as a stream in large blocks;
+ * a line naming the tag in any other shape is counted as a problem; only the plug-in's
  * lines (tag "KoAlgoEngine", or the system log's "[ZSL] ") are kept, every
  * other line is passed over at the cost of one search.
  */
