@@ -92,6 +92,8 @@ const std::vector<SelectCase> kSelectCases = {
     {.name = "shutterEqualToZsdTsIsNotNewEnough", .zsdTs = 200, .expected = {12}},
     {.name = "anchorAtTheEndTakesEveryProducerFrame", .zsdTs = 250, .producer = {{13, 400}, {14, 500}},
      .expected = {12, 13, 14}, .anchorLine = "offset:-1 csbegin:2 consumerQ[10 11 12 ]"},
+    {.name = "usedFramesBoundTheProducerFramesToo", .zsdTs = 250, .used = {13}, .producer = {{13, 400}, {14, 500}},
+     .expected = {14}},
     {.name = "anchorBeforeTheEndTakesNoProducerFrame", .producer = {{13, 400}}, .expected = {11, 12}},
     {.name = "anchorAtTheEndWithSeveralRequests", .zsdTs = 250, .requestCount = 3,
      .producer = {{13, 400}, {14, 500}}, .expected = {10, 11, 12, 13, 14}},
