@@ -10,6 +10,7 @@
 #include <PluginLoader.h>
 #include <Replayer.h>
 #include <TraceReader.h>
+#include <TraceWriter.h>
 
 #include <gtest/gtest.h>
 
@@ -163,6 +164,26 @@ INSTANTIATE_TEST_SUITE_P(
             "frames": {"1": {"shutter": "-30ms", "metadata": )" SETTLED R"(}}}],
             "steps": [{"capture": {"fwkFrame": 3, "requests": [null]}}, {"check": {"frame": 1, "request": null}}]})"}),
     [](const testing::TestParamInfo<Case> &info) { return info.param.name; });
+
+// A capture read from a log, written as a trace and replayed, is judged as
+// on the phone: the same frames checked with the same verdicts and taken.
+TEST(LogToTrace, ReplaysWithTheVerdictsOfTheLog)
+{
+    for (const char *example : {"overview", "motion-capture", "super-resolution-sensor-mode", "two-camera-focus"}) {
+        SCOPED_TRACE(example);
+        const SessionOutcome read =
+            readLog(replayToLogcat(readTraceFile(std::string(ZSL_SOURCE_DIR "/examples/") + example + ".json")).logcat);
+        const StepOutcome &logged = read.steps.at(0);
+        const TraceSpec trace = parseTrace(traceFromLog(read, logged).dump(), "from-log.json");
+        const StepOutcome replayed = Replayer(kohost::defaultPluginPath()).run(trace).steps.at(0);
+        ASSERT_EQ(replayed.checks.size(), logged.checks.size());
+        for (size_t i = 0; i < logged.checks.size(); ++i) {
+            EXPECT_EQ(replayed.checks[i].frame, logged.checks[i].frame);
+            EXPECT_EQ(replayed.checks[i].verdict, logged.checks[i].verdict);
+        }
+        EXPECT_EQ(replayed.taken, logged.taken);
+    }
+}
 
 // Two cameras' selectors log at once: their lines interleave and are told
 // apart by thread.
