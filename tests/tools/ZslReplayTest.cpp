@@ -318,7 +318,11 @@ INSTANTIATE_TEST_SUITE_P(
         // A plug-in that cannot be loaded is named with the loader's reason.
         CliCase{"pluginMissing", "", "--plugin /nonexistent/com.korvan.zsl.default.so", 2, "",
                 {"cannot load the plug-in /nonexistent/com.korvan.zsl.default.so: "}},
-        CliCase{"pluginWithoutFactory", "", "--plugin libm.so.6", 2, "", {"undefined symbol: createZSLSelector"}}),
+        CliCase{"pluginWithoutFactory", "", "--plugin libm.so.6", 2, "", {"undefined symbol: createZSLSelector"}},
+        CliCase{"logWithTraceIsRefused", "", "TRACE --from-log TRACE", 2, "", {"--from-log reads logs and replays nothing"}},
+        CliCase{"writeTracesNeedsADirectory", "cd " ZSL_SOURCE_DIR " &&",
+                "--from-log examples/device.log --write-traces /nonexistent", 2, "fwkFrame 400",
+                {"--write-traces /nonexistent: not a directory"}}),
     [](const testing::TestParamInfo<CliCase> &info) { return info.param.name; });
 
 } // namespace

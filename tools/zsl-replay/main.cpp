@@ -169,6 +169,11 @@ template <typename Json> std::string jsonText(const Json &value, int indent = -1
 // Writes each capture of the sessions as a trace into dir; never over a file.
 bool writeTraces(const std::string &dir, const std::vector<replay::SessionOutcome> &sessions)
 {
+    struct stat info {};
+    if (stat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+        std::cerr << "zsl-replay: --write-traces " << dir << ": not a directory\n";
+        return false;
+    }
     bool ok = true;
     std::map<std::string, int> used;
     for (const replay::SessionOutcome &session : sessions)
