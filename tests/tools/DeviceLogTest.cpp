@@ -91,6 +91,7 @@ void expectRebuilt(const SessionOutcome &replayed, const SessionOutcome &read)
             EXPECT_EQ(got.producer, want.producer);
         }
         EXPECT_EQ(got.zsdTs, want.zsdTs);
+        EXPECT_EQ(got.motionCapture, want.motionCapture);
         EXPECT_EQ(got.captureNs, want.captureNs);
         EXPECT_EQ(got.anchorFrame, want.anchorFrame);
         EXPECT_EQ(got.anchorOffset, want.anchorOffset);

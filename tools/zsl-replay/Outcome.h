@@ -62,6 +62,7 @@ struct StepOutcome {
     bool selectRan = false;
     kohal::ZSLSelection selection;
     std::vector<uint32_t> selectedFrames; // the list the host checks
+    std::optional<std::pair<int64_t, uint32_t>> motionCapture; // anchorTS and motionCapType
     std::optional<int64_t> zsdTs;
     std::optional<int64_t> curTime;
     std::optional<uint32_t> anchorFrame; // first frame shot after zsdTs

@@ -19,10 +19,10 @@
 
 namespace replay {
 
-// Fills the consumer and producer lists, the shutter times logged, zsdTs,
-// curTime, anchorOffset, csbegin, anchorFrame and the warnings (a listed
-// frame that left the queue, a begin moved past a frame a queue lacks) from
-// the lines of one selectZSLFrames call.
+// Fills the consumer and producer lists, a motion capture's anchor, the
+// shutter times logged, zsdTs, curTime, anchorOffset, csbegin, anchorFrame
+// and the warnings (a listed frame that left the queue, a begin moved past a
+// frame a queue lacks) from the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
 // Why one checkFrame call refused its frame: the plug-in's own line, and

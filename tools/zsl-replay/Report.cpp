@@ -106,6 +106,13 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
         if (step.selectRan) {
             out << "   consumer list: " << frames(step.consumer) << "   producer list: " << frames(step.producer)
                 << "\n";
+            if (step.motionCapture) {
+                char type[16];
+                std::snprintf(type, sizeof(type), "0x%x", step.motionCapture->second);
+                out << "   motion capture " << type << ": anchor time stamp at "
+                    << relativeMs(step.motionCapture->first, step.captureNs) << ", zsdTs "
+                    << ((step.motionCapture->second & 0xF0000) ? 30 : 60) << " ms after it\n";
+            }
             if (step.zsdTs)
                 out << "   window: frames shot after " << relativeMs(*step.zsdTs, step.captureNs)
                     << " may anchor the selection (zsdTs)\n";
@@ -159,6 +166,9 @@ nlohmann::json toJson(const SessionOutcome &trace)
             out["selection"] = selection;
             out["consumer"] = step.consumer;
             out["producer"] = step.producer;
+            if (step.motionCapture)
+                out["motionCapture"] = {{"anchorTimeStampNs", step.motionCapture->first},
+                                        {"motionCapType", step.motionCapture->second}};
             out["zsdTs"] = step.zsdTs ? nlohmann::json(*step.zsdTs) : nlohmann::json();
             out["curTime"] = step.curTime ? nlohmann::json(*step.curTime) : nlohmann::json();
             out["anchorFrame"] = step.anchorFrame ? nlohmann::json(*step.anchorFrame) : nlohmann::json();
