@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <vector>
 
 namespace replay {
@@ -246,7 +247,7 @@ std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text)
 bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
                    const std::function<void(const std::string &)> &problem)
 {
-    std::vector<char> block(kBlockBytes);
+    const std::unique_ptr<char[]> block(new char[kBlockBytes]); // not cleared: fread fills what is read
     std::string carried; // the start of a line that crosses a block's end
     bool skipping = false; // inside a line too long to keep
     uint64_t number = 0;
@@ -258,8 +259,8 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
         else if (text.find(kTag) != std::string_view::npos && unread++ == 0)
             firstUnread = number;
     };
-    for (size_t got; (got = std::fread(block.data(), 1, block.size(), stream)) > 0;) {
-        const char *at = block.data();
+    for (size_t got; (got = std::fread(block.get(), 1, kBlockBytes, stream)) > 0;) {
+        const char *at = block.get();
         const char *end = at + got;
         while (at < end) {
             const char *newline = static_cast<const char *>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
