@@ -46,8 +46,8 @@ gives the same output on every run and every machine. A step's "expect" is compa
 happened; each difference is one line on standard error.
 
 With --from-log it replays nothing: it reads a device's log (adb logcat -v threadtime, the
-default, with or without year and uid columns; -v brief or -v time; a whole bug report; the
-host's system-log lines) and rebuilds each capture from the plug-in's own lines (tag
+default, with or without year and uid columns; -v monotonic, -v brief or -v time; a whole bug
+report; the host's system-log lines) and rebuilds each capture from the plug-in's own lines (tag
 KoAlgoEngine), told apart by process and thread. The report, --json, --svg and --perfetto then
 show those captures, marked as read from a log; what the log cannot tell is said, not guessed.
 
