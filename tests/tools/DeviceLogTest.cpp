@@ -215,6 +215,7 @@ struct FormatCase {
     const char *name;
     const char *line;
     int pid, tid;
+    int64_t fractionNs; // of the line's time stamp, 0 where the format has none
 };
 
 class DeviceLogFormats : public testing::TestWithParam<FormatCase> {};
@@ -230,22 +231,24 @@ TEST_P(DeviceLogFormats, ThePluginLineIsFound)
     EXPECT_EQ(line->text, "[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
     EXPECT_EQ(line->pid, c.pid);
     EXPECT_EQ(line->tid, c.tid);
+    EXPECT_GE(line->timeNs, 0);
+    EXPECT_EQ(line->timeNs % 1000000000, c.fractionNs); // no field overflowed the sum
 }
 
 #define MESSAGE "ZSL ZSLSelectorDefault.cpp:353 selectZSLFrames()[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000"
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, DeviceLogFormats,
-    testing::Values(FormatCase{"threadtime", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
-                    FormatCase{"threadtimeWithYear", "2026-11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
-                    FormatCase{"bugReportWithUid", "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
-                    FormatCase{"microseconds", "11-23 18:46:29.123456  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
-                    FormatCase{"monotonic", "  2345.678  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240},
-                    FormatCase{"carriageReturn", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r", 1234, 1240},
-                    FormatCase{"brief", "I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234},
-                    FormatCase{"time", "11-23 18:46:29.123 I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234},
+    testing::Values(FormatCase{"threadtime", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123000000},
+                    FormatCase{"threadtimeWithYear", "2026-11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123000000},
+                    FormatCase{"bugReportWithUid", "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123000000},
+                    FormatCase{"microseconds", "11-23 18:46:29.123456  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123456000},
+                    FormatCase{"monotonic", "  2345.678  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 678000000},
+                    FormatCase{"carriageReturn", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r", 1234, 1240, 123000000},
+                    FormatCase{"brief", "I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234, 0},
+                    FormatCase{"time", "11-23 18:46:29.123 I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234, 123000000},
                     FormatCase{"systemLog", "[ZSL] I ZSLSelectorDefault.cpp:353 selectZSLFrames() [ZSLSelector] "
-                                            "fwkFrame:9 zsdTs:99900000000 curTime:100000000000", 0, 0}),
+                                            "fwkFrame:9 zsdTs:99900000000 curTime:100000000000", 0, 0, 0}),
     [](const testing::TestParamInfo<FormatCase> &info) { return info.param.name; });
 
 TEST(DeviceLogFormatsOther, OtherTagsAndShapesAreNotThePlugins)

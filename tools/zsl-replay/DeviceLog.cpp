@@ -65,7 +65,7 @@ std::optional<int64_t> readStamp(Cursor &at)
 {
     Cursor c = at;
     auto first = c.number();
-    if (!first || !c.take('-'))
+    if (!first || *first > 9999 || !c.take('-'))
         return std::nullopt;
     int64_t year = 0, month = *first;
     auto day = c.number(2);
@@ -93,7 +93,9 @@ std::optional<int64_t> readStamp(Cursor &at)
     for (size_t i = digits; i < 9; ++i)
         *fraction *= 10;
     at = c;
-    const int64_t days = (year * 12 + month) * 31 + *day;
+    // Years within a century: enough to order one log, and every field is
+    // at most two digits, so the sum stays far inside int64.
+    const int64_t days = ((year % 100) * 12 + month) * 31 + *day;
     return ((days * 24 + *hour) * 60 + *minute) * 60 * 1000000000 + *second * 1000000000 + *fraction;
 }
 
@@ -103,7 +105,7 @@ std::optional<int64_t> readMonotonic(Cursor &at)
     Cursor c = at;
     c.skipBlanks();
     auto seconds = c.number();
-    if (!seconds || !c.take('.'))
+    if (!seconds || *seconds > 999999999 || !c.take('.')) // 31 years of uptime; no int64 overflow
         return std::nullopt;
     const size_t before = c.text.size();
     auto fraction = c.number();
