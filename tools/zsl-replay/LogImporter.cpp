@@ -349,9 +349,7 @@ void LogImporter::closeCall(Thread &thread)
             states.lensState = numberAfter<int>(text, "lensState=");
         } else if (startsWith(text, "[isAEStable] ")) {
             states.aeState = numberAfter<int>(text, "val=");
-        } else if (const auto at = text.find("motion cap: 0x"); at != std::string_view::npos) {
-            uint32_t type = 0;
-            std::from_chars(text.data() + at + 14, text.data() + text.size(), type, 16);
+        } else if (auto type = numberAfter<uint32_t>(text, "motion cap: 0x", 16)) {
             states.motionCapType = type;
         } else if (startsWith(text, "hf ") || text == "AF X" || text == "AE X" || text == "Metadata is nullptr")
             blocks.emplace_back();

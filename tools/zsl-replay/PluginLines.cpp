@@ -82,10 +82,7 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         } else if (const auto list = text.find(" Current Producer list: "); list != std::string_view::npos) {
             result.producer = numbersIn(text.substr(list + 23));
         } else if (text.rfind("<mc anchor pick> anchorTS:", 0) == 0) {
-            const auto hex = text.find("motionCapType:0x");
-            uint32_t type = 0;
-            if (hex != std::string_view::npos)
-                std::from_chars(text.data() + hex + 16, text.data() + text.size(), type, 16);
+            const uint32_t type = numberAfter<uint32_t>(text, "motionCapType:0x", 16).value_or(0);
             if ((type & 0xFF) == 1) // a motion capture: zsdTs follows the anchor time stamp
                 result.motionCapture = {numberAfter<int64_t>(text, "anchorTS:").value_or(0), type};
         } else if (auto zsdTs = numberAfter<int64_t>(text, " zsdTs:")) {

@@ -29,15 +29,16 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
 // the same worded alike for EV, AF, AE and sensor mode, states named as
 // Android names them ("AF: mode CONTINUOUS_PICTURE, state ACTIVE_SCAN,
 // lens MOVING").
-// The decimal number right after the first marker in text, if one is there.
-template <typename T> std::optional<T> numberAfter(std::string_view text, std::string_view marker)
+// The number right after the first marker in text, if one is there; in hex
+// for base 16 (the motion-capture type is printed as "0x%x").
+template <typename T> std::optional<T> numberAfter(std::string_view text, std::string_view marker, int base = 10)
 {
     const auto at = text.find(marker);
     if (at == std::string_view::npos)
         return std::nullopt;
     const char *begin = text.data() + at + marker.size();
     T value{};
-    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value);
+    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value, base);
     if (error != std::errc() || end == begin)
         return std::nullopt;
     return value;

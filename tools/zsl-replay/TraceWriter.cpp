@@ -23,10 +23,11 @@ constexpr int64_t kFrameIntervalNs = 33000000; // when the log shows no two neig
 
 
 // The value of the first line holding marker, read right after it.
-template <typename T> std::optional<T> logged(const std::vector<kohost::LogLine> &lines, std::string_view marker)
+template <typename T>
+std::optional<T> logged(const std::vector<kohost::LogLine> &lines, std::string_view marker, int base = 10)
 {
     for (const kohost::LogLine &line : lines)
-        if (auto value = numberAfter<T>(line.text, marker))
+        if (auto value = numberAfter<T>(line.text, marker, base))
             return value;
     return std::nullopt;
 }
@@ -77,16 +78,11 @@ Json requestOf(const StepOutcome &step)
         request["korvan.quicksnapshot.isQuickSnapshot"] = 1;
     if (auto anchor = logged<int64_t>(step.log, "anchorTS:"); anchor && *anchor != 0)
         request["korvan.mfnr.anchorTimeStamp"] = *anchor;
-    for (const kohost::LogLine &line : step.log) // the type is printed in hex
-        if (const auto at = line.text.find("motionCapType:0x"); at != std::string::npos) {
-            uint32_t type = 0;
-            std::from_chars(line.text.data() + at + 16, line.text.data() + line.text.size(), type, 16);
-            char hex[16];
-            std::snprintf(hex, sizeof(hex), "0x%x", type);
-            if (type != 0)
-                request["korvan.ai.kosd.motionCaptureType"] = hex;
-            break;
-        }
+    if (auto type = logged<uint32_t>(step.log, "motionCapType:0x", 16); type && *type != 0) {
+        char hex[16];
+        std::snprintf(hex, sizeof(hex), "0x%x", *type);
+        request["korvan.ai.kosd.motionCaptureType"] = hex;
+    }
     return request;
 }
 
