@@ -223,7 +223,7 @@ TEST(ZslReplayTrace, LongInputIsReadAndReplayed)
     json queue = {{"id", 0}, {"type", "meta"}, {"name", std::string(100000, 'q')}, {"frames", json::object()}};
     for (int frame = 1; frame <= frames; ++frame) {
         queue["consumer"].push_back(frame);
-        queue["frames"][std::to_string(frame)] = {{"shutter", "-" + std::to_string(frames + 1 - frame) + "ms"}};
+        queue["frames"][std::to_string(frame)] = {{"shutter", std::to_string(frame - frames - 1) + "ms"}};
     }
     json trace = {{"queues", {queue}}, {"steps", {{{"select", {{"requests", {json::object()}}}}}}}};
     TempFile valid(trace.dump());

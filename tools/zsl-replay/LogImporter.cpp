@@ -376,21 +376,21 @@ void LogImporter::closeCall(Thread &thread)
 
     // The step the check belongs to: this thread's last capture of the same
     // fwkFrame, else a step of its own.
-    std::optional<size_t> target = thread.capture;
-    if (target && fwkFrame && mSession.steps[*target].fwkFrame != *fwkFrame)
-        target.reset();
-    if (target && !frame && thread.nextSelected >= mSession.steps[*target].selectedFrames.size())
-        target.reset(); // no frame of the selection is left for it
-    if (!target) {
+    auto belongs = [&](const StepOutcome &capture) {
+        if (fwkFrame && capture.fwkFrame != *fwkFrame)
+            return false;
+        return frame || thread.nextSelected < capture.selectedFrames.size(); // a frame of the selection is left
+    };
+    const bool ownStep = !thread.capture || !belongs(mSession.steps[*thread.capture]);
+    if (ownStep) {
         mSession.steps.emplace_back();
-        StepOutcome &step = mSession.steps.back();
-        step.kind = StepKind::Check;
-        step.fwkFrame = fwkFrame.value_or(0);
-        step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
-                     std::to_string(call.firstLine);
-        target = mSession.steps.size() - 1;
+        StepOutcome &own = mSession.steps.back();
+        own.kind = StepKind::Check;
+        own.fwkFrame = fwkFrame.value_or(0);
+        own.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
+                    std::to_string(call.firstLine);
     }
-    StepOutcome &step = mSession.steps[*target];
+    StepOutcome &step = ownStep ? mSession.steps.back() : mSession.steps[*thread.capture];
     if (step.kind == StepKind::Select)
         step.kind = StepKind::Capture;
 
