@@ -4,6 +4,9 @@
 #include "PluginLoader.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
+
+#include <climits>
 
 namespace kohost {
 
@@ -52,6 +55,17 @@ std::shared_ptr<kohal::ZSLSelectorBase> PluginLoader::createSelector() const
 std::string defaultPluginPath()
 {
     return ZSL_PLUGIN_PATH;
+}
+
+std::string pluginNearProgram(const std::string &fromProgramDir)
+{
+    static constexpr const char *kPluginName = "com.korvan.zsl.default.so";
+    char self[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+    const std::string program(self, length > 0 ? static_cast<size_t>(length) : 0);
+    const std::string dir = program.substr(0, program.rfind('/') + 1);
+    const std::string beside = dir + kPluginName;
+    return access(beside.c_str(), F_OK) == 0 ? beside : dir + fromProgramDir;
 }
 
 } // namespace kohost

@@ -36,7 +36,13 @@ private:
     std::string mError;
 };
 
-// The plug-in this build made, for host programs and tests.
+// The plug-in this build made, for tests and benchmarks in the build tree.
 std::string defaultPluginPath();
+
+// The plug-in a host program finds from its own place: beside the program
+// (a build tree), else at fromProgramDir, relative to the program's folder (an
+// installed tree). Never the build folder's absolute path, so that a copied or
+// installed program does not depend on it.
+std::string pluginNearProgram(const std::string &fromProgramDir);
 
 } // namespace kohost

@@ -61,7 +61,8 @@ Options:
   --from-log LOG         read captures from a device log instead of replaying ("-": stdin)
   --write-traces DIR     with --from-log: write each capture read as a trace, DIR/fwkFrame-N.json,
                          to replay and change (an existing file is not overwritten)
-  --plugin PATH          the plug-in to load (default: the one this build made)
+  --plugin PATH          the plug-in to load (default: the one beside this program, else the
+                         installed one)
   --real-clock           let the plug-in read the machine's boot-time clock
   --write-expectations   write each step's results into its trace file as "expect"
                          (the file is rewritten; review the change before keeping it)
@@ -227,7 +228,7 @@ void listTags()
 
 int main(int argc, char **argv)
 {
-    std::string pluginPath = kohost::defaultPluginPath();
+    std::string pluginPath = kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR);
     std::string svgPath, perfettoPath, logcatPath, tracesDir;
     bool json = false, withLog = false, realClock = false, writeExpectations = false;
     std::vector<std::string> files, logs;
