@@ -105,6 +105,10 @@ const std::vector<SelectCase> kSelectCases = {
     {.name = "noAnchorThreeRequestsReachBackIntoConsumers", .zsdTs = 1000, .requestCount = 3,
      .producer = {{13, 400}, {14, 1100}, {15, 1200}}, .expected = {12, 13, 14, 15},
      .anchorLine = "offset:1 csbegin:2 consumerQ[10 11 12 ]"},
+    {.name = "producerShutterEqualToZsdTsIsNotNewEnough", .zsdTs = 1000, .producer = {{13, 1000}, {14, 1100}},
+     .expected = {14}, .anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]"},
+    {.name = "firstProducerFrameAsAnchorTakesTheProducerList", .zsdTs = 1000, .producer = {{13, 1100}, {14, 1200}},
+     .expected = {13, 14}, .anchorLine = "offset:0 csbegin:3 consumerQ[10 11 12 ]"},
     // The scan ends on 14 (offset 1) without finding a frame new enough.
     {.name = "producerFrameWithoutRecordIsPassedOver", .zsdTs = 1000, .producer = {{13, std::nullopt}, {14, 900}},
      .expected = {14}, .anchorLine = "offset:1 csbegin:4 consumerQ[10 11 12 ]"},
