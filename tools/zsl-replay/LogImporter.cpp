@@ -7,6 +7,7 @@
 #include "LogImporter.h"
 
 #include "PluginLines.h"
+#include "PluginMessages.h"
 
 #include <algorithm>
 #include <charconv>
@@ -31,53 +32,17 @@ bool startsWith(std::string_view text, std::string_view part)
 
 } // namespace
 
-enum class LogImporter::Kind : int {
-    Config, Needed, SelectStart, Select,
-    QualifyStart, Qualify, QualifyEnd, RefusedCamera, RefusedOwn, SuperResolution,
-    SensorStart, Sensor, SensorEnd, Unknown
-};
-
-// What a line is, by its text alone (the function name is not in every
-// output); blockOpen tells a second "cannot get EV" line from a first.
-LogImporter::Kind LogImporter::kindOf(std::string_view text, bool blockOpen)
+// What a line is: the plug-in's message it fills, or nothing; blockOpen
+// tells a second "cannot get EV" line (the request's side) from a first.
+std::optional<MessageKind> LogImporter::kindOf(std::string_view text, bool blockOpen)
 {
-    if (startsWith(text, "mSupportPending "))
-        return Kind::Config;
-    if (startsWith(text, "[ZSLSelector] ") && has(text, " isNeeded "))
-        return Kind::Needed;
-    if (has(text, " Current Consumer list") || has(text, " no metaQueue, select finished"))
-        return Kind::SelectStart;
-    if (startsWith(text, "<mc anchor pick>") || has(text, " zsdTs:") || has(text, " Consumer list: ") ||
-        has(text, " consumer list ts too old") || has(text, " Current Producer list: ") ||
-        has(text, " Producer list: ") || has(text, " ZSLAnchor offset:") || has(text, ", cannot find zslFrame: "))
-        return Kind::Select;
-    if (has(text, "No zslFrame: "))
-        return has(text, ",camid:") ? Kind::RefusedCamera : Kind::RefusedOwn;
-    if (has(text, "get korvan.superResolution.enabled "))
-        return Kind::SuperResolution;
-    if (has(text, "[ZSLSelector] checkFrameNum = "))
-        return Kind::SensorStart;
-    if (has(text, "checkDesiredSensorMode success!") || has(text, "checkDesiredSensorMode fail!") ||
-        has(text, "not support sensor policy"))
-        return Kind::SensorEnd;
-    for (std::string_view part : {"perframeSensorMode", "korvan.ext.control.policy.sensorMode", "reqDesiredSensorMode",
-                                  "mSensorPolicyMask", "koholder::sensorModetype", "get metaFrame failed",
-                                  "not find mcxFrameresult", "getDesiredSensorMode cameraRoleType"})
-        if (has(text, part))
-            return Kind::Sensor;
-    if (startsWith(text, "get EV setting=") || text == "Metadata is nullptr" ||
-        (startsWith(text, "cannot get EV setting") && !blockOpen))
-        return Kind::QualifyStart;
-    if (text == "hf OK" || text == "AF X" || text == "AE X" || text == "hf does not include tareget EV")
-        return Kind::QualifyEnd;
-    for (std::string_view part : {" get EV setting=", "cannot get EV setting", "isRequiredEV ", "bypass AF/AE",
-                                  "QuickSnapshot bypass", "AF ok: ", "AF fail: ", "tag not found!",
-                                  "android.lens.state not found!", "[isAEStable] "})
-        if (startsWith(text, part))
-            return Kind::Qualify;
-    return Kind::Unknown;
+    const PluginMessage *message = findPluginMessage(text);
+    if (!message)
+        return std::nullopt;
+    if (message->kind == MessageKind::QualifyStart && blockOpen && startsWith(text, "cannot get EV setting"))
+        return MessageKind::Qualify;
+    return message->kind;
 }
-
 
 LogImporter::LogImporter(std::string file)
 {
@@ -111,29 +76,31 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.lastLine = lineNumber;
 
-    const Kind kind = kindOf(line.text, thread.call && thread.call->blockOpen);
+    const std::optional<MessageKind> known = kindOf(line.text, thread.call && thread.call->blockOpen);
+    if (!known) {
+        warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
+                             line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
+        return;
+    }
+    const MessageKind kind = *known;
     switch (kind) {
-    case Kind::Config:
+    case MessageKind::Config:
         mPending[line.pid] = numberAfter<int>(line.text, "mSupportPending ").value_or(0) != 0;
         // A selector made again with the same configuration says nothing new.
         if (std::none_of(mSession.setupLog.begin(), mSession.setupLog.end(),
                          [&line](const kohost::LogLine &seen) { return seen.text == line.text; }))
             mSession.setupLog.push_back(std::move(line));
         return;
-    case Kind::Needed:
+    case MessageKind::Needed:
         closeSelection(thread);
         closeCall(thread);
         closeNeeded(thread);
         thread.capture.reset();
         thread.needed.emplace(std::move(line), lineNumber);
         return;
-    case Kind::SelectStart:
-    case Kind::Select:
-        selectionLine(thread, std::move(line), lineNumber, kind == Kind::SelectStart);
-        return;
-    case Kind::Unknown:
-        warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
-                             line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
+    case MessageKind::SelectStart:
+    case MessageKind::Select:
+        selectionLine(thread, std::move(line), lineNumber, kind == MessageKind::SelectStart);
         return;
     default:
         closeSelection(thread);
@@ -246,7 +213,7 @@ void LogImporter::closeSelection(Thread &thread)
     step.queues.push_back(std::move(meta));
 }
 
-void LogImporter::checkLine(Thread &thread, Kind kind, kohost::LogLine line, uint64_t lineNumber)
+void LogImporter::checkLine(Thread &thread, MessageKind kind, kohost::LogLine line, uint64_t lineNumber)
 {
     const Phase phase = thread.call ? thread.call->phase : Phase::Ended;
     auto startCall = [&](size_t keepFrom) {
@@ -264,13 +231,13 @@ void LogImporter::checkLine(Thread &thread, Kind kind, kohost::LogLine line, uin
     const size_t all = thread.call ? thread.call->lines.size() : 0;
     const size_t split = phase == Phase::CameraRefused ? thread.call->afterRefusal : all;
     switch (kind) {
-    case Kind::QualifyStart:
+    case MessageKind::QualifyStart:
         if (!thread.call || phase == Phase::Refused || phase == Phase::Qualified || phase == Phase::Sensor ||
             phase == Phase::Ended)
             startCall(all);
         thread.call->blockOpen = line.text != "Metadata is nullptr";
         break;
-    case Kind::RefusedCamera:
+    case MessageKind::RefusedCamera:
         if (!thread.call)
             startCall(all);
         else if (phase == Phase::CameraRefused &&
@@ -278,14 +245,14 @@ void LogImporter::checkLine(Thread &thread, Kind kind, kohost::LogLine line, uin
                      numberAfter<uint32_t>(line.text, "No zslFrame: "))
             startCall(split);
         break;
-    case Kind::RefusedOwn:
-    case Kind::SuperResolution:
-        if (!thread.call || (kind == Kind::SuperResolution && phase != Phase::Qualify && phase != Phase::CameraRefused))
+    case MessageKind::RefusedOwn:
+    case MessageKind::SuperResolution:
+        if (!thread.call || (kind == MessageKind::SuperResolution && phase != Phase::Qualify && phase != Phase::CameraRefused))
             startCall(all);
         else if (phase == Phase::CameraRefused)
             startCall(split);
         break;
-    case Kind::SensorStart:
+    case MessageKind::SensorStart:
         if (phase != Phase::Qualified)
             startCall(all);
         break;
@@ -294,25 +261,25 @@ void LogImporter::checkLine(Thread &thread, Kind kind, kohost::LogLine line, uin
             startCall(all);
     }
     Call &call = *thread.call;
-    if (kind == Kind::QualifyEnd)
+    if (kind == MessageKind::QualifyEnd)
         call.blockOpen = false;
     call.lines.push_back(std::move(line));
     switch (kind) {
-    case Kind::RefusedCamera:
+    case MessageKind::RefusedCamera:
         call.phase = Phase::CameraRefused;
         call.afterRefusal = call.lines.size();
         break;
-    case Kind::RefusedOwn:
+    case MessageKind::RefusedOwn:
         call.phase = Phase::Refused;
         break;
-    case Kind::SuperResolution:
+    case MessageKind::SuperResolution:
         call.phase = Phase::Qualified;
         break;
-    case Kind::SensorStart:
-    case Kind::Sensor:
+    case MessageKind::SensorStart:
+    case MessageKind::Sensor:
         call.phase = Phase::Sensor;
         break;
-    case Kind::SensorEnd:
+    case MessageKind::SensorEnd:
         call.phase = Phase::Ended;
         break;
     default:

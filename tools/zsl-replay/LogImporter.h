@@ -12,6 +12,7 @@
  */
 
 #include "Outcome.h"
+#include "PluginMessages.h"
 
 #include <cstdint>
 #include <map>
@@ -39,8 +40,7 @@ public:
 private:
     // What a plug-in line is, by its text: a configuration, an answer of
     // isSelectorNeeded, a selection's, or which part of a frame check.
-    enum class Kind : int;
-    static Kind kindOf(std::string_view text, bool blockOpen);
+    static std::optional<MessageKind> kindOf(std::string_view text, bool blockOpen);
 
     // Where a checkFrame call's lines stand: judging metadata, one camera
     // refused (more cameras may follow), refused, qualified (the sensor-mode
@@ -73,7 +73,7 @@ private:
     // A problem of one line: its kind (counted, listed ten times at most) and details.
     void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail);
     void selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts);
-    void checkLine(Thread &thread, Kind kind, kohost::LogLine line, uint64_t lineNumber);
+    void checkLine(Thread &thread, MessageKind kind, kohost::LogLine line, uint64_t lineNumber);
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);

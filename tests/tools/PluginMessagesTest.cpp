@@ -1,0 +1,92 @@
+// The reader's table of the plug-in's messages against the plug-in itself:
+// every message in its sources is in the table with its level, and nothing
+// else; and a line is matched to a format exactly.
+
+#include <PluginMessages.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace {
+
+using replay::fillsFormat;
+using replay::findPluginMessage;
+using replay::pluginMessages;
+
+// Each ZSL_LOGD/ZSL_LOGI format in a source file, adjacent literals joined.
+std::set<std::pair<std::string, char>> formatsIn(const std::string &path)
+{
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    const std::string source = text.str();
+    EXPECT_FALSE(source.empty()) << path;
+    std::set<std::pair<std::string, char>> formats;
+    static const std::regex call(R"re(ZSL_LOG([DI])\(\s*((?:"(?:[^"\\]|\\.)*"\s*)+))re");
+    static const std::regex literal(R"re("((?:[^"\\]|\\.)*)")re");
+    for (std::sregex_iterator at(source.begin(), source.end(), call), end; at != end; ++at) {
+        const std::string literals = (*at)[2];
+        std::string format;
+        for (std::sregex_iterator part(literals.begin(), literals.end(), literal); part != end; ++part)
+            format += (*part)[1];
+        formats.insert({format, (*at)[1].str()[0]});
+    }
+    return formats;
+}
+
+TEST(PluginMessages, TheTableHoldsEveryMessageOfThePluginAndNoOther)
+{
+    std::set<std::pair<std::string, char>> inSources;
+    for (const char *file : {"odm/policy/zsl/mtk/general/default/ZSLSelectorDefault.cpp",
+                             "odm/policy/zsl/mtk/ZSLSelectorExt.h", "common/api/ZSLSelectorBase.h"})
+        inSources.merge(formatsIn(std::string(ZSL_SOURCE_DIR "/") + file));
+    std::set<std::pair<std::string, char>> inTable;
+    for (const replay::PluginMessage &message : pluginMessages())
+        inTable.insert({message.format, message.level});
+    EXPECT_GT(inSources.size(), 50u); // the scan found the plug-in's messages
+    for (const auto &[format, level] : inSources)
+        EXPECT_TRUE(inTable.count({format, level})) << level << " \"" << format << "\" is not in the reader's table";
+    for (const auto &[format, level] : inTable)
+        EXPECT_TRUE(inSources.count({format, level})) << level << " \"" << format << "\" is not the plug-in's";
+}
+
+struct FillCase {
+    const char *text;
+    const char *format;
+    bool fills;
+};
+
+class FillsFormat : public testing::TestWithParam<FillCase> {};
+
+TEST_P(FillsFormat, MatchesWhatPrintfWouldPrint)
+{
+    EXPECT_EQ(fillsFormat(GetParam().text, GetParam().format), GetParam().fills)
+        << GetParam().text << " / " << GetParam().format;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, FillsFormat,
+    testing::Values(FillCase{"fwkFrame:7 zsdTs:-5", "fwkFrame:%u zsdTs:%ld", true},
+                    FillCase{"fwkFrame:-7", "fwkFrame:%u", false},
+                    FillCase{"fwkFrame:", "fwkFrame:%u", false},
+                    FillCase{"fwkFrame:7x", "fwkFrame:%u", false},
+                    FillCase{"[isAEStable] tag(0x1001f) not found!", "[%s] tag(%#x) not found!", true},
+                    FillCase{"[isAEStable] tag(0) not found!", "[%s] tag(%#x) not found!", true},
+                    FillCase{"motion cap: 0x101", "motion cap: 0x%x", true},
+                    FillCase{"motion cap: 0xg", "motion cap: 0x%x", false},
+                    FillCase{"[q] Current Consumer list: ", "[%s] Current Consumer list: %s", true},
+                    FillCase{"[a] b] Current Consumer list: 1 2 ", "[%s] Current Consumer list: %s", true},
+                    FillCase{"this = 0x7ffd1234", "this = %p", true},
+                    FillCase{"this = <selector>", "this = %p", true},
+                    FillCase{"fwkFrame:1 zslFrame: 2 get metaFrame failed perframeSensorMode = -1",
+                             "fwkFrame:%u zslFrame: %u get metaFrame failed", false},
+                    FillCase{"hf OK ", "hf OK", false}),
+    [](const testing::TestParamInfo<FillCase> &info) { return "case" + std::to_string(info.index); });
+
+} // namespace

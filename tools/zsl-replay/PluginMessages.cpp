@@ -1,0 +1,162 @@
+// The plug-in's messages, word for word as it writes them (blanks and
+// misspellings included: they are what a device's log holds).
+
+#include "PluginMessages.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace replay {
+
+namespace {
+
+using K = MessageKind;
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+bool isHexDigit(char c)
+{
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// How many characters of text one number conversion takes: 0 when none.
+size_t numberLength(std::string_view text, char conversion, bool alternate)
+{
+    size_t n = 0;
+    if (conversion == 'p') // "0x..." or "(nil)"; a replay's lines hide it as "<selector>"
+        return std::min(text.find(' '), text.size());
+    if (conversion == 'd' && n < text.size() && text[n] == '-')
+        ++n;
+    if (conversion == 'x' && alternate && text.substr(n, 2) == "0x")
+        n += 2;
+    const size_t digits = n;
+    while (n < text.size() && (conversion == 'x' ? isHexDigit(text[n]) : isDigit(text[n])))
+        ++n;
+    return n > digits ? n : 0;
+}
+
+} // namespace
+
+bool fillsFormat(std::string_view text, std::string_view format)
+{
+    while (!format.empty()) {
+        if (format.front() != '%') {
+            if (text.empty() || text.front() != format.front())
+                return false;
+            text.remove_prefix(1);
+            format.remove_prefix(1);
+            continue;
+        }
+        // A conversion: %[#][l]c, the only shapes the plug-in uses.
+        size_t at = 1;
+        const bool alternate = at < format.size() && format[at] == '#';
+        at += alternate;
+        while (at < format.size() && format[at] == 'l')
+            ++at;
+        if (at >= format.size())
+            return false;
+        const char conversion = format[at];
+        format.remove_prefix(at + 1);
+        if (conversion == 's') { // any text up to a place where the next literal part stands
+            if (format.empty())
+                return true;
+            const std::string_view next = format.substr(0, format.find('%'));
+            for (size_t at = text.find(next); at != std::string_view::npos; at = text.find(next, at + 1))
+                if (fillsFormat(text.substr(at), format))
+                    return true;
+            return false;
+        }
+        if (conversion == 'x' && alternate && !text.empty() && text.front() == '0' &&
+            (text.size() == 1 || text[1] != 'x')) { // %#x prints 0 without 0x
+            text.remove_prefix(1);
+            continue;
+        }
+        const size_t length = numberLength(text, conversion == 'u' ? 'd' : conversion, alternate);
+        if (length == 0 || (conversion == 'u' && text.front() == '-'))
+            return false;
+        text.remove_prefix(length);
+    }
+    return text.empty();
+}
+
+const std::vector<PluginMessage> &pluginMessages()
+{
+    static const std::vector<PluginMessage> messages = {
+        // The selector's construction and isSelectorNeeded.
+        {"mSupportPending %d mZSLTimeDiffMs(%ld) = default(%ld)+project(%ld)+user(%ld)", 'I', K::Config},
+        {"[ZSLSelector] %s isNeeded %d", 'D', K::Needed},
+        // selectZSLFrames.
+        {"[ZSLSelector] fwkFrame:%u no metaQueue, select finished", 'D', K::SelectStart},
+        {"[ZSLSelector] fwkFrame:%u [%s] Current Consumer list none", 'I', K::SelectStart},
+        {"[ZSLSelector] fwkFrame:%u [%s] Current Consumer list: %s", 'I', K::SelectStart},
+        {"<mc anchor pick> anchorTS:%ld, motionCapType:0x%x", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u zsdTs:%ld curTime:%ld", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u Consumer list: %u ResultMetaTarget removed", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u Consumer list: %u shutter time:%ld", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u consumer list ts too old, select finished", 'D', K::Select},
+        {"[ZSLSelector] fwkFrame:%u [%s] Current Producer list: %s", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u Producer list: %u shutter time:%ld ", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u ZSLAnchor offset:%d csbegin:%d consumerQ[%s]", 'I', K::Select},
+        {"[ZSLSelector] fwkFrame:%u, cannot find zslFrame: %u in [%s], move begin to next", 'D', K::Select},
+        // checkFrame: one metadata's qualification.
+        {"Metadata is nullptr", 'D', K::QualifyStart},
+        {"get EV setting=%d", 'D', K::QualifyStart},
+        {"cannot get EV setting, set default EV=%d", 'D', K::QualifyStart}, // or a later line: the importer tells
+        {" get EV setting=%d", 'D', K::Qualify},
+        {"isRequiredEV OK: EV=%d", 'D', K::Qualify},
+        {"isRequiredEV fail: EV(History)=%d, EV(Target)=%d", 'D', K::Qualify},
+        {"QuickSnapshot bypass check AF/AE ", 'D', K::Qualify},
+        {"bypass AF/AE stable check for motion cap: 0x%x", 'D', K::Qualify},
+        {"android.control.afMode tag not found! ", 'D', K::Qualify},
+        {"android.control.afState tag not found!", 'D', K::Qualify},
+        {"android.lens.state not found!", 'D', K::Qualify},
+        {"AF ok: %s", 'D', K::Qualify},
+        {"AF fail: %s", 'D', K::Qualify},
+        {"[%s] tag(%#x) val=%s target=%s bc=%d", 'D', K::Qualify},
+        {"[%s] tag(%#x) not found!", 'D', K::Qualify},
+        {"hf does not include tareget EV", 'D', K::QualifyEnd},
+        {"AF X", 'D', K::QualifyEnd},
+        {"AE X", 'D', K::QualifyEnd},
+        {"hf OK", 'D', K::QualifyEnd},
+        // checkFrame: the verdict on the metadata, and super resolution.
+        {"[ZSLSelector] fwkFrame:%u, No zslFrame: %u ,camid:%d invalid", 'D', K::RefusedCamera},
+        {"[ZSLSelector] fwkFrame:%u, No zslFrame: %uinvalid", 'D', K::RefusedOwn},
+        {"[ZSLSelector] get korvan.superResolution.enabled successful, srEnable = %d", 'D', K::SuperResolution},
+        {"[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = %d", 'D', K::SuperResolution},
+        // The platform's sensor-mode check.
+        {"[ZSLSelector] checkFrameNum = %d fwkFrameNum = %d  reqtMasterId = %d masterRoleId = %d "
+         "AiHLFrameNum = %d this = %p",
+         'I', K::SensorStart},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame perframeSensorMode:%d", 'D', K::Sensor},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed perframeSensorMode = %d", 'D', K::Sensor},
+        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode failed, desiredSensorMode = %d", 'D', K::Sensor},
+        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode successful, desiredSensorMode = %d", 'D',
+         K::Sensor},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame reqDesiredSensorMode:%d", 'D', K::Sensor},
+        {"[ZSLSelector] checkDesiredSensorMode success!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd},
+        {"[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd},
+        // The interface's own sensor-mode check, for selectors that keep it.
+        {"[ZSLSelector] logicalId:%d, mSensorPolicyMask:%d", 'D', K::Sensor},
+        {"[ZSLSelector] not support sensor policy, skip sensor mode checking.", 'D', K::SensorEnd},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame koholder::sensorModetype:%d", 'D', K::Sensor},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed", 'D', K::Sensor},
+        {"[ZSLSelector] not find mcxFrameresult", 'D', K::Sensor},
+        {"[ZSLSelector] getDesiredSensorMode cameraRoleType:%d modeSelectMask:0x%x modeOffset:%d sensorModetype%d",
+         'D', K::Sensor},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame koholder::sensorModetype:%d", 'D', K::Sensor},
+    };
+    return messages;
+}
+
+const PluginMessage *findPluginMessage(std::string_view text)
+{
+    for (const PluginMessage &message : pluginMessages())
+        if (fillsFormat(text, message.format))
+            return &message;
+    return nullptr;
+}
+
+} // namespace replay
