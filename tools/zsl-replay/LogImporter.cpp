@@ -32,18 +32,6 @@ bool startsWith(std::string_view text, std::string_view part)
 
 } // namespace
 
-// What a line is: the plug-in's message it fills, or nothing; blockOpen
-// tells a second "cannot get EV" line (the request's side) from a first.
-std::optional<MessageKind> LogImporter::kindOf(std::string_view text, bool blockOpen)
-{
-    const PluginMessage *message = findPluginMessage(text);
-    if (!message)
-        return std::nullopt;
-    if (message->kind == MessageKind::QualifyStart && blockOpen && startsWith(text, "cannot get EV setting"))
-        return MessageKind::Qualify;
-    return message->kind;
-}
-
 LogImporter::LogImporter(std::string file)
 {
     mSession.file = std::move(file);
@@ -76,13 +64,21 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.lastLine = lineNumber;
 
-    const std::optional<MessageKind> known = kindOf(line.text, thread.call && thread.call->blockOpen);
-    if (!known) {
+    const PluginMessage *message = findPluginMessage(line.text);
+    if (!message) {
         warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
                              line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
         return;
     }
-    const MessageKind kind = *known;
+    if (line.level.empty()) // a raw log: the message tells its level
+        line.level = std::string(1, message->level);
+    if (line.level == "D")
+        mDebugProcesses.insert(line.pid);
+    // A second "cannot get EV" line is the request's side of the same qualification.
+    const MessageKind kind = message->kind == MessageKind::QualifyStart && thread.call && thread.call->blockOpen &&
+                                     startsWith(line.text, "cannot get EV setting")
+                                 ? MessageKind::Qualify
+                                 : message->kind;
     switch (kind) {
     case MessageKind::Config:
         mPending[line.pid] = numberAfter<int>(line.text, "mSupportPending ").value_or(0) != 0;
@@ -134,6 +130,7 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
             step.notes.push_back("the selection's first lines are not in the log");
         }
         thread.selecting = thread.capture = mSession.steps.size() - 1;
+        mStepPid[*thread.selecting] = thread.pid;
         thread.nextSelected = 0;
         thread.cameraAt.clear();
     }
@@ -144,9 +141,18 @@ void LogImporter::closeSelection(Thread &thread)
 {
     if (!thread.selecting)
         return;
-    StepOutcome &step = mSession.steps[*thread.selecting];
+    const size_t index = *thread.selecting;
+    StepOutcome &step = mSession.steps[index];
     thread.selecting.reset();
     readSelectionLines(step.log, step);
+    const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;
+    // The producer list is logged when the anchor scan reaches it and it is
+    // not empty; it is reached when no consumer frame anchors, without pending.
+    const bool anchorInConsumer =
+        step.anchorFrame && std::count(step.consumer.begin(), step.consumer.end(), *step.anchorFrame) > 0;
+    step.producerKnown = std::any_of(step.log.begin(), step.log.end(),
+                                     [](const kohost::LogLine &line) { return has(line.text, " Current Producer list: "); }) ||
+                         (step.csbegin && !pending && !anchorInConsumer);
     const bool finishedEarly = std::any_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
         return has(line.text, "select finished");
     });
@@ -156,8 +162,8 @@ void LogImporter::closeSelection(Thread &thread)
         step.notes.push_back("the capture moment (curTime) is not in the log");
     if (finishedEarly)
         return;
-    if (!step.csbegin) {
-        step.notes.push_back("the selection's end (the anchor offset line) is not in the log");
+    if (!step.csbegin) { // cut, or finished early with a debug line: the whole log tells
+        mUnended.push_back(index);
         return;
     }
 
@@ -180,7 +186,6 @@ void LogImporter::closeSelection(Thread &thread)
                              "the frames taken are not shown");
     // The producer part, from the list the anchor scan logged; the selector
     // fetches it again, which is not logged: assumed unchanged.
-    const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;
     if (!pending && offset >= -1) {
         const int64_t wanted = static_cast<int64_t>(step.requested);
         // With a begin of 0 the capture wants at least offset + 1 + n frames: from 0.
@@ -296,7 +301,7 @@ void LogImporter::closeCall(Thread &thread)
 
     CheckOutcome check;
     std::optional<uint32_t> frame, fwkFrame;
-    bool refused = false, sensorFailed = false, sensorOwnMode = false;
+    bool refused = false, sensorFailed = false, sensorOwnMode = false, sensorOpened = false, sensorEnded = false;
     std::vector<FrameStates> blocks(1);
     std::map<std::string, FrameStates> named;
     std::optional<int32_t> sensorMode;
@@ -329,6 +334,9 @@ void LogImporter::closeCall(Thread &thread)
             sensorMode = mode;
         sensorOwnMode = sensorOwnMode || has(text, "reqDesiredSensorMode");
         sensorFailed = sensorFailed || has(text, "checkDesiredSensorMode fail!");
+        sensorOpened = sensorOpened || has(text, "[ZSLSelector] checkFrameNum = ");
+        sensorEnded = sensorEnded || has(text, "checkDesiredSensorMode success!") ||
+                      has(text, "checkDesiredSensorMode fail!") || has(text, "not support sensor policy");
     }
     blocks.pop_back(); // the one opened after the last block's end
     // Several metadata judged: the physical cameras, in the record's order.
@@ -356,6 +364,7 @@ void LogImporter::closeCall(Thread &thread)
         own.fwkFrame = fwkFrame.value_or(0);
         own.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
                     std::to_string(call.firstLine);
+        mStepPid[mSession.steps.size() - 1] = thread.pid;
     }
     StepOutcome &step = ownStep ? mSession.steps.back() : mSession.steps[*thread.capture];
     if (step.kind == StepKind::Select)
@@ -391,8 +400,10 @@ void LogImporter::closeCall(Thread &thread)
         step.sensorModes[check.frame] = *sensorMode;
     step.log.insert(step.log.end(), call.lines.begin(), call.lines.end());
     check.log = std::move(call.lines);
-    if (check.verdict.first && step.taken.size() < step.requested)
-        step.taken.push_back(check.frame);
+    // A sensor-mode check that wrote only its first line found no sensor-mode
+    // queue, or wrote the rest at debug level: the whole log tells which.
+    if (sensorOpened && !sensorEnded && !refused)
+        mSensorOnly.emplace_back(static_cast<size_t>(&step - mSession.steps.data()), step.checks.size());
     step.checks.push_back(std::move(check));
 }
 
@@ -408,23 +419,88 @@ void LogImporter::closeNeeded(Thread &thread)
                  std::to_string(thread.needed->second);
     step.log.push_back(std::move(thread.needed->first));
     thread.needed.reset();
+    mStepPid[mSession.steps.size() - 1] = thread.pid;
+}
+
+bool LogImporter::debugLevel(size_t step) const
+{
+    auto pid = mStepPid.find(step);
+    return pid != mStepPid.end() && mDebugProcesses.count(pid->second) > 0;
+}
+
+void LogImporter::resolveLevels()
+{
+    const std::string noDebug = "the log has no debug line of this process";
+    // A selection without its anchor offset line: cut by the log, or finished
+    // early, the line that says so being a debug line.
+    for (size_t index : mUnended) {
+        StepOutcome &step = mSession.steps[index];
+        const bool pending = mPending.count(mStepPid[index]) ? mPending[mStepPid[index]] : false;
+        const bool allOld = step.zsdTs && std::all_of(step.consumer.begin(), step.consumer.end(), [&](uint32_t frame) {
+            const auto shutter = step.shutterNs.find(frame);
+            return shutter != step.shutterNs.end() ? shutter->second <= *step.zsdTs
+                                                   : std::any_of(step.warnings.begin(), step.warnings.end(),
+                                                                 [frame](const StepWarning &warning) {
+                                                                     return warning.frame == frame;
+                                                                 });
+        });
+        if (!debugLevel(index) && pending && allOld) {
+            step.notes.push_back("the selection finished early: no consumer frame was shot after zsdTs and pending "
+                                 "support is on (the line that says so logs at debug level, and " + noDebug + ")");
+            continue;
+        }
+        step.notes.push_back("the selection's end (the anchor offset line) is not in the log");
+        if (auto end = mEndedInside.find(index); end != mEndedInside.end())
+            warn(end->second, "the log ends inside a selection", ": fwkFrame " + std::to_string(step.fwkFrame));
+    }
+    for (const auto &[index, at] : mSensorOnly) {
+        CheckOutcome &check = mSession.steps[index].checks[at];
+        if (debugLevel(index)) { // its debug lines would follow: no sensor-mode queue refused the frame
+            check.verdict = {false, false};
+            Refusal why = refusal(check.log);
+            check.reason = std::move(why.reason);
+            check.explanation = std::move(why.explanation);
+        } else {
+            check.unknown = "the sensor-mode check writes its verdict at debug level, and " + noDebug;
+        }
+    }
+    for (size_t index = 0; index < mSession.steps.size(); ++index) {
+        StepOutcome &step = mSession.steps[index];
+        if (!step.selectRan)
+            continue;
+        if (!debugLevel(index)) {
+            // The presence check may have moved the begin, and accepted frames
+            // leave no line: neither is in an info-level log.
+            if (step.csbegin && !step.selectedFrames.empty())
+                step.selectionCaveat = "or fewer from the front: the presence check logs at debug level, and " + noDebug;
+            if (step.requested > 0)
+                step.takenUnknown = "frame checks log their verdicts at debug level, and " + noDebug;
+            continue;
+        }
+        // The host takes accepted frames, in the order checked, until the capture has enough.
+        for (const CheckOutcome &check : step.checks) {
+            if (step.taken.size() >= step.requested)
+                break;
+            if (!check.unknown.empty()) {
+                step.takenUnknown = "the verdict of frame " + std::to_string(check.frame) + " is not in the log";
+                break;
+            }
+            if (check.verdict.first)
+                step.taken.push_back(check.frame);
+        }
+    }
 }
 
 SessionOutcome LogImporter::finish()
 {
     for (auto &[id, thread] : mThreads) {
-        // A selection ends with its anchor offset line, or early with a finish line.
-        if (thread.selecting) {
-            const StepOutcome &step = mSession.steps[*thread.selecting];
-            if (std::none_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
-                    return has(line.text, " ZSLAnchor offset:") || has(line.text, "select finished");
-                }))
-                warn(thread.lastLine, "the log ends inside a selection", ": fwkFrame " + std::to_string(step.fwkFrame));
-        }
+        if (thread.selecting)
+            mEndedInside[*thread.selecting] = thread.lastLine;
         closeSelection(thread);
         closeCall(thread);
         closeNeeded(thread);
     }
+    resolveLevels();
     for (const auto &[text, count] : mWarningCounts)
         if (count > kWarningsPerKind)
             mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text + " (not listed)");

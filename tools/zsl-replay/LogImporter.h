@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -40,7 +41,6 @@ public:
 private:
     // What a plug-in line is, by its text: a configuration, an answer of
     // isSelectorNeeded, a selection's, or which part of a frame check.
-    static std::optional<MessageKind> kindOf(std::string_view text, bool blockOpen);
 
     // Where a checkFrame call's lines stand: judging metadata, one camera
     // refused (more cameras may follow), refused, qualified (the sensor-mode
@@ -77,10 +77,19 @@ private:
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);
+    // What the whole log tells about each step's process: whether it wrote
+    // debug lines decides what their absence means.
+    void resolveLevels();
+    bool debugLevel(size_t step) const;
 
     SessionOutcome mSession;
     std::map<std::pair<int, int>, Thread> mThreads;
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
+    std::map<size_t, int> mStepPid;  // the process whose lines made each step
+    std::set<int> mDebugProcesses;   // processes with a debug line in the log
+    std::vector<size_t> mUnended;    // selections without their anchor offset line
+    std::map<size_t, uint64_t> mEndedInside; // ... of which the log ended inside, at its line
+    std::vector<std::pair<size_t, size_t>> mSensorOnly; // (step, check): the sensor-mode check's first line only
     std::vector<std::string> mWarnings;
     std::map<std::string, size_t> mWarningCounts;
     uint64_t mLinesUsed = 0;

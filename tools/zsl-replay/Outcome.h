@@ -49,6 +49,9 @@ struct CheckOutcome {
     std::pair<bool, bool> verdict;
     std::string reason;      // for a refusal: the plug-in's own words
     std::string explanation; // the same, worded alike for every rule
+    // Read from a device log: why the verdict is not in the log (empty when
+    // it is); verdict is then meaningless.
+    std::string unknown;
     std::vector<kohost::LogLine> log;
 };
 
@@ -70,6 +73,7 @@ struct StepOutcome {
     std::optional<int32_t> csbegin;
     std::vector<uint32_t> consumer;
     std::vector<uint32_t> producer;
+    bool producerKnown = true; // false: a log that never showed the producer list
     std::map<uint32_t, int64_t> shutterNs; // the metadata queue's records
     // The metadata queue's records' states by source ("" the frame's own
     // metadata, "cam N" a physical camera's), and the first sensor-mode
@@ -80,8 +84,12 @@ struct StepOutcome {
     std::vector<uint32_t> taken; // the frames the host takes
     size_t requested = 0;        // the frames the capture wants
     std::vector<StepWarning> warnings;
-    // Read from a device log: what the log cannot tell, and what was assumed.
+    // Read from a device log: what the log cannot tell, and what was assumed;
+    // what may differ in selectedFrames, and why the frames taken are not
+    // known (each empty when the log tells).
     std::vector<std::string> notes;
+    std::string selectionCaveat;
+    std::string takenUnknown;
     std::vector<kohost::LogLine> log;
 };
 

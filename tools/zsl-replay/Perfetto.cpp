@@ -97,7 +97,9 @@ void writeStep(Writer &out, int pid, int stepTrack, const StepOutcome &step, std
         calls.push_back({"selectZSLFrames", {{"selected", step.selectedFrames}}});
     for (const CheckOutcome &check : step.checks)
         calls.push_back({"checkFrame " + std::to_string(check.frame),
-                         {{"frame", check.frame}, {"accepted", check.verdict.first}, {"reason", check.explanation}}});
+                         {{"frame", check.frame},
+                          {"accepted", check.unknown.empty() ? nlohmann::json(check.verdict.first) : nlohmann::json()},
+                          {"reason", check.unknown.empty() ? check.explanation : check.unknown}}});
     // One nanosecond past the last call: the capture ends after, not with, it.
     const int64_t end = step.captureNs + kCallNs * static_cast<int64_t>(calls.size()) + 1;
     out.slice(pid, stepTrack, "capture " + tag, step.captureNs, end, {{"fwkFrame", step.fwkFrame}, {"taken", step.taken}});

@@ -39,6 +39,8 @@ std::string lag(const StepOutcome &step, uint32_t frame)
 
 std::string verdictText(const CheckOutcome &check)
 {
+    if (!check.unknown.empty())
+        return "verdict unknown: " + check.unknown;
     std::string text = check.verdict.first ? "accepted" : "refused: " + check.explanation;
     if (!check.verdict.first && check.explanation != check.reason)
         text += "   [plug-in: " + check.reason + "]";
@@ -104,8 +106,8 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
         if (step.needed)
             out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
         if (step.selectRan) {
-            out << "   consumer list: " << frames(step.consumer) << "   producer list: " << frames(step.producer)
-                << "\n";
+            out << "   consumer list: " << frames(step.consumer) << "   producer list: "
+                << (step.producerKnown ? frames(step.producer) : "not in the log") << "\n";
             if (step.motionCapture) {
                 char type[16];
                 std::snprintf(type, sizeof(type), "0x%x", step.motionCapture->second);
@@ -127,7 +129,8 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
                 out << "   the selection starts at list position " << *step.csbegin << " (csbegin; anchor offset "
                     << *step.anchorOffset << ")\n";
             if (trace.fromLog && !step.selectedFrames.empty())
-                out << "   selected: " << frames(step.selectedFrames) << "\n";
+                out << "   selected: " << frames(step.selectedFrames)
+                    << (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")") << "\n";
             else if (step.selection.empty())
                 out << "   selected: none (the selector finished early)\n";
             for (const auto &[id, list] : step.selection)
@@ -140,7 +143,9 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
             out << "   frame " << check.frame << (when.empty() ? "" : " (" + when + ")") << ": " << verdictText(check)
                 << "\n";
         }
-        if (step.kind == StepKind::Capture && step.selectRan && (step.requested > 0 || !trace.fromLog))
+        if (!step.takenUnknown.empty())
+            out << "   taken: not in the log (" << step.takenUnknown << ")\n";
+        else if (step.kind == StepKind::Capture && step.selectRan && (step.requested > 0 || !trace.fromLog))
             out << "   " << takenText(step) << "\n";
         for (const std::string &note : step.notes)
             out << "   note: " << note << "\n";
@@ -165,7 +170,7 @@ nlohmann::json toJson(const SessionOutcome &trace)
                 selection[std::to_string(id)] = list;
             out["selection"] = selection;
             out["consumer"] = step.consumer;
-            out["producer"] = step.producer;
+            out["producer"] = step.producerKnown ? nlohmann::json(step.producer) : nlohmann::json();
             if (step.motionCapture)
                 out["motionCapture"] = {{"anchorTimeStampNs", step.motionCapture->first},
                                         {"motionCapType", step.motionCapture->second}};
@@ -180,15 +185,20 @@ nlohmann::json toJson(const SessionOutcome &trace)
             out["shutterTimeNs"] = shutter;
         }
         nlohmann::json checks = nlohmann::json::array();
-        for (const CheckOutcome &check : step.checks)
+        for (const CheckOutcome &check : step.checks) {
+            const bool known = check.unknown.empty();
             checks.push_back({{"frame", check.frame},
-                              {"verdict", {check.verdict.first, check.verdict.second}},
-                              {"accepted", check.verdict.first},
+                              {"verdict", known ? nlohmann::json{check.verdict.first, check.verdict.second}
+                                                : nlohmann::json()},
+                              {"accepted", known ? nlohmann::json(check.verdict.first) : nlohmann::json()},
                               {"reason", check.reason},
                               {"explanation", check.explanation}});
+            if (!known)
+                checks.back()["unknown"] = check.unknown;
+        }
         out["checks"] = checks;
         if (step.kind == StepKind::Capture && step.selectRan) {
-            out["taken"] = step.taken;
+            out["taken"] = step.takenUnknown.empty() ? nlohmann::json(step.taken) : nlohmann::json();
             out["requested"] = step.requested;
         }
         nlohmann::json warnings = nlohmann::json::array();
@@ -198,6 +208,10 @@ nlohmann::json toJson(const SessionOutcome &trace)
         if (trace.fromLog) {
             out["selectedFrames"] = step.selectedFrames;
             out["notes"] = step.notes;
+            if (!step.selectionCaveat.empty())
+                out["selectionCaveat"] = step.selectionCaveat;
+            if (!step.takenUnknown.empty())
+                out["takenUnknown"] = step.takenUnknown;
         }
         out["log"] = logJson(step.log);
         steps.push_back(out);

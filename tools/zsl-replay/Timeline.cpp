@@ -246,10 +246,13 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     std::vector<std::string> notes;
     text(svg, 10, y + 4, 10, "start", "axis", "checkFrame");
     for (const CheckOutcome &check : step.checks) {
+        const bool known = check.unknown.empty();
         if (const auto fx = xOf(check.frame))
-            text(svg, *fx, y + 5, 14, "middle", check.verdict.first ? "ok" : "bad",
-                 check.verdict.first ? "\u2713" : "\u2717");
-        if (!check.verdict.first)
+            text(svg, *fx, y + 5, 14, "middle", !known ? "axis" : check.verdict.first ? "ok" : "bad",
+                 !known ? "?" : check.verdict.first ? "\u2713" : "\u2717");
+        if (!known)
+            notes.push_back("frame " + std::to_string(check.frame) + ": verdict unknown: " + check.unknown);
+        else if (!check.verdict.first)
             notes.push_back("frame " + std::to_string(check.frame) + " refused: " + check.explanation);
     }
     for (const StepWarning &warning : step.warnings) {
@@ -287,8 +290,11 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     drawTicks(svg, axis, y);
 
     std::vector<std::string> summary = {"selected: " + frameText(step.selectedFrames) +
+                                        (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")") +
                                         (step.anchorFrame ? "   anchor: " + std::to_string(*step.anchorFrame) : "")};
-    if (step.kind == StepKind::Capture && (step.requested > 0 || !trace.fromLog))
+    if (!step.takenUnknown.empty())
+        summary.push_back("taken: not in the log (" + step.takenUnknown + ")");
+    else if (step.kind == StepKind::Capture && (step.requested > 0 || !trace.fromLog))
         summary.push_back("took " + std::to_string(step.taken.size()) + " of " + std::to_string(step.requested) +
                           " requested: " + frameText(step.taken));
     y = writeLines(svg, y + 44, width, "summary", summary);
@@ -310,7 +316,9 @@ double drawAnswer(std::ostream &svg, const SessionOutcome &trace, const StepOutc
         lines.push_back(std::string("ZSL needed: ") + (*step.needed ? "yes" : "no"));
     for (const CheckOutcome &check : step.checks)
         lines.push_back("frame " + std::to_string(check.frame) + ": " +
-                        (check.verdict.first ? "accepted" : "refused: " + check.explanation));
+                        (!check.unknown.empty()   ? "verdict unknown: " + check.unknown
+                         : check.verdict.first ? "accepted"
+                                               : "refused: " + check.explanation));
     return writeLines(svg, top + 42, width, "summary", lines) - top + 12;
 }
 
