@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -51,7 +52,7 @@ RoundTrip replayToLogcat(TraceSpec trace, int tid = 0, int level = 3)
     RoundTrip trip{Replayer(kohost::defaultPluginPath()).run(trace), ""};
     for (kohost::LogLine line : trip.replayed.androidLog) {
         line.tid = tid ? tid : line.tid;
-        trip.logcat += threadtimeLine(line) + "\n";
+        trip.logcat += logcatLine(line) + "\n";
     }
     return trip;
 }
@@ -245,54 +246,108 @@ TEST(LogRoundTripThreads, TwoThreadsInterleaved)
     expectRebuilt(b.replayed, second);
 }
 
-// One plug-in line in each format a device log comes in: the same line read
-// back, with its process and thread where the format shows them.
+// Every format and modifier of logcat, rendered by liblog's own formatter:
+// the plug-in's lines are found with their text, time, process and thread
+// where the format shows them, and another tag's lines are not.
 struct FormatCase {
-    const char *name;
-    const char *line;
-    int pid, tid;
-    int64_t fractionNs; // of the line's time stamp, 0 where the format has none
+    const char *words;  // logcat -v words
+    bool pid, tid;      // shown by the format
+    int64_t fractionNs; // of the time stamp, -1 where the format has none
+    bool uidName = false; // the uid column as a device prints it: a user name
 };
 
 class DeviceLogFormats : public testing::TestWithParam<FormatCase> {};
 
-TEST_P(DeviceLogFormats, ThePluginLineIsFound)
+TEST_P(DeviceLogFormats, ThePluginsLinesAreFound)
 {
     const FormatCase &c = GetParam();
-    const auto line = readDeviceLogLine(c.line);
-    ASSERT_TRUE(line.has_value());
-    EXPECT_EQ(line->function, "selectZSLFrames");
-    EXPECT_EQ(line->fileName, "ZSLSelectorDefault.cpp");
-    EXPECT_EQ(line->line, 353);
-    EXPECT_EQ(line->text, "[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
-    EXPECT_EQ(line->pid, c.pid);
-    EXPECT_EQ(line->tid, c.tid);
-    EXPECT_GE(line->timeNs, 0);
-    EXPECT_EQ(line->timeNs % 1000000000, c.fractionNs); // no field overflowed the sum
+    kohost::LogLine ours = kohost::parseAndroidLine(
+        "I", "ZSL ZSLSelectorDefault.cpp:376 selectZSLFrames()[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
+    ours.timeNs = 1795000000123456789;
+    ours.pid = 1187;
+    ours.tid = 1301;
+    kohost::LogLine debug = kohost::parseAndroidLine("D", "ZSL ZSLSelectorDefault.cpp:213 isQualify()hf OK");
+    debug.timeNs = ours.timeNs + 1000000;
+    debug.pid = 1187;
+    debug.tid = 1302;
+    std::string log;
+    for (const kohost::LogLine &line : {ours, debug}) {
+        std::string text = logcatLine(line, c.words);
+        if (c.uidName) // liblog on Linux prints the uid as a number
+            text.replace(text.find("    0"), 5, " root");
+        log += text + "\n";
+        kohost::LogLine other = line;
+        other.text = "other app";
+        log += std::regex_replace(logcatLine(other, c.words), std::regex("KoAlgoEngine"), "CameraService") + "\n";
+    }
+    std::vector<std::pair<kohost::LogLine, uint64_t>> read;
+    std::vector<std::string> problems;
+    std::FILE *stream = fmemopen(log.data(), log.size(), "r");
+    ASSERT_TRUE(readDeviceLog(stream, [&](kohost::LogLine line, uint64_t number) { read.emplace_back(line, number); },
+                              [&](const std::string &problem) { problems.push_back(problem); }));
+    std::fclose(stream);
+    EXPECT_TRUE(problems.empty()) << problems.front() << "\n" << log;
+    ASSERT_EQ(read.size(), 2u) << log;
+    for (size_t i = 0; i < 2; ++i) {
+        const kohost::LogLine &want = i == 0 ? ours : debug;
+        const kohost::LogLine &got = read[i].first;
+        EXPECT_EQ(got.text, want.text) << log;
+        EXPECT_EQ(got.function, want.function);
+        EXPECT_EQ(got.fileName, want.fileName);
+        EXPECT_EQ(got.line, want.line);
+        EXPECT_EQ(got.level, want.level);
+        EXPECT_EQ(got.pid, c.pid ? want.pid : kUnknownId);
+        EXPECT_EQ(got.tid, c.tid ? want.tid : kUnknownId);
+        if (c.fractionNs >= 0) {
+            EXPECT_EQ(got.timeNs % 1000000000, (c.fractionNs + 1000000 * int64_t(i)) % 1000000000) << log;
+        }
+    }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Liblog, DeviceLogFormats,
+    testing::Values(FormatCase{"threadtime", true, true, 123000000}, FormatCase{"long", true, true, 123000000},
+                    FormatCase{"thread", true, true, -1}, FormatCase{"time", true, false, 123000000},
+                    FormatCase{"brief", true, false, -1}, FormatCase{"process", true, false, -1},
+                    FormatCase{"tag", false, false, -1}, FormatCase{"raw", false, false, -1},
+                    FormatCase{"threadtime,color", true, true, 123000000}, FormatCase{"long,color", true, true, 123000000},
+                    FormatCase{"process,color", true, false, -1}, FormatCase{"raw,color", false, false, -1},
+                    FormatCase{"threadtime,usec", true, true, 123456000}, FormatCase{"time,nsec", true, false, 123456789},
+                    FormatCase{"long,nsec", true, true, 123456789}, FormatCase{"threadtime,printable", true, true, 123000000},
+                    FormatCase{"threadtime,year", true, true, 123000000}, FormatCase{"threadtime,zone", true, true, 123000000},
+                    FormatCase{"threadtime,epoch", true, true, 123000000}, FormatCase{"time,monotonic", true, false, 123000000},
+                    FormatCase{"threadtime,uid", true, true, 123000000}, FormatCase{"threadtime,uid", true, true, 123000000, true},
+                    FormatCase{"brief,uid", true, false, -1}, FormatCase{"brief,uid", true, false, -1, true},
+                    FormatCase{"thread,uid", true, true, -1}, FormatCase{"process,uid", true, false, -1},
+                    FormatCase{"long,uid,zone,year,usec", true, true, 123456000},
+                    FormatCase{"threadtime,uid,zone,year,color,descriptive", true, true, 123000000, true},
+                    FormatCase{"time,epoch,usec,uid,printable", true, false, 123456000}),
+    [](const testing::TestParamInfo<FormatCase> &info) {
+        std::string name = info.param.words;
+        std::replace(name.begin(), name.end(), ',', '_');
+        return name + (info.param.uidName ? "_uidName" : "");
+    });
 
 #define MESSAGE "ZSL ZSLSelectorDefault.cpp:353 selectZSLFrames()[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000"
 
-INSTANTIATE_TEST_SUITE_P(
-    Formats, DeviceLogFormats,
-    testing::Values(FormatCase{"threadtime", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123000000},
-                    FormatCase{"threadtimeWithYear", "2026-11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123000000},
-                    FormatCase{"bugReportWithUid", "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123000000},
-                    FormatCase{"microseconds", "11-23 18:46:29.123456  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 123456000},
-                    FormatCase{"monotonic", "  2345.678  1234  1240 I KoAlgoEngine: " MESSAGE, 1234, 1240, 678000000},
-                    FormatCase{"carriageReturn", "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r", 1234, 1240, 123000000},
-                    FormatCase{"brief", "I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234, 0},
-                    FormatCase{"time", "11-23 18:46:29.123 I/KoAlgoEngine( 1234): " MESSAGE, 1234, 1234, 123000000},
-                    FormatCase{"systemLog", "[ZSL] I ZSLSelectorDefault.cpp:353 selectZSLFrames() [ZSLSelector] "
-                                            "fwkFrame:9 zsdTs:99900000000 curTime:100000000000", 0, 0, 0}),
-    [](const testing::TestParamInfo<FormatCase> &info) { return info.param.name; });
-
-TEST(DeviceLogFormatsOther, OtherTagsAndShapesAreNotThePlugins)
+// Lines no formatter here writes: the host's system log, a CRLF file, a
+// bug report's long uid name; and lines that are not the plug-in's.
+TEST(DeviceLogLines, OtherShapesAndOtherTags)
 {
+    for (const char *line : {"[ZSL] I ZSLSelectorDefault.cpp:353 selectZSLFrames() [ZSLSelector] fwkFrame:9 "
+                             "zsdTs:99900000000 curTime:100000000000",
+                             "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r",
+                             "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE}) {
+        const auto read = readDeviceLogLine(line);
+        ASSERT_TRUE(read.has_value()) << line;
+        EXPECT_EQ(read->text, "[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
+    }
     for (const char *line : {"11-23 18:46:29.123  1234  1240 I CameraService: " MESSAGE,
                              "11-23 18:46:29.123  1234  1240 I KoAlgoEngineX: " MESSAGE,
+                             "I( 1187: 1301) ZSL a.cpp:1 f()not a message of the plug-in",
                              "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------",
-                             "KoAlgoEngine", "", "[ZSL]", "11-23 18:46:29.123 KoAlgoEngine: x"})
+                             "--------- beginning of main", "KoAlgoEngine", "", "[ZSL]", "[ ]",
+                             "11-23 18:46:29.123 KoAlgoEngine: x"})
         EXPECT_FALSE(readDeviceLogLine(line).has_value()) << line;
 }
 

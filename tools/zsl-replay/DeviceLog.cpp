@@ -5,9 +5,14 @@
 
 #include "DeviceLog.h"
 
+#include "PluginMessages.h"
+
+#include <log/logprint.h>
+
+#include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
+#include <sstream>
 #include <vector>
 
 namespace replay {
@@ -99,13 +104,13 @@ std::optional<int64_t> readStamp(Cursor &at)
     return ((days * 24 + *hour) * 60 + *minute) * 60 * 1000000000 + *second * 1000000000 + *fraction;
 }
 
-// monotonic: "[ ]SSSSS.mmm" seconds since boot, the boot-time clock itself.
-std::optional<int64_t> readMonotonic(Cursor &at)
+// epoch and monotonic: "[ ]SSSSS.fff" seconds (since 1970 or since boot).
+std::optional<int64_t> readSeconds(Cursor &at)
 {
     Cursor c = at;
     c.skipBlanks();
     auto seconds = c.number();
-    if (!seconds || *seconds > 999999999 || !c.take('.')) // 31 years of uptime; no int64 overflow
+    if (!seconds || *seconds > 9000000000 || !c.take('.')) // past 2255 in epoch seconds; no int64 overflow
         return std::nullopt;
     const size_t before = c.text.size();
     auto fraction = c.number();
@@ -118,6 +123,20 @@ std::optional<int64_t> readMonotonic(Cursor &at)
     return *seconds * 1000000000 + *fraction;
 }
 
+// A line's time, in whichever of logcat's clocks it is written; the zone
+// (-v zone) is passed over: one log is in one zone.
+std::optional<int64_t> readTime(Cursor &c)
+{
+    std::optional<int64_t> timeNs = readStamp(c);
+    if (!timeNs)
+        return readSeconds(c);
+    Cursor zone = c;
+    zone.skipBlanks();
+    if ((zone.take('+') || zone.take('-')) && zone.number(4))
+        c = zone;
+    return timeNs;
+}
+
 bool isLevel(std::string_view word)
 {
     return word.size() == 1 && std::string_view("VDIWEFSA").find(word[0]) != std::string_view::npos;
@@ -126,18 +145,59 @@ bool isLevel(std::string_view word)
 std::optional<int> asId(std::string_view word)
 {
     Cursor c{word};
+    c.skipBlanks();
     auto value = c.number();
     if (!value || !c.done() || *value > 0x7fffffff)
         return std::nullopt;
     return static_cast<int>(*value);
 }
 
-kohost::LogLine fromMessage(std::string_view level, std::string_view message)
+// "( uid: pid: tid)" and its shorter forms: the ids after the uid, which is a
+// number or a user name of up to five letters (-v uid on a device).
+std::optional<std::vector<int>> readIds(std::string_view inside, size_t wanted)
 {
-    return kohost::parseAndroidLine(std::string(level), message);
+    std::vector<std::string_view> parts;
+    for (size_t from = 0;;) {
+        const size_t colon = inside.find(':', from);
+        parts.push_back(inside.substr(from, colon == std::string_view::npos ? std::string_view::npos : colon - from));
+        if (colon == std::string_view::npos)
+            break;
+        from = colon + 1;
+    }
+    if (parts.size() != wanted && parts.size() != wanted + 1) // with the uid
+        return std::nullopt;
+    std::vector<int> ids;
+    for (size_t i = parts.size() - wanted; i < parts.size(); ++i) {
+        auto id = asId(parts[i]);
+        if (!id)
+            return std::nullopt;
+        ids.push_back(*id);
+    }
+    return ids;
 }
 
-// threadtime: "[YYYY-]MM-DD HH:MM:SS.mmm [UID] PID TID L TAG: message".
+// The plug-in's message, "group file:line function()text", with the
+// reader's table to say it is one: for the formats that name no tag.
+std::optional<kohost::LogLine> pluginMessage(std::string_view level, std::string_view message)
+{
+    kohost::LogLine line = kohost::parseAndroidLine(std::string(level), message);
+    const PluginMessage *known = line.function.empty() ? nullptr : findPluginMessage(line.text);
+    if (!known)
+        return std::nullopt;
+    if (line.level.empty()) // raw: the message tells its level
+        line.level = std::string(1, known->level);
+    return line;
+}
+
+kohost::LogLine withIds(kohost::LogLine line, int64_t timeNs, int pid, int tid)
+{
+    line.timeNs = timeNs;
+    line.pid = pid;
+    line.tid = tid;
+    return line;
+}
+
+// threadtime: "[UID] PID TID L TAG: message", after the time.
 std::optional<kohost::LogLine> readThreadtime(Cursor c, int64_t timeNs)
 {
     std::string_view words[3];
@@ -165,30 +225,56 @@ std::optional<kohost::LogLine> readThreadtime(Cursor c, int64_t timeNs)
     if (!c.take(':'))
         return std::nullopt;
     c.take(' ');
-    kohost::LogLine line = fromMessage(level, c.text);
-    line.timeNs = timeNs;
-    line.pid = *pid;
-    line.tid = *tid;
-    return line;
+    return withIds(kohost::parseAndroidLine(std::string(level), c.text), timeNs, *pid, *tid);
 }
 
-// brief and time: "[MM-DD HH:MM:SS.mmm ]L/TAG( PID): message"; the thread
-// is not shown, so the process stands for it.
-std::optional<kohost::LogLine> readBrief(std::string_view text, int64_t timeNs)
+// brief, time and tag: "L/TAG( [UID:]PID): message" and "L/TAG: message".
+std::optional<kohost::LogLine> readSlashed(Cursor c, int64_t timeNs)
 {
-    const size_t at = text.find("/KoAlgoEngine(");
-    if (at == std::string_view::npos || at == 0 || !isLevel(text.substr(at - 1, 1)))
+    const std::string_view level = c.text.substr(0, 1);
+    if (!isLevel(level) || c.text.substr(1, 1) != "/" || c.text.substr(2, kTag.size()) != kTag)
         return std::nullopt;
-    Cursor c{text.substr(at + kTag.size() + 2)};
+    c.text.remove_prefix(2 + kTag.size());
     c.skipBlanks();
-    auto pid = c.number();
-    if (!pid || !c.take(')') || !c.take(':'))
+    int pid = kUnknownId;
+    if (c.take('(')) {
+        const size_t close = c.text.find(')');
+        auto ids = close == std::string_view::npos ? std::nullopt : readIds(c.text.substr(0, close), 1);
+        if (!ids)
+            return std::nullopt;
+        pid = ids->front();
+        c.text.remove_prefix(close + 1);
+    }
+    if (!c.take(':'))
         return std::nullopt;
     c.take(' ');
-    kohost::LogLine line = fromMessage(text.substr(at - 1, 1), c.text);
-    line.timeNs = timeNs;
-    line.pid = line.tid = static_cast<int>(*pid);
-    return line;
+    return withIds(kohost::parseAndroidLine(std::string(level), c.text), timeNs, pid, kUnknownId);
+}
+
+// process and thread: "L( [UID:]PID) message  (TAG)" and "L( [UID:]PID: TID) message".
+std::optional<kohost::LogLine> readParenthesised(Cursor c, int64_t timeNs)
+{
+    const std::string_view level = c.text.substr(0, 1);
+    if (!isLevel(level) || c.text.substr(1, 1) != "(")
+        return std::nullopt;
+    const size_t close = c.text.find(')');
+    if (close == std::string_view::npos || c.text.substr(close, 2) != ") ")
+        return std::nullopt;
+    const std::string_view inside = c.text.substr(2, close - 2);
+    std::string_view message = c.text.substr(close + 2);
+    constexpr std::string_view kProcessEnd = "  (KoAlgoEngine)";
+    if (message.size() >= kProcessEnd.size() && message.substr(message.size() - kProcessEnd.size()) == kProcessEnd) {
+        auto ids = readIds(inside, 1);
+        if (!ids)
+            return std::nullopt;
+        message.remove_suffix(kProcessEnd.size());
+        return withIds(kohost::parseAndroidLine(std::string(level), message), timeNs, ids->front(), kUnknownId);
+    }
+    auto ids = readIds(inside, 2);
+    auto line = ids ? pluginMessage(level, message) : std::nullopt;
+    if (!line)
+        return std::nullopt;
+    return withIds(std::move(*line), timeNs, (*ids)[0], (*ids)[1]);
 }
 
 // The host's system log on standard error: "[ZSL] L file:line function() text".
@@ -207,43 +293,165 @@ std::optional<kohost::LogLine> readSystemLog(std::string_view text)
     // Back into the Android prefix's shape, "group file:line function()text".
     std::string message = "ZSL ";
     message.append(c.text.substr(0, call + 2)).append(c.text.substr(call + 3));
-    kohost::LogLine line = fromMessage(level, message);
+    kohost::LogLine line = kohost::parseAndroidLine(std::string(level), message);
     line.output = kohost::LogOutput::System;
     return line;
 }
 
+// long's header: "[ TIME [ZONE] [UID:] PID: TID L/TAG ]"; the message lines
+// follow it up to a blank line. Any tag's header: the tag is checked by the caller.
+std::optional<kohost::LogLine> readLongHeader(std::string_view text, std::string_view &tag)
+{
+    Cursor c{text};
+    if (!c.take('[') || !c.take(' ') || text.size() < 4 || text.substr(text.size() - 2) != " ]")
+        return std::nullopt;
+    c.text.remove_suffix(2);
+    auto timeNs = readTime(c);
+    const size_t slash = c.text.rfind('/');
+    if (!timeNs || slash == std::string_view::npos || slash < 2 || !isLevel(c.text.substr(slash - 1, 1)) ||
+        c.text[slash - 2] != ' ')
+        return std::nullopt;
+    auto ids = readIds(c.text.substr(0, slash - 2), 2);
+    if (!ids)
+        return std::nullopt;
+    tag = c.text.substr(slash + 1);
+    while (!tag.empty() && tag.back() == ' ')
+        tag.remove_suffix(1);
+    kohost::LogLine header;
+    header.level = std::string(c.text.substr(slash - 1, 1));
+    return withIds(std::move(header), *timeNs, (*ids)[0], (*ids)[1]);
+}
+
+// -v color: escape sequences around the line, or inside it (process).
+std::string_view withoutColour(std::string_view text, std::string &buffer)
+{
+    if (text.find('\x1b') == std::string_view::npos)
+        return text;
+    buffer.clear();
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\x1b' && i + 1 < text.size() && text[i + 1] == '[') {
+            const size_t end = text.find_first_of("ABCDEFGHJKSTfmnsu", i + 2);
+            if (end != std::string_view::npos) {
+                i = end;
+                continue;
+            }
+        }
+        buffer += text[i];
+    }
+    return buffer;
+}
+
+// Whether a line may be the plug-in's at all: one or two searches, so that
+// the other lines of a bug report cost next to nothing.
+bool mayBeThePlugins(std::string_view text)
+{
+    return text.find(kTag) != std::string_view::npos || text.find("ZSLSelector") != std::string_view::npos ||
+           (!text.empty() && (text.front() == '[' || text.front() == '\x1b'));
+}
+
 } // namespace
 
-std::string threadtimeLine(const kohost::LogLine &line)
+std::optional<kohost::LogLine> DeviceLogReader::read(std::string_view text)
 {
-    const std::time_t seconds = static_cast<std::time_t>(line.timeNs / 1000000000);
-    std::tm when{};
-    gmtime_r(&seconds, &when);
-    char stamp[32];
-    std::strftime(stamp, sizeof(stamp), "%m-%d %H:%M:%S", &when);
-    char head[128];
-    std::snprintf(head, sizeof(head), "%s.%03d %5d %5d %s KoAlgoEngine: ", stamp,
-                  static_cast<int>(line.timeNs / 1000000 % 1000), line.pid, line.tid, line.level.c_str());
-    return head + line.group + " " + line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()" +
-           line.text;
+    mUnderstood = false;
+    if (!text.empty() && text.back() == '\r')
+        text.remove_suffix(1);
+    if (mLong) { // inside a long entry: its message lines, up to a blank line
+        if (text.empty()) {
+            mLong.reset();
+            return std::nullopt;
+        }
+        if (!mLong->ours)
+            return std::nullopt;
+        std::string buffer;
+        kohost::LogLine line = kohost::parseAndroidLine(mLong->header.level, withoutColour(text, buffer));
+        return withIds(std::move(line), mLong->header.timeNs, mLong->header.pid, mLong->header.tid);
+    }
+    if (!mayBeThePlugins(text))
+        return std::nullopt;
+    std::string buffer;
+    text = withoutColour(text, buffer);
+    if (!text.empty() && text.front() == '[') {
+        std::string_view tag;
+        if (auto header = readLongHeader(text, tag)) {
+            mLong.emplace(Long{std::move(*header), tag == kTag});
+            mUnderstood = true;
+            return std::nullopt;
+        }
+        return readSystemLog(text);
+    }
+    Cursor c{text};
+    const std::optional<int64_t> timeNs = readTime(c);
+    c.skipBlanks();
+    if (timeNs)
+        if (auto line = readThreadtime(c, *timeNs))
+            return line;
+    if (auto line = readSlashed(c, timeNs.value_or(0)))
+        return line;
+    if (auto line = readParenthesised(c, timeNs.value_or(0)))
+        return line;
+    if (!timeNs) // raw: the message alone
+        if (auto line = pluginMessage("", text))
+            return withIds(std::move(*line), 0, kUnknownId, kUnknownId);
+    return std::nullopt;
+}
+
+bool isLogcatFormat(const std::string &words, std::string &bad)
+{
+    std::istringstream list(words);
+    for (std::string word; std::getline(list, word, ',');)
+        if (android_log_formatFromString(word.c_str()) == FORMAT_OFF) {
+            bad = word;
+            return false;
+        }
+    return !words.empty();
+}
+
+std::string logcatLine(const kohost::LogLine &line, const std::string &words)
+{
+    // liblog writes the wall clock in the local zone: UTC, so that the same
+    // line reads the same on every machine.
+    static const bool utc = [] {
+        setenv("TZ", "UTC", 1);
+        tzset();
+        return true;
+    }();
+    (void)utc;
+    const std::unique_ptr<AndroidLogFormat, void (*)(AndroidLogFormat *)> format(android_log_format_new(),
+                                                                                 android_log_format_free);
+    std::istringstream list(words);
+    for (std::string word; std::getline(list, word, ',');)
+        android_log_setPrintFormat(format.get(), android_log_formatFromString(word.c_str()));
+    const std::string message = line.group + " " + line.fileName + ":" + std::to_string(line.line) + " " +
+                                line.function + "()" + line.text;
+    const std::string letters = "VDIWEF";
+    const size_t level = letters.find(line.level);
+    AndroidLogEntry entry{};
+    entry.tv_sec = static_cast<time_t>(line.timeNs / 1000000000);
+    entry.tv_nsec = static_cast<long>(line.timeNs % 1000000000);
+    entry.priority = static_cast<android_LogPriority>(ANDROID_LOG_VERBOSE + (level == std::string::npos ? 0 : level));
+    entry.pid = line.pid;
+    entry.tid = line.tid;
+    entry.tag = kTag.data();
+    entry.tagLen = kTag.size();
+    entry.message = message.c_str();
+    entry.messageLen = message.size();
+    char buffer[1024];
+    size_t length = 0;
+    char *text = android_log_formatLogLine(format.get(), buffer, sizeof buffer, &entry, &length);
+    if (!text)
+        return {};
+    std::string out(text, length);
+    if (text != buffer)
+        std::free(text);
+    if (!out.empty() && out.back() == '\n')
+        out.pop_back(); // the caller ends the line
+    return out;
 }
 
 std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text)
 {
-    if (!text.empty() && text.back() == '\r')
-        text.remove_suffix(1);
-    if (!text.empty() && text.front() == '[')
-        return readSystemLog(text);
-    if (text.find(kTag) == std::string_view::npos)
-        return std::nullopt;
-    Cursor c{text};
-    std::optional<int64_t> timeNs = readStamp(c);
-    if (!timeNs)
-        timeNs = readMonotonic(c);
-    if (timeNs)
-        if (auto line = readThreadtime(c, *timeNs))
-            return line;
-    return readBrief(text, timeNs.value_or(0));
+    return DeviceLogReader().read(text);
 }
 
 bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
@@ -254,11 +462,12 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
     bool skipping = false; // inside a line too long to keep
     uint64_t number = 0;
     uint64_t unread = 0, firstUnread = 0; // lines naming the tag in a shape not read
+    DeviceLogReader reader;
     auto handle = [&](std::string_view text) {
         ++number;
-        if (auto ours = readDeviceLogLine(text))
+        if (auto ours = reader.read(text))
             line(std::move(*ours), number);
-        else if (text.find(kTag) != std::string_view::npos && unread++ == 0)
+        else if (!reader.understood() && text.find(kTag) != std::string_view::npos && unread++ == 0)
             firstUnread = number;
     };
     for (size_t got; (got = std::fread(block.get(), 1, kBlockBytes, stream)) > 0;) {
@@ -295,7 +504,7 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
     if (unread)
         problem(std::to_string(unread) + (unread == 1 ? " line names" : " lines name") + " the tag " + std::string(kTag) +
                 " in a format this reader does not know (the first is line " + std::to_string(firstUnread) +
-                "); threadtime, time, brief and monotonic are read");
+                "); every format of logcat -v is read");
     // A line cut by the end may have lost any part of its text: not guessed at.
     if (skipping || !carried.empty())
         problem("the log ends in the middle of line " + std::to_string(number + 1) + ", which is left out");

@@ -1,13 +1,15 @@
 #pragma once
 /*
  * DeviceLog: the plug-in's lines as a device's log shows them, both ways.
- * Writing: a line as `adb logcat -v threadtime` prints it. Reading: a log
- * as engineers have it (threadtime with or without year and uid columns,
- * monotonic, brief and time formats, a whole bug report, the host's
- * system-log lines on standard error), read as a stream in large blocks;
- * a line naming the tag in any other shape is counted as a problem; only the plug-in's
- * lines (tag "KoAlgoEngine", or the system log's "[ZSL] ") are kept, every
- * other line is passed over at the cost of one search.
+ * Writing: a line as `adb logcat -v ...` prints it, through liblog's own
+ * formatter. Reading: a log in every format logcat writes (threadtime,
+ * long, thread, time, brief, process, tag, raw, with any of its modifiers:
+ * color, usec, nsec, printable, year, zone, epoch, monotonic, uid,
+ * descriptive), the host's system-log lines on standard error, read as a
+ * stream in large blocks. A line is the plug-in's by its tag, or, where the
+ * format names none (thread, raw), by its message being one the plug-in
+ * writes; a line naming the tag in any other shape is counted as a problem.
+ * Every other line is passed over at the cost of one or two searches.
  */
 
 #include <LogRecorder.h>
@@ -21,13 +23,40 @@
 
 namespace replay {
 
-// "MM-DD HH:MM:SS.mmm  PID  TID L KoAlgoEngine: group file:line function()text"
-// with the time on the line's own clock (timeNs since the epoch).
-std::string threadtimeLine(const kohost::LogLine &line);
+// A process or thread id the line's format does not show (brief, time and
+// process show no thread; tag and raw no process either).
+constexpr int kUnknownId = -1;
 
-// One line of a device log read back: the plug-in's line with its time
-// (nanoseconds, only for ordering and spacing: a logcat's clock is the
-// wall clock without a year), process and thread; nullopt for any other line.
+// logcat's format words ("threadtime", "long,uid", ...), checked: false and
+// the word that is not one in `bad`.
+bool isLogcatFormat(const std::string &words, std::string &bad);
+
+// A line as `adb logcat -v words` prints it (a long entry takes three lines
+// and ends with a newline; the others end without one), with the time on the
+// line's own clock (timeNs, formatted in UTC).
+std::string logcatLine(const kohost::LogLine &line, const std::string &words = "threadtime");
+
+// Reads a log line after line: a long entry's header and message come on
+// separate lines. Each plug-in line comes back with its time (nanoseconds,
+// only for ordering and spacing), process and thread (kUnknownId where the
+// format shows none).
+class DeviceLogReader {
+public:
+    std::optional<kohost::LogLine> read(std::string_view text);
+    // Whether the last line read, though not a plug-in line, was understood
+    // (a long entry's header).
+    bool understood() const { return mUnderstood; }
+
+private:
+    struct Long {
+        kohost::LogLine header;
+        bool ours;
+    };
+    std::optional<Long> mLong; // inside a long entry
+    bool mUnderstood = false;
+};
+
+// One line read alone (no long entry).
 std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text);
 
 // Reads a whole log from a stream, block by block, and hands each of the

@@ -45,11 +45,13 @@ The plug-in's boot-time clock reads each step's capture moment (100 s after boot
 gives the same output on every run and every machine. A step's "expect" is compared with what
 happened; each difference is one line on standard error.
 
-With --from-log it replays nothing: it reads a device's log (adb logcat -v threadtime, the
-default, with or without year and uid columns; -v monotonic, -v brief or -v time; a whole bug
-report; the host's system-log lines) and rebuilds each capture from the plug-in's own lines (tag
-KoAlgoEngine), told apart by process and thread. The report, --json, --svg and --perfetto then
-show those captures, marked as read from a log; what the log cannot tell is said, not guessed.
+With --from-log it replays nothing: it reads a device's log (adb logcat in any -v format and
+modifier: threadtime, long, thread, time, brief, process, tag, raw; a bug report, as text or as
+the zip adb bugreport writes; the host's system-log lines) and rebuilds each capture from the
+plug-in's own lines (tag KoAlgoEngine), told apart by process and thread where the format shows
+them. The report, --json, --svg and --perfetto then show those captures, marked as read from a
+log; what the log cannot tell (a thread, a debug line an info-level log lacks) is said, not
+guessed.
 
 Options:
   --json                 print the results as JSON instead of the text report
@@ -58,6 +60,8 @@ Options:
   --perfetto FILE        write a Trace Event Format file (ui.perfetto.dev, chrome://tracing)
   --write-logcat FILE    write the plug-in's Android-log lines as `adb logcat -v threadtime`
                          would show them (the Android log is opened at debug level for this)
+  --logcat-format WORDS  logcat's -v words for --write-logcat, comma-separated (default
+                         threadtime; e.g. long,uid or brief,year), written by liblog itself
   --from-log LOG         read captures from a device log instead of replaying ("-": stdin)
   --write-traces DIR     with --from-log: write each capture read as a trace, DIR/fwkFrame-N.json,
                          to replay and change (an existing file is not overwritten)
@@ -115,13 +119,14 @@ int androidLogPriority()
 
 // The plug-in's Android-log lines at or above a priority, as `adb logcat
 // -v threadtime` shows them.
-void writeAndroidLog(std::ostream &out, const replay::SessionOutcome &outcome, int minimumPriority)
+void writeAndroidLog(std::ostream &out, const replay::SessionOutcome &outcome, int minimumPriority,
+                     const std::string &format = "threadtime")
 {
     const std::string letters = "VDIWEF";
     for (const kohost::LogLine &line : outcome.androidLog) {
         const auto level = letters.find(line.level);
         if (level != std::string::npos && ANDROID_LOG_VERBOSE + static_cast<int>(level) >= minimumPriority)
-            out << replay::threadtimeLine(line) << "\n";
+            out << replay::logcatLine(line, format) << "\n";
     }
 }
 
@@ -229,14 +234,14 @@ void listTags()
 int main(int argc, char **argv)
 {
     std::string pluginPath = kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR);
-    std::string svgPath, perfettoPath, logcatPath, tracesDir;
+    std::string svgPath, perfettoPath, logcatPath, logcatFormat = "threadtime", tracesDir;
     bool json = false, withLog = false, realClock = false, writeExpectations = false;
     std::vector<std::string> files, logs;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const std::map<std::string, std::string *> valued = {
             {"--plugin", &pluginPath}, {"--svg", &svgPath}, {"--perfetto", &perfettoPath},
-            {"--write-logcat", &logcatPath}, {"--write-traces", &tracesDir}};
+            {"--write-logcat", &logcatPath}, {"--logcat-format", &logcatFormat}, {"--write-traces", &tracesDir}};
         if (auto option = valued.find(arg); option != valued.end() || arg == "--from-log") {
             if (i + 1 == argc)
                 return usageError(arg + " needs a value");
@@ -271,6 +276,8 @@ int main(int argc, char **argv)
         return usageError("--write-expectations needs the trace files to write");
     if (!logs.empty() && (!files.empty() || writeExpectations || !logcatPath.empty() || realClock))
         return usageError("--from-log reads logs and replays nothing: give it no trace, and no replay option");
+    if (std::string bad; !replay::isLogcatFormat(logcatFormat, bad))
+        return usageError("--logcat-format: \"" + bad + "\" is not a format of logcat -v");
     if (logs.empty() && !tracesDir.empty())
         return usageError("--write-traces writes the captures read with --from-log");
 
@@ -323,7 +330,7 @@ int main(int argc, char **argv)
                 // Lines the trace's own gates keep closed are echoed only when asked for.
                 if (logcatPath.empty() || std::getenv("ANDROID_LOG_TAGS"))
                     writeAndroidLog(std::cerr, results.back(), androidLogPriority());
-                writeAndroidLog(logcat, results.back(), ANDROID_LOG_VERBOSE);
+                writeAndroidLog(logcat, results.back(), ANDROID_LOG_VERBOSE, logcatFormat);
             }
         } catch (const kohost::PluginLoadError &error) {
             std::cerr << "zsl-replay: " << error.what() << "\n";
