@@ -57,6 +57,12 @@ RoundTrip replayToLogcat(TraceSpec trace, int tid = 0, int level = 3)
     return trip;
 }
 
+kohost::LogLine withTid(kohost::LogLine line, int tid)
+{
+    line.tid = tid;
+    return line;
+}
+
 SessionOutcome readLog(const std::string &text, std::vector<std::string> *warnings = nullptr)
 {
     LogImporter importer("test.log");
@@ -223,28 +229,71 @@ TEST(LogToTrace, ReplaysWithTheVerdictsOfTheLog)
     }
 }
 
-// Two cameras' selectors log at once: their lines interleave and are told
-// apart by thread.
-TEST(LogRoundTripThreads, TwoThreadsInterleaved)
+// Two cameras' selectors log at once, or one after the other: with thread
+// ids their lines are told apart by thread; without (brief), by fwkFrame,
+// and captures whose lines interleave are said to be possibly mixed.
+struct ThreadsCase {
+    const char *name;
+    const char *format;
+    bool interleaved;
+};
+
+class LogRoundTripThreads : public testing::TestWithParam<ThreadsCase> {};
+
+TEST_P(LogRoundTripThreads, ToldApartOrSaidToBeMixed)
 {
+    const ThreadsCase &c = GetParam();
     const std::string dir = ZSL_SOURCE_DIR "/examples/";
     RoundTrip a = replayToLogcat(readTraceFile(dir + "overview.json"), 101);
     RoundTrip b = replayToLogcat(readTraceFile(dir + "two-camera-focus.json"), 202);
-    std::istringstream linesA(a.logcat), linesB(b.logcat);
-    std::string mixed, line;
-    for (bool moreA = true, moreB = true; moreA || moreB;) {
-        if ((moreA = static_cast<bool>(std::getline(linesA, line))))
-            mixed += line + "\n";
-        if ((moreB = static_cast<bool>(std::getline(linesB, line))))
-            mixed += line + "\n";
+    std::vector<std::string> linesA, linesB;
+    for (const kohost::LogLine &line : a.replayed.androidLog)
+        linesA.push_back(logcatLine(withTid(line, 101), c.format));
+    for (const kohost::LogLine &line : b.replayed.androidLog)
+        linesB.push_back(logcatLine(withTid(line, 202), c.format));
+    std::string log;
+    for (size_t i = 0; i < std::max(linesA.size(), linesB.size()); ++i) {
+        if (c.interleaved && i < linesA.size())
+            log += linesA[i] + "\n";
+        if (c.interleaved && i < linesB.size())
+            log += linesB[i] + "\n";
     }
-    const SessionOutcome read = readLog(mixed);
+    if (!c.interleaved)
+        for (const auto *lines : {&linesA, &linesB})
+            for (const std::string &line : *lines)
+                log += line + "\n";
+    std::vector<std::string> warnings;
+    const SessionOutcome read = readLog(log, &warnings);
+    const bool threadIds = std::string(c.format) == "threadtime";
+    const bool mixed = c.interleaved && !threadIds;
+    EXPECT_EQ(warnings.empty(), !mixed) << (warnings.empty() ? "" : warnings.front());
+    for (const StepOutcome &step : read.steps) {
+        const bool saysMixed = !step.notes.empty() && step.notes.front().rfind("mixed threads: ", 0) == 0;
+        EXPECT_EQ(saysMixed, mixed && step.kind != StepKind::Needed) << "fwkFrame " << step.fwkFrame;
+    }
+    if (mixed)
+        return; // said, not stated as fact
+    // By thread where the log shows it, else in the order read.
+    const auto selections = [](const SessionOutcome &session) {
+        return std::count_if(session.steps.begin(), session.steps.end(), [](const StepOutcome &step) { return step.selectRan; });
+    };
     SessionOutcome first, second;
-    first.steps.push_back(read.steps.at(0));
-    second.steps.push_back(read.steps.at(1));
+    for (const StepOutcome &step : read.steps) {
+        const bool ofA = threadIds ? step.label.find("tid 101") != std::string::npos
+                                   : selections(first) < selections(a.replayed);
+        if (step.selectRan)
+            (ofA ? first : second).steps.push_back(step);
+    }
     expectRebuilt(a.replayed, first);
     expectRebuilt(b.replayed, second);
 }
+
+INSTANTIATE_TEST_SUITE_P(Formats, LogRoundTripThreads,
+                         testing::Values(ThreadsCase{"threadtimeInterleaved", "threadtime", true},
+                                         ThreadsCase{"briefInterleaved", "brief", true},
+                                         ThreadsCase{"briefOneAfterTheOther", "brief", false},
+                                         ThreadsCase{"rawOneAfterTheOther", "raw", false}),
+                         [](const testing::TestParamInfo<ThreadsCase> &info) { return info.param.name; });
 
 // Every format and modifier of logcat, rendered by liblog's own formatter:
 // the plug-in's lines are found with their text, time, process and thread

@@ -6,6 +6,7 @@
 
 #include "LogImporter.h"
 
+#include "DeviceLog.h"
 #include "PluginLines.h"
 #include "PluginMessages.h"
 
@@ -30,7 +31,21 @@ bool startsWith(std::string_view text, std::string_view part)
     return text.substr(0, part.size()) == part;
 }
 
+std::optional<uint32_t> fwkFrameOf(std::string_view text)
+{
+    auto fwkFrame = numberAfter<uint32_t>(text, "fwkFrame:");
+    return fwkFrame ? fwkFrame : numberAfter<uint32_t>(text, "fwkFrameNum = ");
+}
+
 } // namespace
+
+std::string LogImporter::who(const Thread &thread)
+{
+    if (thread.pid == kUnknownId)
+        return "process and thread not in the log";
+    return "pid " + std::to_string(thread.pid) +
+           (thread.tid == kUnknownId ? ", thread not in the log" : " tid " + std::to_string(thread.tid));
+}
 
 LogImporter::LogImporter(std::string file)
 {
@@ -55,15 +70,6 @@ void LogImporter::problem(const std::string &text)
 void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 {
     ++mLinesUsed;
-    Thread &thread = mThreads[{line.pid, line.tid}];
-    thread.pid = line.pid;
-    thread.tid = line.tid;
-    if (line.timeNs < thread.lastTimeNs)
-        warn(lineNumber, "out of order", ": earlier than the thread's line " + std::to_string(thread.lastLine) +
-                                             "; read in the log's order");
-    thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
-    thread.lastLine = lineNumber;
-
     const PluginMessage *message = findPluginMessage(line.text);
     if (!message) {
         warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
@@ -74,6 +80,32 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         line.level = std::string(1, message->level);
     if (line.level == "D")
         mDebugProcesses.insert(line.pid);
+    // A format without thread ids: the fwkFrame a line names tells its call
+    // apart; a line that names none joins the call its process named last,
+    // and an answer of isSelectorNeeded waits for the selection after it.
+    const bool threadKnown = line.tid != kUnknownId;
+    int64_t tid = line.tid;
+    if (!threadKnown) {
+        if (message->kind == MessageKind::Needed)
+            tid = kNeededWaiting;
+        else if (auto fwkFrame = fwkFrameOf(line.text))
+            tid = mLastNamed[line.pid] = -2 - static_cast<int64_t>(*fwkFrame);
+        else
+            tid = mLastNamed.count(line.pid) ? mLastNamed[line.pid] : kUnknownId;
+    }
+    Thread &thread = mThreads[{line.pid, tid}];
+    thread.pid = line.pid;
+    thread.tid = line.tid;
+    if (line.timeNs < thread.lastTimeNs)
+        warn(lineNumber, "out of order", ": earlier than the thread's line " + std::to_string(thread.lastLine) +
+                                             "; read in the log's order");
+    thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
+    thread.lastLine = lineNumber;
+    if (!threadKnown && message->kind == MessageKind::SelectStart) {
+        Thread &waiting = mThreads[{line.pid, kNeededWaiting}];
+        if (waiting.needed)
+            thread.needed = std::move(waiting.needed), waiting.needed.reset();
+    }
     // A second "cannot get EV" line is the request's side of the same qualification.
     const MessageKind kind = message->kind == MessageKind::QualifyStart && thread.call && thread.call->blockOpen &&
                                      startsWith(line.text, "cannot get EV setting")
@@ -97,10 +129,14 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     case MessageKind::SelectStart:
     case MessageKind::Select:
         selectionLine(thread, std::move(line), lineNumber, kind == MessageKind::SelectStart);
-        return;
+        break;
     default:
         closeSelection(thread);
         checkLine(thread, kind, std::move(line), lineNumber);
+    }
+    if (!threadKnown && thread.capture) {
+        auto [range, fresh] = mMergedRanges.try_emplace(*thread.capture, lineNumber, lineNumber);
+        range->second.second = lineNumber;
     }
 }
 
@@ -119,7 +155,7 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
         step.kind = StepKind::Select;
         step.selectRan = true;
         step.fwkFrame = numberAfter<uint32_t>(line.text, "fwkFrame:").value_or(0);
-        step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
+        step.label = who(thread) + ", from line " +
                      std::to_string(lineNumber);
         if (yes) {
             step.needed = true;
@@ -362,9 +398,11 @@ void LogImporter::closeCall(Thread &thread)
         StepOutcome &own = mSession.steps.back();
         own.kind = StepKind::Check;
         own.fwkFrame = fwkFrame.value_or(0);
-        own.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", from line " +
+        own.label = who(thread) + ", from line " +
                     std::to_string(call.firstLine);
         mStepPid[mSession.steps.size() - 1] = thread.pid;
+        if (thread.tid == kUnknownId)
+            mMergedRanges[mSession.steps.size() - 1] = {call.firstLine, thread.lastLine};
     }
     StepOutcome &step = ownStep ? mSession.steps.back() : mSession.steps[*thread.capture];
     if (step.kind == StepKind::Select)
@@ -415,7 +453,7 @@ void LogImporter::closeNeeded(Thread &thread)
     StepOutcome &step = mSession.steps.back();
     step.kind = StepKind::Needed;
     step.needed = numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
-    step.label = "pid " + std::to_string(thread.pid) + " tid " + std::to_string(thread.tid) + ", line " +
+    step.label = who(thread) + ", line " +
                  std::to_string(thread.needed->second);
     step.log.push_back(std::move(thread.needed->first));
     thread.needed.reset();
@@ -463,6 +501,28 @@ void LogImporter::resolveLevels()
         } else {
             check.unknown = "the sensor-mode check writes its verdict at debug level, and " + noDebug;
         }
+    }
+    // Captures of one process read without thread ids: told apart by
+    // fwkFrame, which the lines of a metadata check and the anchor pick do
+    // not carry; where two captures' lines interleave, those may be mixed.
+    for (const auto &[index, range] : mMergedRanges) {
+        StepOutcome &step = mSession.steps[index];
+        std::string others;
+        for (const auto &[other, otherRange] : mMergedRanges)
+            if (other != index && mStepPid[other] == mStepPid[index] && otherRange.first <= range.second &&
+                range.first <= otherRange.second)
+                others += (others.empty() ? "" : ", ") + std::to_string(mSession.steps[other].fwkFrame);
+        if (others.empty()) {
+            step.notes.push_back("the log's format shows no thread id: this capture's lines were told apart by "
+                                 "fwkFrame, and no other capture's lines of its process come between them");
+            continue;
+        }
+        const std::string mixed = "lines " + std::to_string(range.first) + " to " + std::to_string(range.second) +
+                                  " interleave with those of fwkFrame " + others +
+                                  " and the log's format shows no thread id: lines that name no fwkFrame (the "
+                                  "anchor pick, the metadata checks) may belong to either capture";
+        step.notes.insert(step.notes.begin(), "mixed threads: " + mixed);
+        warn(range.first, "threads cannot be told apart", ": fwkFrame " + std::to_string(step.fwkFrame) + ", " + mixed);
     }
     for (size_t index = 0; index < mSession.steps.size(); ++index) {
         StepOutcome &step = mSession.steps[index];

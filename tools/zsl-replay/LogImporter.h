@@ -59,7 +59,7 @@ private:
     };
 
     struct Thread {
-        int pid = 0, tid = 0;
+        int pid = 0, tid = 0; // as the log shows them (kUnknownId: not shown)
         std::optional<size_t> selecting; // the step whose selection lines are open
         std::optional<size_t> capture;   // the step the next checks belong to
         size_t nextSelected = 0;
@@ -77,13 +77,19 @@ private:
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);
+    static std::string who(const Thread &thread);
     // What the whole log tells about each step's process: whether it wrote
     // debug lines decides what their absence means.
     void resolveLevels();
     bool debugLevel(size_t step) const;
 
     SessionOutcome mSession;
-    std::map<std::pair<int, int>, Thread> mThreads;
+    // By process and thread; without thread ids in the log, by process and
+    // -2 - fwkFrame, and kNeededWaiting for an answer of isSelectorNeeded.
+    std::map<std::pair<int, int64_t>, Thread> mThreads;
+    static constexpr int64_t kNeededWaiting = INT64_MIN;
+    std::map<int, int64_t> mLastNamed; // per process: the thread key of the fwkFrame named last
+    std::map<size_t, std::pair<uint64_t, uint64_t>> mMergedRanges; // steps read without thread ids: their lines
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
     std::map<size_t, int> mStepPid;  // the process whose lines made each step
     std::set<int> mDebugProcesses;   // processes with a debug line in the log
