@@ -66,7 +66,7 @@ struct Cursor {
 
 // "[YYYY-]MM-DD HH:MM:SS.fff": a time key in ns that orders and spaces the
 // lines of one log (days counted as if every month had 31).
-std::optional<int64_t> readStamp(Cursor &at)
+std::optional<int64_t> readStamp(Cursor &at, int reportYear, int reportMonth)
 {
     Cursor c = at;
     auto first = c.number();
@@ -98,6 +98,10 @@ std::optional<int64_t> readStamp(Cursor &at)
     for (size_t i = digits; i < 9; ++i)
         *fraction *= 10;
     at = c;
+    // A line without its year takes the bug report's, or the one before for
+    // a month after the report's (the log crossed a new year).
+    if (year == 0 && reportYear > 0)
+        year = reportYear - (month > reportMonth ? 1 : 0);
     // Years within a century: enough to order one log, and every field is
     // at most two digits, so the sum stays far inside int64.
     const int64_t days = ((year % 100) * 12 + month) * 31 + *day;
@@ -125,9 +129,9 @@ std::optional<int64_t> readSeconds(Cursor &at)
 
 // A line's time, in whichever of logcat's clocks it is written; the zone
 // (-v zone) is passed over: one log is in one zone.
-std::optional<int64_t> readTime(Cursor &c)
+std::optional<int64_t> readTime(Cursor &c, int reportYear = 0, int reportMonth = 0)
 {
-    std::optional<int64_t> timeNs = readStamp(c);
+    std::optional<int64_t> timeNs = readStamp(c, reportYear, reportMonth);
     if (!timeNs)
         return readSeconds(c);
     Cursor zone = c;
@@ -351,7 +355,15 @@ bool mayBeThePlugins(std::string_view text)
 
 } // namespace
 
-std::optional<kohost::LogLine> DeviceLogReader::read(std::string_view text)
+std::optional<kohost::LogLine> DeviceLogReader::read(std::string_view text, uint64_t number)
+{
+    auto line = readLine(text);
+    if (!line && !mUnderstood && text.find(kTag) != std::string_view::npos && mUnread++ == 0)
+        mFirstUnread = number;
+    return line;
+}
+
+std::optional<kohost::LogLine> DeviceLogReader::readLine(std::string_view text)
 {
     mUnderstood = false;
     if (!text.empty() && text.back() == '\r')
@@ -381,7 +393,7 @@ std::optional<kohost::LogLine> DeviceLogReader::read(std::string_view text)
         return readSystemLog(text);
     }
     Cursor c{text};
-    const std::optional<int64_t> timeNs = readTime(c);
+    const std::optional<int64_t> timeNs = readTime(c, mReportYear, mReportMonth);
     c.skipBlanks();
     if (timeNs)
         if (auto line = readThreadtime(c, *timeNs))
@@ -451,26 +463,18 @@ std::string logcatLine(const kohost::LogLine &line, const std::string &words)
 
 std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text)
 {
-    return DeviceLogReader().read(text);
+    return DeviceLogReader().read(text, 1);
 }
 
-bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
-                   const std::function<void(const std::string &)> &problem)
+bool forEachLine(const ByteReader &read, const std::function<void(std::string_view)> &line,
+                 const std::function<void(const std::string &)> &problem)
 {
-    const std::unique_ptr<char[]> block(new char[kBlockBytes]); // not cleared: fread fills what is read
+    const std::unique_ptr<char[]> block(new char[kBlockBytes]); // not cleared: the reader fills what is read
     std::string carried; // the start of a line that crosses a block's end
     bool skipping = false; // inside a line too long to keep
     uint64_t number = 0;
-    uint64_t unread = 0, firstUnread = 0; // lines naming the tag in a shape not read
-    DeviceLogReader reader;
-    auto handle = [&](std::string_view text) {
-        ++number;
-        if (auto ours = reader.read(text))
-            line(std::move(*ours), number);
-        else if (!reader.understood() && text.find(kTag) != std::string_view::npos && unread++ == 0)
-            firstUnread = number;
-    };
-    for (size_t got; (got = std::fread(block.get(), 1, kBlockBytes, stream)) > 0;) {
+    long got;
+    while ((got = read(block.get(), kBlockBytes)) > 0) {
         const char *at = block.get();
         const char *end = at + got;
         while (at < end) {
@@ -484,31 +488,56 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
                 }
                 break;
             }
+            ++number;
             if (skipping) {
-                ++number;
                 problem("line " + std::to_string(number) + " is longer than " + std::to_string(kMaxLineBytes) +
                         " bytes and was passed over");
+                line({});
                 skipping = false;
             } else if (!carried.empty()) {
                 carried.append(at, newline);
-                handle(carried);
+                line(carried);
                 carried.clear();
             } else {
-                handle(std::string_view(at, static_cast<size_t>(newline - at)));
+                line(std::string_view(at, static_cast<size_t>(newline - at)));
             }
             at = newline + 1;
         }
     }
-    if (std::ferror(stream))
+    if (got < 0)
         return false;
-    if (unread)
-        problem(std::to_string(unread) + (unread == 1 ? " line names" : " lines name") + " the tag " + std::string(kTag) +
-                " in a format this reader does not know (the first is line " + std::to_string(firstUnread) +
-                "); every format of logcat -v is read");
     // A line cut by the end may have lost any part of its text: not guessed at.
     if (skipping || !carried.empty())
         problem("the log ends in the middle of line " + std::to_string(number + 1) + ", which is left out");
     return true;
+}
+
+void DeviceLogReader::finish(const std::function<void(const std::string &)> &problem)
+{
+    if (mUnread)
+        problem(std::to_string(mUnread) + (mUnread == 1 ? " line names" : " lines name") + " the tag " +
+                std::string(kTag) + " in a format this reader does not know (the first is line " +
+                std::to_string(mFirstUnread) + "); every format of logcat -v is read");
+    mUnread = 0;
+}
+
+bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
+                   const std::function<void(const std::string &)> &problem)
+{
+    DeviceLogReader reader;
+    uint64_t number = 0;
+    const bool read = forEachLine(
+        [stream](char *buffer, size_t size) -> long {
+            const size_t got = std::fread(buffer, 1, size, stream);
+            return got == 0 && std::ferror(stream) ? -1 : static_cast<long>(got);
+        },
+        [&](std::string_view text) {
+            if (auto ours = reader.read(text, ++number))
+                line(std::move(*ours), number);
+        },
+        problem);
+    reader.finish(problem);
+    return read;
 }
 
 } // namespace replay

@@ -36,34 +36,50 @@ bool isLogcatFormat(const std::string &words, std::string &bad);
 // line's own clock (timeNs, formatted in UTC).
 std::string logcatLine(const kohost::LogLine &line, const std::string &words = "threadtime");
 
+// Reads a byte stream: the bytes read into buffer (at most size), 0 at its
+// end, -1 on an error.
+using ByteReader = std::function<long(char *buffer, size_t size)>;
+
+// Splits a byte stream into lines, block by block: memory stays one block
+// and one line, whatever the stream's size. A line longer than any log line
+// is reported to `problem` and handed over empty; a line cut by the end is
+// reported and left out. False when the stream reports an error.
+bool forEachLine(const ByteReader &read, const std::function<void(std::string_view)> &line,
+                 const std::function<void(const std::string &)> &problem);
+
 // Reads a log line after line: a long entry's header and message come on
 // separate lines. Each plug-in line comes back with its time (nanoseconds,
 // only for ordering and spacing), process and thread (kUnknownId where the
-// format shows none).
+// format shows none). Lines that name the tag in a shape not read are
+// counted, and reported by finish().
 class DeviceLogReader {
 public:
-    std::optional<kohost::LogLine> read(std::string_view text);
+    std::optional<kohost::LogLine> read(std::string_view text, uint64_t lineNumber);
     // Whether the last line read, though not a plug-in line, was understood
     // (a long entry's header).
     bool understood() const { return mUnderstood; }
+    // The year and month a bug report was taken: lines without a year take it.
+    void setReportDate(int year, int month) { mReportYear = year, mReportMonth = month; }
+    void finish(const std::function<void(const std::string &)> &problem);
 
 private:
+    std::optional<kohost::LogLine> readLine(std::string_view text);
     struct Long {
         kohost::LogLine header;
         bool ours;
     };
     std::optional<Long> mLong; // inside a long entry
     bool mUnderstood = false;
+    int mReportYear = 0, mReportMonth = 0;
+    uint64_t mUnread = 0, mFirstUnread = 0;
 };
 
 // One line read alone (no long entry).
 std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text);
 
-// Reads a whole log from a stream, block by block, and hands each of the
-// plug-in's lines with its line number to `line`, and each problem of the
-// log itself (a line cut by the end, a line too long to be a log line) to
-// `problem`. Memory stays one block and one line, whatever the log's size.
-// False when the stream cannot be read.
+// Reads a whole log from a stream and hands each of the plug-in's lines with
+// its line number to `line`, and each problem of the log itself to
+// `problem`. False when the stream cannot be read.
 bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
                    const std::function<void(const std::string &)> &problem);
 

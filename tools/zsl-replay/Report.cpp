@@ -96,6 +96,9 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
     out << "== " << trace.name << "  (" << trace.file << ")" << (trace.fromLog ? ", read from a log" : "") << "\n";
     if (!trace.description.empty())
         out << "   " << trace.description << "\n";
+    if (!trace.device.empty() || !trace.reportTime.empty())
+        out << "   bug report of " << (trace.device.empty() ? "a device it does not name" : trace.device)
+            << (trace.reportTime.empty() ? "" : ", taken " + trace.reportTime) << "\n";
     for (const kohost::LogLine &line : trace.setupLog)
         out << "   selector: " << line.text << "\n";
     for (const StepOutcome &step : trace.steps) {
@@ -219,6 +222,8 @@ nlohmann::json toJson(const SessionOutcome &trace)
     return {{"name", trace.name},
             {"file", trace.file},
             {"fromLog", trace.fromLog},
+            {"device", trace.device},
+            {"reportTime", trace.reportTime},
             {"setupLog", logJson(trace.setupLog)},
             {"steps", steps}};
 }

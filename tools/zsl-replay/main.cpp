@@ -5,6 +5,7 @@
 #include "DeviceLog.h"
 #include "Expectations.h"
 #include "LogImporter.h"
+#include "LogInput.h"
 #include "Perfetto.h"
 #include "Replayer.h"
 #include "Report.h"
@@ -130,32 +131,26 @@ void writeAndroidLog(std::ostream &out, const replay::SessionOutcome &outcome, i
     }
 }
 
-// Reads one device log into a session; problems go to standard error.
+// Reads one device log (any container) into a session; problems go to standard error.
 std::optional<replay::SessionOutcome> importLog(const std::string &file)
 {
-    std::FILE *stream = file == "-" ? stdin : std::fopen(file.c_str(), "rb");
     struct stat info {};
-    if (stream && stream != stdin && fstat(fileno(stream), &info) == 0 && S_ISDIR(info.st_mode)) {
-        std::fclose(stream);
+    if (file != "-" && stat(file.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
         std::cerr << "zsl-replay: " << file << ": is a directory, not a log\n";
         return std::nullopt;
     }
-    if (!stream) {
-        std::cerr << "zsl-replay: cannot read " << file << ": " << std::strerror(errno) << "\n";
-        return std::nullopt;
-    }
     replay::LogImporter importer(file);
-    const bool read = replay::readDeviceLog(
-        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-        [&](const std::string &problem) { importer.problem(problem); });
-    const int error = errno;
-    if (stream != stdin)
-        std::fclose(stream);
-    if (!read) {
-        std::cerr << "zsl-replay: cannot read " << file << ": " << std::strerror(error) << "\n";
+    replay::LogOrigin origin;
+    const std::string error = replay::readLogInput(
+        file, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [&](const std::string &problem) { importer.problem(problem); }, origin);
+    if (!error.empty()) {
+        std::cerr << "zsl-replay: " << error << "\n";
         return std::nullopt;
     }
     replay::SessionOutcome session = importer.finish();
+    session.device = origin.device;
+    session.reportTime = origin.reportTime;
     for (const std::string &warning : importer.warnings())
         std::cerr << "zsl-replay: " << file << ": warning: " << warning << "\n";
     if (importer.linesUsed() == 0) {

@@ -1,0 +1,210 @@
+// Bug reports as dumpstate writes them, and the containers they come in: a
+// text with SYSTEM LOG twice and LAST LOGCAT, its zip with logd's persistent
+// logs (gzip among them), line ends of Windows, a new year inside the log;
+// each capture explained once. Damaged and overexpanding containers give one
+// line and exit status 2.
+
+#include "ReplayCli.h"
+
+#include <DeviceLog.h>
+#include <PluginLoader.h>
+#include <Replayer.h>
+#include <TraceReader.h>
+
+#include <gtest/gtest.h>
+#include <zip.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace replay;
+using kotest::Outcome;
+using kotest::TempFile;
+
+// The plug-in's lines of two captures on two threads, interleaved as a phone
+// logs them, with another app's lines between; shifted to `startNs` on the
+// wall clock.
+std::vector<kohost::LogLine> pluginLines(int64_t startNs)
+{
+    std::vector<kohost::LogLine> lines;
+    int thread = 1301;
+    for (const char *example : {"overview", "two-camera-focus"}) {
+        TraceSpec trace = readTraceFile(std::string(ZSL_SOURCE_DIR "/examples/") + example + ".json");
+        trace.logLevel = 3;
+        for (kohost::LogLine line : Replayer(kohost::defaultPluginPath()).run(trace).androidLog) {
+            line.pid = 1187;
+            line.tid = thread;
+            lines.push_back(line);
+        }
+        ++thread;
+    }
+    std::stable_sort(lines.begin(), lines.end(),
+                     [](const kohost::LogLine &a, const kohost::LogLine &b) { return a.timeNs < b.timeNs; });
+    for (size_t i = 0; i < lines.size(); ++i)
+        lines[i].timeNs = startNs + static_cast<int64_t>(i) * 1000000;
+    return lines;
+}
+
+std::string render(const std::vector<kohost::LogLine> &lines, size_t from, size_t to, const char *format)
+{
+    std::string text;
+    for (size_t i = from; i < to && i < lines.size(); ++i) {
+        kohost::LogLine other = lines[i];
+        other.text = "connect to camera 0";
+        text += std::regex_replace(logcatLine(other, format), std::regex("KoAlgoEngine"), "CameraService") + "\n";
+        text += logcatLine(lines[i], format) + "\n";
+    }
+    return text;
+}
+
+constexpr int64_t kNovember = 1795428389000000000; // 2026-11-23 18:46:29 UTC
+constexpr const char *kSystemLogFormat = "threadtime,printable,uid";
+
+// dumpstate's text: header, SYSTEM LOG, another section, SYSTEM LOG again
+// (its -T copy, overlapping the first), LAST LOGCAT.
+std::string bugReportText(const std::vector<kohost::LogLine> &lines, const char *date = "2026-11-23 18:46:29")
+{
+    const size_t half = lines.size() / 2;
+    return std::string("========================================================\n== dumpstate: ") + date +
+           "\n========================================================\n\nBuild: AP2A.240805.005\n"
+           "Build fingerprint: 'korvan/kv1/kv1:15/AP2A.240805.005/12345:user/release-keys'\n"
+           "Bootloader: kv1-1.0\n\n"
+           "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------\n"
+           "--------- beginning of main\n" +
+           render(lines, 0, half + 10, kSystemLogFormat) +
+           "------ 0.532s was the duration of 'SYSTEM LOG' ------\n"
+           "------ EVENT LOG (logcat -b events -v threadtime -v printable -v uid -d *:v) ------\n" +
+           render(lines, 0, 3, kSystemLogFormat) +
+           "------ 0.101s was the duration of 'EVENT LOG' ------\n"
+           "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -T '11-23 18:46:30.000' -d *:v) ------\n"
+           "--------- beginning of main\n" +
+           render(lines, half - 10, lines.size(), kSystemLogFormat) +
+           "------ 0.211s was the duration of 'SYSTEM LOG' ------\n"
+           "------ LAST LOGCAT (logcat -L -b all -v threadtime -v printable -v uid -d *:v) ------\n"
+           "--------- beginning of main\n"
+           "------ 0.010s was the duration of 'LAST LOGCAT' ------\n";
+}
+
+std::string gzip(const std::string &text)
+{
+    std::string out(compressBound(text.size()) + 64, '\0');
+    z_stream z{};
+    deflateInit2(&z, 9, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    z.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(text.data()));
+    z.avail_in = static_cast<uInt>(text.size());
+    z.next_out = reinterpret_cast<Bytef *>(out.data());
+    z.avail_out = static_cast<uInt>(out.size());
+    deflate(&z, Z_FINISH);
+    out.resize(z.total_out);
+    deflateEnd(&z);
+    return out;
+}
+
+// A zip of the given entries, written with libzip.
+std::string zipOf(const std::vector<std::pair<std::string, std::string>> &entries)
+{
+    TempFile file;
+    unlink(file.path().c_str());
+    int error = 0;
+    zip_t *archive = zip_open(file.path().c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    for (const auto &[name, text] : entries)
+        zip_file_add(archive, name.c_str(), zip_source_buffer(archive, text.data(), text.size(), 0), 0);
+    zip_close(archive);
+    return file.text();
+}
+
+size_t count(const std::string &text, const std::string &part)
+{
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++n;
+    return n;
+}
+
+struct ReportCase {
+    const char *name;
+};
+
+class BugReports : public testing::TestWithParam<ReportCase> {};
+
+TEST_P(BugReports, EachCaptureOnceWithTheDeviceAndTime)
+{
+    const std::string shape = GetParam().name;
+    const std::vector<kohost::LogLine> lines = pluginLines(kNovember);
+    std::string input = bugReportText(lines);
+    if (shape == "textWithCrlf")
+        input = std::regex_replace(input, std::regex("\n"), "\r\n");
+    if (shape == "zip" || shape == "zipWithPersistentLogs") {
+        std::vector<std::pair<std::string, std::string>> entries = {
+            {"main_entry.txt", "bugreport-kv1-AP2A-2026-11-23-18-46-29.txt"},
+            {"bugreport-kv1-AP2A-2026-11-23-18-46-29.txt", input},
+            {"version.txt", "2.0"}};
+        if (shape == "zipWithPersistentLogs") { // older, in usec, and overlapping the report
+            entries.push_back({"FS/data/misc/logd/logcat.001.gz", gzip(render(lines, 0, 40, "threadtime,usec,printable"))});
+            entries.push_back({"FS/data/misc/logd/logcat", render(lines, 30, 80, "threadtime,usec,printable")});
+        }
+        input = zipOf(entries);
+    }
+    TempFile file(input);
+    Outcome run = kotest::replay("--from-log " + file.path());
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(count(run.out, "-- capture fwkFrame 100: pid 1187 tid 1301"), 1u) << run.out;
+    EXPECT_EQ(count(run.out, "-- capture fwkFrame 400: pid 1187 tid 1302"), 1u) << run.out;
+    EXPECT_EQ(count(run.out, "-- "), 2u) << run.out;
+    EXPECT_NE(run.out.find("bug report of korvan/kv1/kv1:15/AP2A.240805.005/12345:user/release-keys, taken "
+                           "2026-11-23 18:46:29"),
+              std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("frame 74"), std::string::npos); // the two-camera capture's refusal is there
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, BugReports,
+                         testing::Values(ReportCase{"text"}, ReportCase{"textWithCrlf"}, ReportCase{"zip"},
+                                         ReportCase{"zipWithPersistentLogs"}),
+                         [](const testing::TestParamInfo<ReportCase> &info) { return info.param.name; });
+
+// A log without a year crosses the new year before the report is taken: the
+// lines of December are the year before's, not out of order.
+TEST(BugReportYear, ALogWithoutYearsCrossesTheNewYear)
+{
+    const int64_t newYear = 1798761600000000000; // 2027-01-01 00:00:00 UTC
+    TempFile file(bugReportText(pluginLines(newYear - 20000000), "2027-01-01 00:05:00"));
+    Outcome run = kotest::replay("--from-log " + file.path());
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(count(run.out, "-- capture fwkFrame"), 2u) << run.out;
+}
+
+// Damaged and overexpanding containers: one line, exit status 2.
+TEST(BugReportBadContainers, OneLineAndExitStatusTwo)
+{
+    const std::string report = zipOf({{"bugreport-a.txt", bugReportText(pluginLines(kNovember))}});
+    const std::string zeros(80u << 20, '\0');
+    const std::string gz = gzip(render(pluginLines(kNovember), 0, 100, "threadtime"));
+    const struct {
+        std::string input;
+        const char *errHas;
+    } cases[] = {
+        {report.substr(0, report.size() / 2), "not a readable zip"},
+        {gzip(zeros), "expands to more than 100 times its compressed size"},
+        {zipOf({{"bugreport-a.txt", zeros}}), "expands to more than 100 times its compressed size"},
+        {gz.substr(0, gz.size() / 2), "the gzip data is cut short"},
+        {gz.substr(0, 20) + std::string(200, 'x') + gz.substr(220), "damaged gzip data"},
+        {zipOf({{"readme.txt", "hello"}}), "a zip without a bug report"},
+    };
+    for (const auto &c : cases) {
+        TempFile file(c.input);
+        Outcome run = kotest::replay("--from-log " + file.path());
+        EXPECT_EQ(run.status, 2) << c.errHas;
+        EXPECT_NE(run.err.find(c.errHas), std::string::npos) << run.err;
+        EXPECT_EQ(count(run.err, "\n"), 1u) << run.err;
+    }
+}
+
+} // namespace

@@ -1,0 +1,345 @@
+// Reading the containers a device's log arrives in. Each text source (a
+// file, a zip entry, a gzip stream) is split into lines once; a bug
+// report's sections decide which lines count; each copy of the log is
+// compared with the copies before it, so that a line dumpstate wrote twice
+// is handed over once.
+
+#include "LogInput.h"
+
+#include "DeviceLog.h"
+
+#include <zip.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace replay {
+
+namespace {
+
+using Problem = std::function<void(const std::string &)>;
+
+// Compressed data that expands beyond this much, and more than kBombRatio
+// times its compressed size, is not a log: logs compress some 5 to 20 times.
+constexpr uint64_t kBombBytes = uint64_t(64) << 20;
+constexpr uint64_t kBombRatio = 100;
+constexpr std::string_view kPersistentLogs = "FS/data/misc/logd/";
+
+// Thrown inside a source's reading, caught where the input is read: a
+// damaged or overexpanding container ends the whole input with one line.
+struct InputError {
+    std::string text;
+};
+
+void checkExpansion(uint64_t expanded, uint64_t compressed, const std::string &what)
+{
+    if (expanded > kBombBytes && expanded / kBombRatio > compressed)
+        throw InputError{what + " expands to more than " + std::to_string(kBombRatio) +
+                         " times its compressed size (past " + std::to_string(kBombBytes >> 20) +
+                         " MiB): not a log (a zip bomb?)"};
+}
+
+// gzip through zlib, over any byte stream; several members in a row too.
+class Gunzip {
+public:
+    Gunzip(ByteReader in, std::string what) : mIn(std::move(in)), mWhat(std::move(what))
+    {
+        if (inflateInit2(&mZ, 16 + MAX_WBITS) != Z_OK)
+            throw InputError{mWhat + ": zlib cannot start"};
+    }
+    ~Gunzip() { inflateEnd(&mZ); }
+    Gunzip(const Gunzip &) = delete;
+    Gunzip &operator=(const Gunzip &) = delete;
+
+    long read(char *out, size_t size)
+    {
+        mZ.next_out = reinterpret_cast<Bytef *>(out);
+        mZ.avail_out = static_cast<uInt>(size);
+        while (mZ.avail_out == size && !mDone) {
+            if (mZ.avail_in == 0) {
+                const long got = mIn(mBuffer, sizeof mBuffer);
+                if (got < 0)
+                    return -1;
+                if (got == 0) {
+                    if (!mBetweenMembers)
+                        throw InputError{mWhat + ": the gzip data is cut short"};
+                    mDone = true;
+                    break;
+                }
+                mZ.next_in = reinterpret_cast<Bytef *>(mBuffer);
+                mZ.avail_in = static_cast<uInt>(got);
+                mCompressed += static_cast<uint64_t>(got);
+            }
+            mBetweenMembers = false;
+            const int status = inflate(&mZ, Z_NO_FLUSH);
+            if (status == Z_STREAM_END) {
+                mBetweenMembers = true;
+                inflateReset(&mZ);
+            } else if (status != Z_OK && status != Z_BUF_ERROR) {
+                throw InputError{mWhat + ": damaged gzip data (" + (mZ.msg ? mZ.msg : "zlib error") + ")"};
+            }
+        }
+        const long produced = static_cast<long>(size - mZ.avail_out);
+        mExpanded += static_cast<uint64_t>(produced);
+        checkExpansion(mExpanded, mCompressed, mWhat);
+        return produced;
+    }
+
+private:
+    ByteReader mIn;
+    std::string mWhat;
+    z_stream mZ{};
+    char mBuffer[1 << 16];
+    uint64_t mCompressed = 0, mExpanded = 0;
+    bool mBetweenMembers = true, mDone = false;
+};
+
+bool isGzip(std::string_view head)
+{
+    return head.size() >= 2 && static_cast<unsigned char>(head[0]) == 0x1f && static_cast<unsigned char>(head[1]) == 0x8b;
+}
+
+bool isZip(std::string_view head)
+{
+    return head.substr(0, 4) == std::string_view("PK\x03\x04", 4) || head.substr(0, 4) == std::string_view("PK\x05\x06", 4);
+}
+
+// One input's lines, from all its sources, into the importer.
+class Reading {
+public:
+    Reading(const std::function<void(kohost::LogLine, uint64_t)> &line, const Problem &problem, LogOrigin &origin)
+        : mLine(line), mProblem(problem), mOrigin(origin)
+    {
+    }
+
+    // One text source; gzip is unpacked on the way. `head` holds its first
+    // bytes, already read from `in`.
+    void source(std::string head, const ByteReader &in, const std::string &what)
+    {
+        ByteReader withHead = [&head, &in](char *buffer, size_t size) -> long {
+            if (head.empty())
+                return in(buffer, size);
+            const size_t n = std::min(size, head.size());
+            std::memcpy(buffer, head.data(), n);
+            head.erase(0, n);
+            return static_cast<long>(n);
+        };
+        std::optional<Gunzip> gunzip;
+        if (isGzip(head))
+            gunzip.emplace(withHead, what);
+        const ByteReader text = gunzip ? ByteReader([&gunzip](char *b, size_t s) { return gunzip->read(b, s); })
+                                       : withHead;
+        startCopy();
+        mReader = DeviceLogReader();
+        applyReportDate();
+        uint64_t number = 0;
+        if (!forEachLine(text, [&](std::string_view line) { this->line(line, ++number); }, mProblem))
+            throw InputError{"cannot read " + what + ": " + std::strerror(errno)};
+        mReader.finish(mProblem);
+        endCopy();
+    }
+
+private:
+    void line(std::string_view text, uint64_t number)
+    {
+        if (section(text))
+            return;
+        if (mReport && !mInLogSection)
+            return;
+        if (auto ours = mReader.read(text, number))
+            if (firstCopy(*ours))
+                mLine(std::move(*ours), number);
+    }
+
+    // A bug report's own lines: its header, and the lines that open and
+    // close its sections ("------ NAME (command) ------", "------ 0.1s was
+    // the duration of 'NAME' ------"). True when the line is one of them.
+    bool section(std::string_view text)
+    {
+        if (!text.empty() && text.back() == '\r')
+            text.remove_suffix(1);
+        if (text.rfind("== dumpstate: ", 0) == 0) {
+            mReport = true;
+            mInLogSection = false;
+            mOrigin.reportTime = std::string(text.substr(14, 19));
+            applyReportDate();
+            return true;
+        }
+        if (mReport && mOrigin.device.empty() && text.rfind("Build fingerprint: ", 0) == 0) {
+            std::string_view value = text.substr(19);
+            if (value.size() >= 2 && value.front() == '\'' && value.back() == '\'')
+                value = value.substr(1, value.size() - 2);
+            mOrigin.device = std::string(value);
+            return true;
+        }
+        if (!mReport || text.rfind("------ ", 0) != 0 || text.size() < 14 || text.substr(text.size() - 7) != " ------")
+            return false;
+        if (text.find(" was the duration of '") != std::string_view::npos) {
+            if (mInLogSection)
+                endCopy();
+            mInLogSection = false;
+            return true;
+        }
+        if (mInLogSection)
+            endCopy();
+        mInLogSection = text.rfind("------ SYSTEM LOG ", 0) == 0 || text.rfind("------ LAST LOGCAT ", 0) == 0;
+        if (mInLogSection) {
+            startCopy();
+            mReader = DeviceLogReader();
+            applyReportDate();
+        }
+        return true;
+    }
+
+    void applyReportDate()
+    {
+        int year = 0, month = 0;
+        if (std::sscanf(mOrigin.reportTime.c_str(), "%4d-%2d", &year, &month) == 2)
+            mReader.setReportDate(year, month);
+    }
+
+    // The copies of one log: a line is new when this copy holds it more
+    // often than any copy before.
+    static std::string key(const kohost::LogLine &line)
+    {
+        // Milliseconds within the year: a copy in usec or with a year is the same line.
+        constexpr int64_t kYearNs = int64_t(12 * 31) * 86400 * 1000000000;
+        return std::to_string((line.timeNs % kYearNs) / 1000000) + ' ' + std::to_string(line.pid) + ' ' +
+               std::to_string(line.tid) + ' ' + line.level + ' ' + line.fileName + ':' + std::to_string(line.line) +
+               ' ' + line.function + ' ' + line.text;
+    }
+    void startCopy() { mThisCopy.clear(); }
+    void endCopy()
+    {
+        for (const auto &[text, count] : mThisCopy)
+            mBefore[text] = std::max(mBefore[text], count);
+        mThisCopy.clear();
+    }
+    bool firstCopy(const kohost::LogLine &line)
+    {
+        const std::string text = key(line);
+        const unsigned count = ++mThisCopy[text];
+        auto before = mBefore.find(text);
+        return before == mBefore.end() || count > before->second;
+    }
+
+    const std::function<void(kohost::LogLine, uint64_t)> &mLine;
+    const Problem &mProblem;
+    LogOrigin &mOrigin;
+    DeviceLogReader mReader;
+    bool mReport = false, mInLogSection = true;
+    std::map<std::string, unsigned> mBefore, mThisCopy;
+};
+
+// The zip adb bugreport writes: the main entry (named by main_entry.txt, else
+// the bugreport-*.txt entry) and logd's persistent logs, oldest first.
+void readZip(const std::string &path, Reading &reading)
+{
+    int code = 0;
+    std::unique_ptr<zip_t, int (*)(zip_t *)> archive(zip_open(path.c_str(), ZIP_RDONLY, &code), zip_close);
+    if (!archive) {
+        zip_error_t error;
+        zip_error_init_with_code(&error, code);
+        const std::string text = path + ": not a readable zip (" + zip_error_strerror(&error) + ")";
+        zip_error_fini(&error);
+        throw InputError{text};
+    }
+    auto entryText = [&](zip_int64_t index) {
+        const std::string name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
+        zip_stat_t stat;
+        zip_stat_init(&stat);
+        zip_stat_index(archive.get(), static_cast<zip_uint64_t>(index), 0, &stat);
+        std::unique_ptr<zip_file_t, int (*)(zip_file_t *)> file(
+            zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0), zip_fclose);
+        if (!file)
+            throw InputError{path + ": cannot open " + name + " (" + zip_strerror(archive.get()) + ")"};
+        const std::string what = path + " (" + name + ")";
+        uint64_t expanded = 0;
+        ByteReader in = [&](char *buffer, size_t size) -> long {
+            const zip_int64_t got = zip_fread(file.get(), buffer, size);
+            if (got < 0)
+                throw InputError{what + ": damaged (" + zip_file_strerror(file.get()) + ")"};
+            expanded += static_cast<uint64_t>(got);
+            checkExpansion(expanded, (stat.valid & ZIP_STAT_COMP_SIZE) ? stat.comp_size : 0, what);
+            return static_cast<long>(got);
+        };
+        char head[4];
+        const long got = in(head, sizeof head);
+        reading.source(std::string(head, static_cast<size_t>(std::max(0L, got))), in, what);
+    };
+
+    const zip_int64_t entries = zip_get_num_entries(archive.get(), 0);
+    std::string mainName;
+    if (zip_int64_t index = zip_name_locate(archive.get(), "main_entry.txt", 0); index >= 0) {
+        std::unique_ptr<zip_file_t, int (*)(zip_file_t *)> file(
+            zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0), zip_fclose);
+        char name[512];
+        const zip_int64_t got = file ? zip_fread(file.get(), name, sizeof name) : -1;
+        if (got > 0)
+            mainName.assign(name, static_cast<size_t>(got));
+        while (!mainName.empty() && (mainName.back() == '\n' || mainName.back() == '\r'))
+            mainName.pop_back();
+    }
+    zip_int64_t mainEntry = mainName.empty() ? -1 : zip_name_locate(archive.get(), mainName.c_str(), 0);
+    std::vector<std::pair<int, zip_int64_t>> persistent; // (age, index): logcat.NNN is older for a larger NNN
+    for (zip_int64_t index = 0; index < entries; ++index) {
+        const std::string_view name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
+        const std::string_view base = name.substr(name.rfind('/') + 1);
+        if (mainEntry < 0 && name.find('/') == std::string_view::npos && base.rfind("bugreport-", 0) == 0 &&
+            base.size() > 4 && base.substr(base.size() - 4) == ".txt")
+            mainEntry = index;
+        if (name.rfind(kPersistentLogs, 0) == 0 && base.rfind("logcat", 0) == 0)
+            persistent.emplace_back(base.size() > 7 && base[6] == '.' ? std::atoi(base.data() + 7) : 0, index);
+    }
+    if (mainEntry < 0 && persistent.empty())
+        throw InputError{path + ": a zip without a bug report (no main_entry.txt, bugreport-*.txt or " +
+                         std::string(kPersistentLogs) + ")"};
+    std::sort(persistent.rbegin(), persistent.rend());
+    for (const auto &[age, index] : persistent)
+        entryText(index);
+    if (mainEntry >= 0)
+        entryText(mainEntry);
+}
+
+} // namespace
+
+std::string readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+                         const std::function<void(const std::string &)> &problem, LogOrigin &origin)
+{
+    std::FILE *stream = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
+    if (!stream)
+        return "cannot read " + path + ": " + std::strerror(errno);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> owned(stream == stdin ? nullptr : stream, std::fclose);
+    Reading reading(line, problem, origin);
+    try {
+        ByteReader in = [stream](char *buffer, size_t size) -> long {
+            const size_t got = std::fread(buffer, 1, size, stream);
+            return got == 0 && std::ferror(stream) ? -1 : static_cast<long>(got);
+        };
+        char head[4];
+        const long got = in(head, sizeof head);
+        if (got < 0)
+            return "cannot read " + path + ": " + std::strerror(errno);
+        const std::string first(head, static_cast<size_t>(got));
+        if (isZip(first)) {
+            if (stream == stdin)
+                return "a zip on standard input: give the zip's file name instead";
+            readZip(path, reading);
+        } else {
+            reading.source(first, in, path);
+        }
+    } catch (const InputError &error) {
+        return error.text;
+    }
+    return "";
+}
+
+} // namespace replay

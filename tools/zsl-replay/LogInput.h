@@ -1,0 +1,34 @@
+#pragma once
+/*
+ * LogInput: whatever an engineer hands over, read as one log: a logcat file,
+ * a bug report's text, the zip `adb bugreport` writes (read in place with
+ * libzip: its main entry, and logd's persistent logs under
+ * FS/data/misc/logd/), and gzip files anywhere among them (zlib), told
+ * apart by their first bytes. In a bug report only the log sections count
+ * (SYSTEM LOG, both of dumpstate's copies, and LAST LOGCAT); a plug-in line
+ * that several copies hold is handed over once. Compressed data that
+ * expands far beyond its size (a zip bomb) or is damaged ends the reading
+ * with an error; memory stays bounded by a block and a line.
+ */
+
+#include <LogRecorder.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace replay {
+
+// What a bug report says of where and when it was taken (empty for a log).
+struct LogOrigin {
+    std::string device;     // "Build fingerprint"
+    std::string reportTime; // dumpstate's "YYYY-MM-DD HH:MM:SS"
+};
+
+// Reads path ("-": standard input) and hands each plug-in line with its line
+// number (in the entry that holds it) to `line`, each problem of the log to
+// `problem`. Answers an error text when the input cannot be read, else "".
+std::string readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+                         const std::function<void(const std::string &)> &problem, LogOrigin &origin);
+
+} // namespace replay
