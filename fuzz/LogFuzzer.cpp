@@ -1,30 +1,38 @@
-// Fuzzes the device-log reader: any bytes as a phone's log. Each capture
+// Fuzzes the device-log reader: any bytes as a phone's log, a bug report,
+// its zip or a gzip file (the seeds hold each). Each capture
 // rebuilt from it is reported as text, JSON, SVG and Perfetto, and written as
 // a trace, which must read back as a valid trace: what the reader makes of a
 // log is never a trace zsl-replay itself would refuse.
 
-#include <DeviceLog.h>
 #include <LogImporter.h>
+#include <LogInput.h>
 #include <Perfetto.h>
 #include <Report.h>
 #include <Timeline.h>
 #include <TraceReader.h>
 #include <TraceWriter.h>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
+#include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    std::FILE *stream = fmemopen(const_cast<uint8_t *>(data), size, "r");
-    if (!stream)
-        return 0; // fmemopen refuses an empty buffer
+    // In memory, under a path: libzip opens a zip by its name.
+    const int fd = memfd_create("fuzz-log", 0);
+    if (fd < 0 || write(fd, data, size) != static_cast<ssize_t>(size))
+        std::abort();
     replay::LogImporter importer("fuzz.log");
-    replay::readDeviceLog(
-        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-        [&](const std::string &problem) { importer.problem(problem); });
-    std::fclose(stream);
+    replay::LogOrigin origin;
+    replay::readLogInput(
+        "/proc/self/fd/" + std::to_string(fd),
+        [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [&](const std::string &problem) { importer.problem(problem); }, origin);
+    close(fd);
     const replay::SessionOutcome session = importer.finish();
     std::ostringstream out;
     replay::writeText(out, session, true);
