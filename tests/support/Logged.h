@@ -3,11 +3,18 @@
  * Reading a selector's lines in tests: texts() gives "D text" for each line;
  * LoggedPlugin is the plug-in loaded with the system log open at every level
  * and recorded from then on; runLogged() runs one call that way and answers
- * its result with the lines it left.
+ * its result with the lines it left. Where the log reader is built, each
+ * line recorded must be a message the reader knows, at its level: so every
+ * path the tests drive the plug-in through is one a device's log can explain.
  */
 
 #include <LogRecorder.h>
 #include <PluginSession.h>
+
+#ifdef ZSL_CHECK_MESSAGES_KNOWN
+#include <PluginMessages.h>
+#include <gtest/gtest.h>
+#endif
 
 #include <string>
 #include <utility>
@@ -18,8 +25,14 @@ namespace kotest {
 inline std::vector<std::string> texts(const std::vector<kohost::LogLine> &lines)
 {
     std::vector<std::string> out;
-    for (const kohost::LogLine &line : lines)
+    for (const kohost::LogLine &line : lines) {
+#ifdef ZSL_CHECK_MESSAGES_KNOWN
+        const replay::PluginMessage *known = replay::findPluginMessage(line.text);
+        EXPECT_TRUE(known && std::string(1, known->level) == line.level)
+            << "the log reader does not know this line: " << line.level << " " << line.text;
+#endif
         out.push_back(line.level + " " + line.text);
+    }
     return out;
 }
 
