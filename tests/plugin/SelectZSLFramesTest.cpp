@@ -48,6 +48,7 @@ struct SelectCase {
     Frames expected = {};
     const char *anchorLine = nullptr; // the "ZSLAnchor" line's tail, when checked
     const char *lastLine = nullptr;   // when the selection finishes early with an empty map
+    size_t movedPast = 0;             // frames the presence check moved the begin past
 };
 
 class SelectZSLFrames : public testing::TestWithParam<SelectCase> {};
@@ -75,6 +76,9 @@ TEST_P(SelectZSLFrames, SelectsFromTheAnchorBack)
     if (c.anchorLine) {
         EXPECT_EQ(count(texts, std::string("I [ZSLSelector] fwkFrame:7 ZSLAnchor ") + c.anchorLine), 1u);
     }
+    EXPECT_EQ(std::count_if(texts.begin(), texts.end(),
+                            [](const std::string &text) { return text.find(", cannot find zslFrame: ") != std::string::npos; }),
+              static_cast<std::ptrdiff_t>(c.movedPast));
     if (c.pending) { // the producer list is never read
         EXPECT_EQ(count(queue->journal(), "getFrameNumList(1)"), 0u);
     }
@@ -120,7 +124,7 @@ const std::vector<SelectCase> kSelectCases = {
      .consumer = {{10, 100}, {11, 200}, {12, std::nullopt}, {13, 400}}, .expected = {11, 12, 13}},
     {.name = "removedFrameAtTheBeginMovesIt", .requestCount = 2,
      .consumer = {{10, 100}, {11, std::nullopt}, {12, 300}}, .expected = {12},
-     .anchorLine = "offset:-1 csbegin:1 consumerQ[10 11 12 ]"},
+     .anchorLine = "offset:-1 csbegin:1 consumerQ[10 11 12 ]", .movedPast = 1},
     {.name = "noRecordAtAllLeavesOffsetZero", .zsdTs = 1000, .consumer = {{10, std::nullopt}, {11, std::nullopt}},
      .expected = {}, .anchorLine = "offset:0 csbegin:2 consumerQ[10 11 ]"},
     {.name = "frameNumbersCompareUnsigned", .used = {2147483647u},
@@ -289,8 +293,10 @@ INSTANTIATE_TEST_SUITE_P(
                     ZsdTsCase{"far", 0x1, 1000000, 100, 1000000 + 60 * kMs},
                     ZsdTsCase{"farHighByte", 0x101, 5, 100, 5 + 60 * kMs},
                     ZsdTsCase{"bit20NotNear", 0x100001, 0, 100, 60 * kMs},
-                    // A sum beyond the range saturates.
+                    // A sum beyond the range saturates, also one that rounds to 2^63 exactly:
+                    // 2^63 - 59999232 is a double, and 60 ms more rounds to 2^63.
                     ZsdTsCase{"saturates", 0x1, INT64_MAX, 100, INT64_MAX},
+                    ZsdTsCase{"saturatesAtTwoToThe63", 0x1, 9223372036794776576, 100, INT64_MAX},
                     ZsdTsCase{"lowByteTwo", 0x2, 1000000, 100, std::nullopt},
                     ZsdTsCase{"lowByteZero", 0x100, 1000000, 250, std::nullopt},
                     ZsdTsCase{"negativeWindow", 0x0, 0, -40, std::nullopt}),
