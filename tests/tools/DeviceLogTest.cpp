@@ -236,6 +236,7 @@ struct ThreadsCase {
     const char *name;
     const char *format;
     bool interleaved;
+    const char *second = "two-camera-focus"; // the other thread's capture
 };
 
 class LogRoundTripThreads : public testing::TestWithParam<ThreadsCase> {};
@@ -245,7 +246,7 @@ TEST_P(LogRoundTripThreads, ToldApartOrSaidToBeMixed)
     const ThreadsCase &c = GetParam();
     const std::string dir = ZSL_SOURCE_DIR "/examples/";
     RoundTrip a = replayToLogcat(readTraceFile(dir + "overview.json"), 101);
-    RoundTrip b = replayToLogcat(readTraceFile(dir + "two-camera-focus.json"), 202);
+    RoundTrip b = replayToLogcat(readTraceFile(dir + c.second + ".json"), 202);
     std::vector<std::string> linesA, linesB;
     for (const kohost::LogLine &line : a.replayed.androidLog)
         linesA.push_back(logcatLine(withTid(line, 101), c.format));
@@ -291,6 +292,8 @@ TEST_P(LogRoundTripThreads, ToldApartOrSaidToBeMixed)
 INSTANTIATE_TEST_SUITE_P(Formats, LogRoundTripThreads,
                          testing::Values(ThreadsCase{"threadtimeInterleaved", "threadtime", true},
                                          ThreadsCase{"briefInterleaved", "brief", true},
+                                         // Both threads' captures are fwkFrame 100.
+                                         ThreadsCase{"timeInterleavedSameFwkFrame", "time", true, "overview"},
                                          ThreadsCase{"briefOneAfterTheOther", "brief", false},
                                          ThreadsCase{"rawOneAfterTheOther", "raw", false}),
                          [](const testing::TestParamInfo<ThreadsCase> &info) { return info.param.name; });

@@ -31,6 +31,14 @@ bool startsWith(std::string_view text, std::string_view part)
     return text.substr(0, part.size()) == part;
 }
 
+// A selection ends with its anchor offset line, or early with a finish line.
+bool selectionEnded(const StepOutcome &step)
+{
+    return std::any_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
+        return has(line.text, " ZSLAnchor offset:") || has(line.text, "select finished");
+    });
+}
+
 std::optional<uint32_t> fwkFrameOf(std::string_view text)
 {
     auto fwkFrame = numberAfter<uint32_t>(text, "fwkFrame:");
@@ -143,6 +151,10 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts)
 {
     if (starts || !thread.selecting) {
+        // Without thread ids, a selection that starts while one of the same
+        // fwkFrame is unfinished is another thread's: both may be mixed.
+        if (starts && thread.selecting && thread.tid == kUnknownId && !selectionEnded(mSession.steps[*thread.selecting]))
+            mMergedRanges[*thread.selecting].second = lineNumber;
         closeSelection(thread);
         closeCall(thread);
         // A host selects after a yes; after a no, the selection is a call of its own.
