@@ -18,6 +18,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY BOTH)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu)
+# pkg-config (libzip) reads the arm64 libraries' files, not the build machine's.
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
 # Debian's arm64 libbacktrace (under libutils) needs p7zip's 7z.so, which
 # multiarch cannot install beside the amd64 one: scripts/setup --arm64 puts
 # the arm64 copy here, for the linker and for the loader under emulation.
