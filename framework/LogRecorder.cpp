@@ -85,7 +85,7 @@ LogRecorder::LogRecorder() : mPreviousPriority(__android_log_get_minimum_priorit
     __android_log_set_logger(androidLogger);
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     mPreviousReceiver = kodebug::setSystemLogReceiver([this](const kodebug::SystemLogRecord &record) {
-        add({LogOutput::System, record.level, kodebug::Log::koaGroupToString(record.group), record.fileName, record.line, record.function, record.text});
+        add({LogOutput::System, record.level, kodebug::Log::koaGroupToString(record.group), record.fileName, record.line, record.function, record.text, 0, 0, 0, ""});
     });
 }
 

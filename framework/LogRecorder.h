@@ -34,6 +34,8 @@ struct LogLine {
     int64_t timeNs = 0;
     int pid = 0;
     int tid = 0;
+    // Read from a device log: the time as the log prints it ("" if none).
+    std::string timeText;
 };
 
 // Splits an Android-log message of the selector, "group file:line

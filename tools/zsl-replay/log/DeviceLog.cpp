@@ -311,6 +311,7 @@ std::optional<kohost::LogLine> readLongHeader(std::string_view text, std::string
         return std::nullopt;
     c.text.remove_suffix(2);
     auto timeNs = readTime(c);
+    std::string_view stamp = text.substr(2, text.size() - 4 - c.text.size());
     const size_t slash = c.text.rfind('/');
     if (!timeNs || slash == std::string_view::npos || slash < 2 || !isLevel(c.text.substr(slash - 1, 1)) ||
         c.text[slash - 2] != ' ')
@@ -323,6 +324,9 @@ std::optional<kohost::LogLine> readLongHeader(std::string_view text, std::string
         tag.remove_suffix(1);
     kohost::LogLine header;
     header.level = std::string(c.text.substr(slash - 1, 1));
+    while (!stamp.empty() && stamp.back() == ' ')
+        stamp.remove_suffix(1);
+    header.timeText = std::string(stamp);
     return withIds(std::move(header), *timeNs, (*ids)[0], (*ids)[1]);
 }
 
@@ -377,6 +381,7 @@ std::optional<kohost::LogLine> DeviceLogReader::readLine(std::string_view text)
             return std::nullopt;
         std::string buffer;
         kohost::LogLine line = kohost::parseAndroidLine(mLong->header.level, withoutColour(text, buffer));
+        line.timeText = mLong->header.timeText;
         return withIds(std::move(line), mLong->header.timeNs, mLong->header.pid, mLong->header.tid);
     }
     if (!mayBeThePlugins(text))
@@ -394,18 +399,23 @@ std::optional<kohost::LogLine> DeviceLogReader::readLine(std::string_view text)
     }
     Cursor c{text};
     const std::optional<int64_t> timeNs = readTime(c, mReportYear, mReportMonth);
+    std::string_view stamp = text.substr(0, text.size() - c.text.size());
+    while (!stamp.empty() && stamp.back() == ' ')
+        stamp.remove_suffix(1);
     c.skipBlanks();
+    std::optional<kohost::LogLine> line;
     if (timeNs)
-        if (auto line = readThreadtime(c, *timeNs))
-            return line;
-    if (auto line = readSlashed(c, timeNs.value_or(0)))
-        return line;
-    if (auto line = readParenthesised(c, timeNs.value_or(0)))
-        return line;
-    if (!timeNs) // raw: the message alone
-        if (auto line = pluginMessage("", text))
-            return withIds(std::move(*line), 0, kUnknownId, kUnknownId);
-    return std::nullopt;
+        line = readThreadtime(c, *timeNs);
+    if (!line)
+        line = readSlashed(c, timeNs.value_or(0));
+    if (!line)
+        line = readParenthesised(c, timeNs.value_or(0));
+    if (!line && !timeNs) // raw: the message alone
+        if ((line = pluginMessage("", text)))
+            line = withIds(std::move(*line), 0, kUnknownId, kUnknownId);
+    if (line)
+        line->timeText = std::string(stamp);
+    return line;
 }
 
 bool isLogcatFormat(const std::string &words, std::string &bad)

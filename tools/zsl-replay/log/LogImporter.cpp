@@ -162,13 +162,10 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
         if (thread.needed && numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0)
             yes.swap(thread.needed);
         closeNeeded(thread);
-        mSession.steps.emplace_back();
-        StepOutcome &step = mSession.steps.back();
-        step.kind = StepKind::Select;
+        StepOutcome &step = addStep(thread, StepKind::Select, "from line " + std::to_string(lineNumber),
+                                    yes ? yes->first : line);
         step.selectRan = true;
         step.fwkFrame = numberAfter<uint32_t>(line.text, "fwkFrame:").value_or(0);
-        step.label = who(thread) + ", from line " +
-                     std::to_string(lineNumber);
         if (yes) {
             step.needed = true;
             step.log.push_back(std::move(yes->first));
@@ -178,7 +175,6 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
             step.notes.push_back("the selection's first lines are not in the log");
         }
         thread.selecting = thread.capture = mSession.steps.size() - 1;
-        mStepPid[*thread.selecting] = thread.pid;
         thread.nextSelected = 0;
         thread.cameraAt.clear();
     }
@@ -406,13 +402,9 @@ void LogImporter::closeCall(Thread &thread)
     };
     const bool ownStep = !thread.capture || !belongs(mSession.steps[*thread.capture]);
     if (ownStep) {
-        mSession.steps.emplace_back();
-        StepOutcome &own = mSession.steps.back();
-        own.kind = StepKind::Check;
+        StepOutcome &own = addStep(thread, StepKind::Check, "from line " + std::to_string(call.firstLine),
+                                   call.lines.front());
         own.fwkFrame = fwkFrame.value_or(0);
-        own.label = who(thread) + ", from line " +
-                    std::to_string(call.firstLine);
-        mStepPid[mSession.steps.size() - 1] = thread.pid;
         if (thread.tid == kUnknownId)
             mMergedRanges[mSession.steps.size() - 1] = {call.firstLine, thread.lastLine};
     }
@@ -457,25 +449,32 @@ void LogImporter::closeCall(Thread &thread)
     step.checks.push_back(std::move(check));
 }
 
+StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, const std::string &where,
+                                  const kohost::LogLine &first)
+{
+    StepOutcome &step = mSession.steps.emplace_back();
+    step.kind = kind;
+    step.label = who(thread) + ", " + where;
+    step.pid = thread.pid;
+    step.tid = thread.tid;
+    step.logTime = first.timeText;
+    return step;
+}
+
 void LogImporter::closeNeeded(Thread &thread)
 {
     if (!thread.needed)
         return;
-    mSession.steps.emplace_back();
-    StepOutcome &step = mSession.steps.back();
-    step.kind = StepKind::Needed;
+    StepOutcome &step = addStep(thread, StepKind::Needed, "line " + std::to_string(thread.needed->second),
+                                thread.needed->first);
     step.needed = numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
-    step.label = who(thread) + ", line " +
-                 std::to_string(thread.needed->second);
     step.log.push_back(std::move(thread.needed->first));
     thread.needed.reset();
-    mStepPid[mSession.steps.size() - 1] = thread.pid;
 }
 
 bool LogImporter::debugLevel(size_t step) const
 {
-    auto pid = mStepPid.find(step);
-    return pid != mStepPid.end() && mDebugProcesses.count(pid->second) > 0;
+    return mDebugProcesses.count(mSession.steps[step].pid) > 0;
 }
 
 void LogImporter::resolveLevels()
@@ -485,7 +484,7 @@ void LogImporter::resolveLevels()
     // early, the line that says so being a debug line.
     for (size_t index : mUnended) {
         StepOutcome &step = mSession.steps[index];
-        const bool pending = mPending.count(mStepPid[index]) ? mPending[mStepPid[index]] : false;
+        const bool pending = mPending.count(step.pid) ? mPending[step.pid] : false;
         const bool allOld = step.zsdTs && std::all_of(step.consumer.begin(), step.consumer.end(), [&](uint32_t frame) {
             const auto shutter = step.shutterNs.find(frame);
             return shutter != step.shutterNs.end() ? shutter->second <= *step.zsdTs
@@ -521,7 +520,7 @@ void LogImporter::resolveLevels()
         StepOutcome &step = mSession.steps[index];
         std::string others;
         for (const auto &[other, otherRange] : mMergedRanges)
-            if (other != index && mStepPid[other] == mStepPid[index] && otherRange.first <= range.second &&
+            if (other != index && mSession.steps[other].pid == step.pid && otherRange.first <= range.second &&
                 range.first <= otherRange.second)
                 others += (others.empty() ? "" : ", ") + std::to_string(mSession.steps[other].fwkFrame);
         if (others.empty()) {

@@ -77,6 +77,8 @@ private:
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);
+    // A new step of the thread's, labelled with where its lines start.
+    StepOutcome &addStep(const Thread &thread, StepKind kind, const std::string &where, const kohost::LogLine &first);
     static std::string who(const Thread &thread);
     // What the whole log tells about each step's process: whether it wrote
     // debug lines decides what their absence means.
@@ -91,7 +93,6 @@ private:
     std::map<int, int64_t> mLastNamed; // per process: the thread key of the fwkFrame named last
     std::map<size_t, std::pair<uint64_t, uint64_t>> mMergedRanges; // steps read without thread ids: their lines
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
-    std::map<size_t, int> mStepPid;  // the process whose lines made each step
     std::set<int> mDebugProcesses;   // processes with a debug line in the log
     std::vector<size_t> mUnended;    // selections without their anchor offset line
     std::map<size_t, uint64_t> mEndedInside; // ... of which the log ended inside, at its line

@@ -61,6 +61,10 @@ struct StepOutcome {
     uint32_t fwkFrame = 0;
     int64_t captureNs = 0; // the capture moment, boot-time clock
     std::vector<QueueView> queues;
+    // Read from a device log: the process and thread whose lines made the
+    // step, and the time of its first line as the log prints it.
+    int pid = 0, tid = 0;
+    std::string logTime;
     std::optional<bool> needed;
     bool selectRan = false;
     kohal::ZSLSelection selection;
