@@ -4,8 +4,10 @@
 #include "BuiltinTraces.h"
 #include "DeviceLog.h"
 #include "Expectations.h"
-#include "LogImporter.h"
 #include "LogInput.h"
+#include "LiveImporter.h"
+#include "LogBatch.h"
+#include "Outputs.h"
 #include "Perfetto.h"
 #include "Replayer.h"
 #include "Report.h"
@@ -22,20 +24,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <thread>
 
 namespace {
 
 const char kHelp[] = R"(usage: zsl-replay [OPTIONS] [TRACE.json ...]
-       zsl-replay [OPTIONS] --from-log LOG [--from-log LOG ...]
+       zsl-replay [OPTIONS] --from-log INPUT [--from-log INPUT ...]
+       adb logcat -v threadtime | zsl-replay --from-log - --follow
 
 Replays ZSL captures through the plug-in as the camera framework calls it: sets a trace's system
 properties, loads the plug-in with dlopen, and drives isSelectorNeeded, selectZSLFrames and
@@ -52,7 +58,10 @@ the zip adb bugreport writes; the host's system-log lines) and rebuilds each cap
 plug-in's own lines (tag KoAlgoEngine), told apart by process and thread where the format shows
 them. The report, --json, --svg and --perfetto then show those captures, marked as read from a
 log; what the log cannot tell (a thread, a debug line an info-level log lacks) is said, not
-guessed.
+guessed. An INPUT may be a folder: every file under it is read (files without a line of the
+plug-in are passed over and counted), on -j threads, and reported in name order. With more than
+one capture the report ends with a summary of them all (per device and build, refusals by reason
+class, the taken frames' lag); --table writes one row per capture (docs/capture-table.md).
 
 Options:
   --json                 print the results as JSON instead of the text report
@@ -63,7 +72,17 @@ Options:
                          would show them (the Android log is opened at debug level for this)
   --logcat-format WORDS  logcat's -v words for --write-logcat, comma-separated (default
                          threadtime; e.g. long,uid or brief,year), written by liblog itself
-  --from-log LOG         read captures from a device log instead of replaying ("-": stdin)
+  --from-log INPUT       read captures from a device log, a bug report or a folder of them
+                         instead of replaying ("-": stdin)
+  -j, --jobs N           read N inputs at a time (default: the machine's cores); the output
+                         is the same for any N
+  --follow               with one --from-log: explain each capture as soon as it is complete
+                         (the next call on its thread has begun, or it has been quiet for a
+                         second), for a live `adb logcat`; ends at the end of input or Ctrl-C
+  --table FILE           write one row per capture: FILE.csv as CSV, FILE.jsonl as JSON Lines;
+                         csv:FILE or jsonl:FILE name the format, csv:- or jsonl:- write it to
+                         standard output instead of the report
+  --summary-svg FILE     draw the summary of all captures into FILE
   --write-traces DIR     with --from-log: write each capture read as a trace, DIR/fwkFrame-N.json,
                          to replay and change (an existing file is not overwritten)
   --plugin PATH          the plug-in to load (default: the one beside this program, else the
@@ -79,8 +98,8 @@ Exit status:
   0  every trace replayed and met its expectations
   1  a step's results differ from its expectations
   2  bad input (a trace, an option, an output file, a log without a line of the plug-in)
-     or a plug-in that cannot be loaded; a bad trace is named in one line and the others
-     are still replayed
+     or a plug-in that cannot be loaded; a bad trace or log is named in one line and the
+     others are still read
 
 Environment:
   ANDROID_LOG_TAGS   logcat's filter for the plug-in's Android-log lines (tag "KoAlgoEngine"),
@@ -131,42 +150,6 @@ void writeAndroidLog(std::ostream &out, const replay::SessionOutcome &outcome, i
     }
 }
 
-// Reads one device log (any container) into a session; problems go to standard error.
-std::optional<replay::SessionOutcome> importLog(const std::string &file)
-{
-    struct stat info {};
-    if (file != "-" && stat(file.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-        std::cerr << "zsl-replay: " << file << ": is a directory, not a log\n";
-        return std::nullopt;
-    }
-    replay::LogImporter importer(file);
-    replay::LogOrigin origin;
-    const std::string error = replay::readLogInput(
-        file, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-        [&](const std::string &problem) { importer.problem(problem); }, origin);
-    if (!error.empty()) {
-        std::cerr << "zsl-replay: " << error << "\n";
-        return std::nullopt;
-    }
-    replay::SessionOutcome session = importer.finish();
-    session.device = origin.device;
-    session.reportTime = origin.reportTime;
-    for (const std::string &warning : importer.warnings())
-        std::cerr << "zsl-replay: " << file << ": warning: " << warning << "\n";
-    if (importer.linesUsed() == 0) {
-        std::cerr << "zsl-replay: " << file << ": no line of the plug-in (tag KoAlgoEngine) in this log\n";
-        return std::nullopt;
-    }
-    return session;
-}
-
-// JSON text of anything read: a device log's bytes need not be UTF-8, and a
-// byte that is not becomes U+FFFD instead of an error.
-template <typename Json> std::string jsonText(const Json &value, int indent = -1)
-{
-    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
-}
-
 // Writes each capture of the sessions as a trace into dir; never over a file.
 bool writeTraces(const std::string &dir, const std::vector<replay::SessionOutcome> &sessions)
 {
@@ -192,7 +175,7 @@ bool writeTraces(const std::string &dir, const std::vector<replay::SessionOutcom
                 ok = false;
                 continue;
             }
-            const std::string text = jsonText(replay::traceFromLog(session, step), 2) + "\n";
+            const std::string text = replay::jsonText(replay::traceFromLog(session, step), 2) + "\n";
             const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
             if (close(fd) != 0 || !written) {
                 std::cerr << "zsl-replay: cannot write " << name << ": " << std::strerror(errno) << "\n";
@@ -224,19 +207,118 @@ void listTags()
         }
 }
 
+volatile int gStop = 0; // set by Ctrl-C in a live log
+
+void stopReading(int)
+{
+    gStop = 1;
+}
+
+// Where --table writes: the format from "csv:"/"jsonl:" or the extension.
+struct TableTarget {
+    std::string path;
+    replay::CaptureTableWriter::Format format = replay::CaptureTableWriter::Format::Csv;
+};
+
+std::optional<TableTarget> tableTarget(const std::string &value)
+{
+    using Format = replay::CaptureTableWriter::Format;
+    auto endsWith = [&](const std::string &end) {
+        return value.size() > end.size() && value.compare(value.size() - end.size(), end.size(), end) == 0;
+    };
+    if (value.rfind("csv:", 0) == 0 && value.size() > 4)
+        return TableTarget{value.substr(4), Format::Csv};
+    if (value.rfind("jsonl:", 0) == 0 && value.size() > 6)
+        return TableTarget{value.substr(6), Format::JsonLines};
+    if (endsWith(".csv"))
+        return TableTarget{value, Format::Csv};
+    if (endsWith(".jsonl"))
+        return TableTarget{value, Format::JsonLines};
+    return std::nullopt;
+}
+
+// Reads the inputs on `jobs` threads into outputs; answers the exit status.
+int readLogs(const std::vector<std::string> &inputs, unsigned jobs, replay::Outputs &outputs)
+{
+    int status = 0;
+    std::vector<std::string> errors;
+    const std::vector<replay::LogSource> sources = replay::expandLogInputs(inputs, errors);
+    for (const std::string &error : errors)
+        std::cerr << "zsl-replay: " << error << "\n";
+    if (!errors.empty())
+        status = 2;
+    size_t passedOver = 0, explained = 0;
+    replay::readLogSources(sources, jobs, [&](replay::LogRead read) {
+        for (const std::string &message : read.messages)
+            std::cerr << "zsl-replay: " << message << "\n";
+        if (read.failed)
+            status = 2;
+        passedOver += read.withoutPluginLines && !read.failed;
+        if (read.session) {
+            ++explained;
+            outputs.add(std::move(*read.session));
+        }
+    });
+    if (passedOver > 0 && explained == 0) {
+        std::cerr << "zsl-replay: no line of the plug-in (tag KoAlgoEngine) in any of the " << passedOver
+                  << " files read\n";
+        status = 2;
+    } else if (passedOver > 0) {
+        std::cerr << "zsl-replay: " << passedOver << (passedOver == 1 ? " file" : " files")
+                  << " in the folders given " << (passedOver == 1 ? "holds" : "hold")
+                  << " no line of the plug-in (passed over)\n";
+    }
+    return status;
+}
+
+// Reads a log as it is written, explaining each capture once complete.
+int followLog(const std::string &input, replay::Outputs &outputs)
+{
+    struct sigaction stop {};
+    stop.sa_handler = stopReading; // no SA_RESTART: a waiting read returns
+    sigaction(SIGINT, &stop, nullptr);
+    sigaction(SIGTERM, &stop, nullptr);
+    signal(SIGPIPE, SIG_IGN); // a reader that went away is seen as a failed write
+    replay::LiveImporter live(input, [&](replay::SessionOutcome session, const std::vector<std::string> &warnings) {
+        for (const std::string &warning : warnings)
+            std::cerr << "zsl-replay: " << input << ": warning: " << warning << "\n";
+        outputs.add(std::move(session));
+        if (!std::cout)
+            gStop = 1;
+    });
+    replay::LogOrigin origin;
+    const replay::LiveReading reading{[&] { live.idle(); }, &gStop};
+    const std::string error = replay::readLogInput(
+        input, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
+        [&](const std::string &problem) { std::cerr << "zsl-replay: " << input << ": warning: " << problem << "\n"; },
+        origin, &reading);
+    if (!error.empty()) {
+        std::cerr << "zsl-replay: " << error << "\n";
+        return 2;
+    }
+    live.finish();
+    if (live.linesUsed() == 0 && !gStop) {
+        std::cerr << "zsl-replay: " << input << ": no line of the plug-in (tag KoAlgoEngine) in this log\n";
+        return 2;
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     std::string pluginPath = kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR);
-    std::string svgPath, perfettoPath, logcatPath, logcatFormat = "threadtime", tracesDir;
-    bool json = false, withLog = false, realClock = false, writeExpectations = false;
+    std::string svgPath, perfettoPath, logcatPath, logcatFormat = "threadtime", tracesDir, tablePath, summarySvgPath,
+        jobsText;
+    bool json = false, withLog = false, realClock = false, writeExpectations = false, follow = false;
     std::vector<std::string> files, logs;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const std::map<std::string, std::string *> valued = {
             {"--plugin", &pluginPath}, {"--svg", &svgPath}, {"--perfetto", &perfettoPath},
-            {"--write-logcat", &logcatPath}, {"--logcat-format", &logcatFormat}, {"--write-traces", &tracesDir}};
+            {"--write-logcat", &logcatPath}, {"--logcat-format", &logcatFormat}, {"--write-traces", &tracesDir},
+            {"--table", &tablePath}, {"--summary-svg", &summarySvgPath}, {"-j", &jobsText}, {"--jobs", &jobsText}};
         if (auto option = valued.find(arg); option != valued.end() || arg == "--from-log") {
             if (i + 1 == argc)
                 return usageError(arg + " needs a value");
@@ -244,6 +326,8 @@ int main(int argc, char **argv)
                 logs.push_back(argv[++i]);
             else
                 *option->second = argv[++i];
+        } else if (arg.rfind("-j", 0) == 0 && arg.size() > 2) {
+            jobsText = arg.substr(2);
         } else if (arg == "--json") {
             json = true;
         } else if (arg == "--log") {
@@ -252,6 +336,8 @@ int main(int argc, char **argv)
             realClock = true;
         } else if (arg == "--write-expectations") {
             writeExpectations = true;
+        } else if (arg == "--follow") {
+            follow = true;
         } else if (arg == "--list-tags") {
             listTags();
             return 0;
@@ -273,20 +359,61 @@ int main(int argc, char **argv)
         return usageError("--from-log reads logs and replays nothing: give it no trace, and no replay option");
     if (std::string bad; !replay::isLogcatFormat(logcatFormat, bad))
         return usageError("--logcat-format: \"" + bad + "\" is not a format of logcat -v");
-    if (logs.empty() && !tracesDir.empty())
-        return usageError("--write-traces writes the captures read with --from-log");
+    if (logs.empty() && (!tracesDir.empty() || follow || !jobsText.empty() || !summarySvgPath.empty()))
+        return usageError("--write-traces, --follow, --jobs and --summary-svg work on the logs read with --from-log");
+    if (std::count(logs.begin(), logs.end(), "-") > 1)
+        return usageError("standard input can be read once: give --from-log - once");
+    if (follow && (logs.size() != 1 || std::filesystem::is_directory(logs.front())))
+        return usageError("--follow reads one log as it is written: give one --from-log, not a folder");
+    unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
+    if (!jobsText.empty()) {
+        char *end = nullptr;
+        const unsigned long value = std::strtoul(jobsText.c_str(), &end, 10);
+        if (jobsText[0] == '-' || *end != '\0' || value == 0 || value > 1024)
+            return usageError("--jobs takes a number of threads from 1 to 1024, not \"" + jobsText + "\"");
+        jobs = static_cast<unsigned>(value);
+    }
+
+    std::optional<TableTarget> table;
+    if (!tablePath.empty() && !(table = tableTarget(tablePath)))
+        return usageError("--table " + tablePath + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
+    const bool tableOnStdout = table && table->path == "-";
+    if (tableOnStdout && json)
+        return usageError("--json and a table on standard output: one of them can have it");
+    for (const std::string &log : logs) {
+        std::error_code error;
+        if (table && !tableOnStdout && std::filesystem::equivalent(log, table->path, error))
+            return usageError("--table " + table->path + " is an input: it would be overwritten");
+    }
+    std::ofstream tableFile;
+    if (table && !tableOnStdout) {
+        tableFile.open(table->path);
+        if (!tableFile) {
+            std::cerr << "zsl-replay: cannot write " << table->path << ": " << std::strerror(errno) << "\n";
+            return 2;
+        }
+    }
+
+    replay::OutputOptions options;
+    options.report = !tableOnStdout;
+    options.json = json;
+    options.jsonLines = json && follow;
+    options.withLog = withLog;
+    options.summary = !logs.empty();
+    if (logs.empty())
+        options.plugin = pluginPath;
+    if (table) {
+        options.table = tableOnStdout ? static_cast<std::ostream *>(&std::cout) : &tableFile;
+        options.tableFormat = table->format;
+    }
+    options.keepSessions = logs.empty() || !svgPath.empty() || !perfettoPath.empty() || !tracesDir.empty();
+    replay::Outputs outputs(std::cout, options);
 
     int status = 0;
-    std::vector<replay::SessionOutcome> results;
     std::vector<replay::TraceSpec> traces;
     if (!logs.empty()) {
-        for (const std::string &log : logs) {
-            if (auto session = importLog(log))
-                results.push_back(std::move(*session));
-            else
-                status = 2;
-        }
-        if (!tracesDir.empty() && !writeTraces(tracesDir, results))
+        status = follow ? followLog(logs.front(), outputs) : readLogs(logs, jobs, outputs);
+        if (!tracesDir.empty() && !writeTraces(tracesDir, outputs.sessions()))
             status = 2;
     } else {
         // A bad trace is named and left out; the others are replayed.
@@ -321,11 +448,12 @@ int main(int argc, char **argv)
                     trace.logLevel = std::min<uint32_t>(trace.logLevel, ANDROID_LOG_DEBUG);
                     trace.logGroup |= 0x40;
                 }
-                results.push_back(replayer.run(trace));
+                replay::SessionOutcome result = replayer.run(trace);
                 // Lines the trace's own gates keep closed are echoed only when asked for.
                 if (logcatPath.empty() || std::getenv("ANDROID_LOG_TAGS"))
-                    writeAndroidLog(std::cerr, results.back(), androidLogPriority());
-                writeAndroidLog(logcat, results.back(), ANDROID_LOG_VERBOSE, logcatFormat);
+                    writeAndroidLog(std::cerr, result, androidLogPriority());
+                writeAndroidLog(logcat, result, ANDROID_LOG_VERBOSE, logcatFormat);
+                outputs.add(std::move(result));
             }
         } catch (const kohost::PluginLoadError &error) {
             std::cerr << "zsl-replay: " << error.what() << "\n";
@@ -334,22 +462,16 @@ int main(int argc, char **argv)
         if (!logcatPath.empty() && !writeFile(logcatPath, logcat.str()))
             status = 2;
     }
-
-    if (json) {
-        nlohmann::json out = {{"traces", nlohmann::json::array()}};
-        // The plug-in by file name: the build's path would differ from machine to machine.
-        if (logs.empty())
-            out["plugin"] = pluginPath.substr(pluginPath.rfind('/') + 1);
-        for (const replay::SessionOutcome &result : results)
-            out["traces"].push_back(replay::toJson(result));
-        std::cout << jsonText(out, 2) << "\n";
-    } else {
-        for (const replay::SessionOutcome &result : results) {
-            replay::writeText(std::cout, result, withLog);
-            std::cout << "\n";
+    outputs.finish();
+    if (tableFile.is_open()) {
+        tableFile.close();
+        if (!tableFile) {
+            std::cerr << "zsl-replay: cannot write " << table->path << ": " << std::strerror(errno) << "\n";
+            status = 2;
         }
     }
 
+    const std::vector<replay::SessionOutcome> &results = outputs.sessions();
     for (size_t t = 0; t < traces.size(); ++t) {
         if (writeExpectations) {
             try {
@@ -372,7 +494,9 @@ int main(int argc, char **argv)
 
     if (!svgPath.empty() && !writeFile(svgPath, replay::drawTimeline(results)))
         return 2;
-    if (!perfettoPath.empty() && !writeFile(perfettoPath, jsonText(replay::perfettoTrace(results)) + "\n"))
+    if (!perfettoPath.empty() && !writeFile(perfettoPath, replay::jsonText(replay::perfettoTrace(results)) + "\n"))
+        return 2;
+    if (!summarySvgPath.empty() && !writeFile(summarySvgPath, outputs.summary().svg()))
         return 2;
     return status;
 }

@@ -531,16 +531,21 @@ void DeviceLogReader::finish(const std::function<void(const std::string &)> &pro
     mUnread = 0;
 }
 
+ByteReader streamReader(std::FILE *stream)
+{
+    return [stream](char *buffer, size_t size) -> long {
+        const size_t got = std::fread(buffer, 1, size, stream);
+        return got == 0 && std::ferror(stream) ? -1 : static_cast<long>(got);
+    };
+}
+
 bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
                    const std::function<void(const std::string &)> &problem)
 {
     DeviceLogReader reader;
     uint64_t number = 0;
     const bool read = forEachLine(
-        [stream](char *buffer, size_t size) -> long {
-            const size_t got = std::fread(buffer, 1, size, stream);
-            return got == 0 && std::ferror(stream) ? -1 : static_cast<long>(got);
-        },
+        streamReader(stream),
         [&](std::string_view text) {
             if (auto ours = reader.read(text, ++number))
                 line(std::move(*ours), number);

@@ -40,6 +40,9 @@ std::string logcatLine(const kohost::LogLine &line, const std::string &words = "
 // end, -1 on an error.
 using ByteReader = std::function<long(char *buffer, size_t size)>;
 
+// A stdio stream's bytes.
+ByteReader streamReader(std::FILE *stream);
+
 // Splits a byte stream into lines, block by block: memory stays one block
 // and one line, whatever the stream's size. A line longer than any log line
 // is reported to `problem` and handed over empty; a line cut by the end is

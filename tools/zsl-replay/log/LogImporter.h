@@ -32,6 +32,8 @@ public:
     void add(kohost::LogLine line, uint64_t lineNumber);
     // A problem of the log itself, found while reading it.
     void problem(const std::string &text);
+    // Earlier lines of a live log showed the process writing debug lines.
+    void assumeDebugLevel(int pid) { mDebugProcesses.insert(pid); }
 
     // The captures found, in the order of their first line; call once.
     SessionOutcome finish();

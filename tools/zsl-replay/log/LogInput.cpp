@@ -8,6 +8,9 @@
 
 #include "DeviceLog.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 #include <zip.h>
 #include <zlib.h>
 
@@ -173,11 +176,11 @@ private:
             applyReportDate();
             return true;
         }
-        if (mReport && mOrigin.device.empty() && text.rfind("Build fingerprint: ", 0) == 0) {
+        if (mReport && mOrigin.fingerprint.empty() && text.rfind("Build fingerprint: ", 0) == 0) {
             std::string_view value = text.substr(19);
             if (value.size() >= 2 && value.front() == '\'' && value.back() == '\'')
                 value = value.substr(1, value.size() - 2);
-            mOrigin.device = std::string(value);
+            mOrigin.fingerprint = std::string(value);
             return true;
         }
         if (!mReport || text.rfind("------ ", 0) != 0 || text.size() < 14 || text.substr(text.size() - 7) != " ------")
@@ -312,25 +315,48 @@ void readZip(const std::string &path, Reading &reading)
 } // namespace
 
 std::string readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
-                         const std::function<void(const std::string &)> &problem, LogOrigin &origin)
+                         const std::function<void(const std::string &)> &problem, LogOrigin &origin,
+                         const LiveReading *live)
 {
-    std::FILE *stream = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-    if (!stream)
+    const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
         return "cannot read " + path + ": " + std::strerror(errno);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> owned(stream == stdin ? nullptr : stream, std::fclose);
+    const std::unique_ptr<const int, void (*)(const int *)> owned(fd == STDIN_FILENO ? nullptr : &fd,
+                                                                  [](const int *open) { close(*open); });
     Reading reading(line, problem, origin);
     try {
-        ByteReader in = [stream](char *buffer, size_t size) -> long {
-            const size_t got = std::fread(buffer, 1, size, stream);
-            return got == 0 && std::ferror(stream) ? -1 : static_cast<long>(got);
+        // Whatever has arrived: a pipe's lines are read as they are written.
+        ByteReader in = [fd, live](char *buffer, size_t size) -> long {
+            for (;;) {
+                if (live && live->stop && *live->stop)
+                    return 0;
+                if (live && live->idle) {
+                    pollfd ready{fd, POLLIN, 0};
+                    const int polled = poll(&ready, 1, 1000);
+                    if (polled == 0)
+                        live->idle();
+                    if (polled <= 0)
+                        continue; // quiet, or a signal: look at stop again
+                }
+                const ssize_t got = read(fd, buffer, size);
+                if (got >= 0 || errno != EINTR)
+                    return static_cast<long>(got);
+            }
         };
+        // The first bytes tell the container; a pipe may hand them over one by one.
         char head[4];
-        const long got = in(head, sizeof head);
-        if (got < 0)
-            return "cannot read " + path + ": " + std::strerror(errno);
-        const std::string first(head, static_cast<size_t>(got));
+        size_t got = 0;
+        while (got < sizeof head) {
+            const long more = in(head + got, sizeof head - got);
+            if (more < 0)
+                return "cannot read " + path + ": " + std::strerror(errno);
+            if (more == 0)
+                break;
+            got += static_cast<size_t>(more);
+        }
+        const std::string first(head, got);
         if (isZip(first)) {
-            if (stream == stdin)
+            if (fd == STDIN_FILENO)
                 return "a zip on standard input: give the zip's file name instead";
             readZip(path, reading);
         } else {

@@ -21,14 +21,23 @@ namespace replay {
 
 // What a bug report says of where and when it was taken (empty for a log).
 struct LogOrigin {
-    std::string device;     // "Build fingerprint"
+    std::string fingerprint; // "Build fingerprint"
     std::string reportTime; // dumpstate's "YYYY-MM-DD HH:MM:SS"
+};
+
+// A log read as it is written (a pipe from adb logcat): lines are handed
+// over as soon as they arrive; `idle` is called whenever no byte has come
+// for a second, and reading ends as at the end of input once `*stop` is set.
+struct LiveReading {
+    std::function<void()> idle;
+    const volatile int *stop = nullptr;
 };
 
 // Reads path ("-": standard input) and hands each plug-in line with its line
 // number (in the entry that holds it) to `line`, each problem of the log to
 // `problem`. Answers an error text when the input cannot be read, else "".
 std::string readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
-                         const std::function<void(const std::string &)> &problem, LogOrigin &origin);
+                         const std::function<void(const std::string &)> &problem, LogOrigin &origin,
+                         const LiveReading *live = nullptr);
 
 } // namespace replay

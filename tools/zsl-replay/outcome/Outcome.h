@@ -105,7 +105,7 @@ struct SessionOutcome {
     std::vector<StepOutcome> steps;
     std::vector<kohost::LogLine> androidLog; // every Android-log line, in order
     bool fromLog = false; // read from a device log, not replayed
-    std::string device, reportTime; // a bug report's build fingerprint and time
+    std::string fingerprint, reportTime; // a bug report's build fingerprint and time
 };
 
 } // namespace replay

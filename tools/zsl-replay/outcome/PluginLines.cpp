@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <set>
 #include <string_view>
 
 namespace replay {
@@ -161,6 +162,33 @@ Refusal refusal(const std::vector<kohost::LogLine> &log)
         all.explanation += (all.explanation.empty() ? "" : "; ") + reason.explanation;
     }
     return all;
+}
+
+std::vector<std::string> refusalClasses(std::string_view explanation)
+{
+    // Each of the explanation's parts, "[camera N: ]CLASS: ...", by the words
+    // explain() and refusal() start it with.
+    static const std::pair<std::string_view, std::string_view> kStarts[] = {
+        {"AE: ", "ae"}, {"AF: ", "af"}, {"EV: ", "ev"}, {"sensor mode: ", "sensor_mode"},
+        {"no metadata", "no_metadata"}, {"not in the log: ", "unlogged"}};
+    std::set<std::string_view> named;
+    while (!explanation.empty()) {
+        const size_t end = std::min(explanation.find("; "), explanation.size());
+        std::string_view part = explanation.substr(0, end);
+        explanation.remove_prefix(std::min(end + 2, explanation.size()));
+        if (part.rfind("camera ", 0) == 0 && part.find(": ") != std::string_view::npos)
+            part.remove_prefix(part.find(": ") + 2);
+        std::string_view kind = "other";
+        for (const auto &[start, name] : kStarts)
+            if (part.rfind(start, 0) == 0)
+                kind = name;
+        named.insert(kind);
+    }
+    std::vector<std::string> classes;
+    for (const char *kind : kRefusalClasses)
+        if (named.count(kind))
+            classes.emplace_back(kind);
+    return classes;
 }
 
 } // namespace replay

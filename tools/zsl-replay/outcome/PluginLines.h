@@ -53,4 +53,10 @@ struct Refusal {
 };
 Refusal refusal(const std::vector<kohost::LogLine> &lines);
 
+// The classes of rule a refusal's explanation names, each once, in the
+// order of kRefusalClasses: a frame refused by two cameras for AE counts
+// once for AE.
+constexpr const char *kRefusalClasses[] = {"ae", "af", "ev", "sensor_mode", "no_metadata", "unlogged", "other"};
+std::vector<std::string> refusalClasses(std::string_view explanation);
+
 } // namespace replay

@@ -96,8 +96,8 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
     out << "== " << trace.name << "  (" << trace.file << ")" << (trace.fromLog ? ", read from a log" : "") << "\n";
     if (!trace.description.empty())
         out << "   " << trace.description << "\n";
-    if (!trace.device.empty() || !trace.reportTime.empty())
-        out << "   bug report of " << (trace.device.empty() ? "a device it does not name" : trace.device)
+    if (!trace.fingerprint.empty() || !trace.reportTime.empty())
+        out << "   bug report of " << (trace.fingerprint.empty() ? "a device it does not name" : trace.fingerprint)
             << (trace.reportTime.empty() ? "" : ", taken " + trace.reportTime) << "\n";
     for (const kohost::LogLine &line : trace.setupLog)
         out << "   selector: " << line.text << "\n";
@@ -222,7 +222,7 @@ nlohmann::json toJson(const SessionOutcome &trace)
     return {{"name", trace.name},
             {"file", trace.file},
             {"fromLog", trace.fromLog},
-            {"device", trace.device},
+            {"device", trace.fingerprint},
             {"reportTime", trace.reportTime},
             {"setupLog", logJson(trace.setupLog)},
             {"steps", steps}};

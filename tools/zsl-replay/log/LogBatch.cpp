@@ -1,0 +1,126 @@
+// Many logs read in parallel, handed back in order.
+
+#include "LogBatch.h"
+
+#include "LogImporter.h"
+#include "LogInput.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+
+namespace replay {
+
+std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, std::vector<std::string> &errors)
+{
+    namespace fs = std::filesystem;
+    std::vector<LogSource> sources;
+    for (const std::string &input : inputs) {
+        std::error_code error;
+        if (input == "-" || !fs::is_directory(input, error)) {
+            sources.push_back({input, false});
+            continue;
+        }
+        std::vector<std::string> found;
+        fs::recursive_directory_iterator walk(input, error), end;
+        for (; !error && walk != end; walk.increment(error)) {
+            const std::string name = walk->path().filename().string();
+            if (name.size() > 1 && name[0] == '.') { // hidden: a checkout's .git, an editor's swap file
+                if (walk->is_directory(error))
+                    walk.disable_recursion_pending();
+                continue;
+            }
+            if (walk->is_regular_file(error))
+                found.push_back(walk->path().string());
+        }
+        if (error)
+            errors.push_back("cannot read the folder " + input + ": " + error.message());
+        std::sort(found.begin(), found.end());
+        if (found.empty() && !error)
+            errors.push_back(input + ": a folder without a file");
+        for (std::string &path : found)
+            sources.push_back({std::move(path), true});
+    }
+    return sources;
+}
+
+LogRead readLogSource(const LogSource &source)
+{
+    LogRead read;
+    read.source = source;
+    LogImporter importer(source.path);
+    LogOrigin origin;
+    const std::string error = readLogInput(
+        source.path, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [&](const std::string &problem) { importer.problem(problem); }, origin);
+    if (!error.empty()) {
+        read.messages.push_back(error);
+        read.failed = true;
+        return read;
+    }
+    SessionOutcome session = importer.finish();
+    session.fingerprint = origin.fingerprint;
+    session.reportTime = origin.reportTime;
+    for (const std::string &warning : importer.warnings())
+        read.messages.push_back(source.path + ": warning: " + warning);
+    if (importer.linesUsed() == 0) {
+        read.withoutPluginLines = true;
+        // Named alone, a log without the plug-in is a wrong file; in a folder, a report of another day.
+        if (!source.inFolder) {
+            read.messages.push_back(source.path + ": no line of the plug-in (tag KoAlgoEngine) in this log");
+            read.failed = true;
+        }
+        return read;
+    }
+    read.session = std::move(session);
+    return read;
+}
+
+void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const std::function<void(LogRead)> &done)
+{
+    if (jobs <= 1 || sources.size() <= 1) {
+        for (const LogSource &source : sources)
+            done(readLogSource(source));
+        return;
+    }
+    // Workers take the next source while it is at most `ahead` past the one
+    // handed back next; the calling thread hands results back in order.
+    const size_t ahead = 2 * size_t(jobs);
+    std::mutex lock;
+    std::condition_variable changed;
+    std::vector<std::optional<LogRead>> results(sources.size());
+    size_t nextTaken = 0, nextDone = 0;
+    auto work = [&] {
+        std::unique_lock<std::mutex> guard(lock);
+        for (;;) {
+            changed.wait(guard, [&] { return nextTaken >= sources.size() || nextTaken < nextDone + ahead; });
+            if (nextTaken >= sources.size())
+                return;
+            const size_t index = nextTaken++;
+            guard.unlock();
+            LogRead read = readLogSource(sources[index]);
+            guard.lock();
+            results[index] = std::move(read);
+            changed.notify_all();
+        }
+    };
+    std::vector<std::thread> workers;
+    for (unsigned i = 0; i < std::min<size_t>(jobs, sources.size()); ++i)
+        workers.emplace_back(work);
+    for (; nextDone < sources.size();) {
+        std::unique_lock<std::mutex> guard(lock);
+        changed.wait(guard, [&] { return results[nextDone].has_value(); });
+        LogRead read = std::move(*results[nextDone]);
+        results[nextDone].reset();
+        ++nextDone;
+        changed.notify_all();
+        guard.unlock();
+        done(std::move(read));
+    }
+    for (std::thread &worker : workers)
+        worker.join();
+}
+
+} // namespace replay

@@ -1,0 +1,190 @@
+// One row per capture, and its CSV and JSON Lines.
+
+#include "CaptureTable.h"
+
+#include "DeviceLog.h"
+#include "FrameText.h"
+#include "PluginLines.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace replay {
+
+namespace {
+
+// Milliseconds between two boot-time stamps, to the microsecond; in double,
+// as the difference of two times near the int64 limits overflows.
+double msBetween(int64_t earlierNs, int64_t laterNs)
+{
+    return std::round((static_cast<double>(laterNs) - static_cast<double>(earlierNs)) / 1e3) / 1e3;
+}
+
+template <typename T> nlohmann::ordered_json orNull(const std::optional<T> &value)
+{
+    return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json();
+}
+
+std::string csvField(const nlohmann::ordered_json &value)
+{
+    if (value.is_null())
+        return "";
+    if (!value.is_string())
+        return value.dump();
+    const std::string text = value.get<std::string>();
+    if (text.find_first_of(",\"\r\n") == std::string::npos)
+        return text;
+    std::string quoted = "\"";
+    for (char c : text)
+        quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
+
+} // namespace
+
+std::string fingerprintDevice(const std::string &fingerprint)
+{
+    const std::string product = fingerprint.substr(0, fingerprint.find(':'));
+    const auto slash = product.rfind('/');
+    return slash == std::string::npos ? product : product.substr(slash + 1);
+}
+
+std::string fingerprintBuild(const std::string &fingerprint)
+{
+    const auto colon = fingerprint.find(':');
+    return colon == std::string::npos ? "" : fingerprint.substr(colon + 1);
+}
+
+std::vector<CaptureRow> captureRows(const SessionOutcome &session)
+{
+    std::vector<CaptureRow> rows;
+    for (const StepOutcome &step : session.steps) {
+        CaptureRow &row = rows.emplace_back();
+        row.input = session.file;
+        row.fingerprint = session.fingerprint;
+        row.device = fingerprintDevice(session.fingerprint);
+        row.build = fingerprintBuild(session.fingerprint);
+        row.reportTime = session.reportTime;
+        if (session.fromLog) {
+            if (step.pid != kUnknownId)
+                row.pid = step.pid;
+            if (step.tid != kUnknownId)
+                row.tid = step.tid;
+            row.logTime = step.logTime;
+        }
+        row.fwkFrame = step.fwkFrame;
+        row.kind = stepKindName(step.kind);
+        row.zslNeeded = step.needed;
+        row.unknown = step.notes;
+
+        // A log without curTime leaves the capture moment, and every lag, unknown.
+        const bool momentKnown = !session.fromLog || step.curTime;
+        auto lagMs = [&](uint32_t frame) -> std::optional<double> {
+            const auto shutter = step.shutterNs.find(frame);
+            if (!momentKnown || shutter == step.shutterNs.end())
+                return std::nullopt;
+            return msBetween(shutter->second, step.captureNs);
+        };
+        if (step.zsdTs && momentKnown)
+            row.windowStartMs = msBetween(step.captureNs, *step.zsdTs);
+        row.anchorFrame = step.anchorFrame;
+        if (step.anchorFrame)
+            row.anchorLagMs = lagMs(*step.anchorFrame);
+        if (step.selectRan) {
+            row.selected = step.selectedFrames.size();
+            if (!step.selectionCaveat.empty())
+                row.unknown.push_back("selected: " + step.selectionCaveat);
+        }
+        if (step.requested > 0)
+            row.requested = step.requested;
+        if (step.requested > 0 && step.takenUnknown.empty()) {
+            row.taken = step.taken.size();
+            row.takenFrames = step.taken;
+            for (uint32_t frame : step.taken)
+                if (const auto lag = lagMs(frame))
+                    row.takenLagsMs.push_back(*lag);
+                else
+                    ++row.takenLagUnknown;
+        } else if (!step.takenUnknown.empty()) {
+            row.unknown.push_back("taken: " + step.takenUnknown);
+        }
+        row.checks = step.checks.size();
+        for (const CheckOutcome &check : step.checks) {
+            if (!check.unknown.empty()) {
+                ++row.verdictUnknown;
+            } else if (!check.verdict.first) {
+                ++row.refusedFrames;
+                for (const std::string &kind : refusalClasses(check.explanation))
+                    ++row.refused[kind];
+            }
+        }
+    }
+    return rows;
+}
+
+nlohmann::ordered_json toJson(const CaptureRow &row)
+{
+    nlohmann::ordered_json out;
+    out["schema"] = kCaptureTableSchema;
+    out["input"] = row.input;
+    out["device"] = row.device;
+    out["build"] = row.build;
+    out["fingerprint"] = row.fingerprint;
+    out["report_time"] = row.reportTime;
+    out["pid"] = orNull(row.pid);
+    out["tid"] = orNull(row.tid);
+    out["log_time"] = row.logTime;
+    out["fwk_frame"] = row.fwkFrame;
+    out["kind"] = row.kind;
+    out["zsl_needed"] = orNull(row.zslNeeded);
+    out["window_start_ms"] = orNull(row.windowStartMs);
+    out["anchor_frame"] = orNull(row.anchorFrame);
+    out["anchor_lag_ms"] = orNull(row.anchorLagMs);
+    out["selected"] = orNull(row.selected);
+    out["requested"] = orNull(row.requested);
+    out["taken"] = orNull(row.taken);
+    out["taken_frames"] = frameText(row.takenFrames, "");
+    const auto [least, most] = std::minmax_element(row.takenLagsMs.begin(), row.takenLagsMs.end());
+    out["taken_lag_min_ms"] = least == row.takenLagsMs.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(*least);
+    out["taken_lag_max_ms"] = most == row.takenLagsMs.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(*most);
+    out["taken_lag_unknown"] = row.takenLagUnknown;
+    out["checks"] = row.checks;
+    out["refused"] = row.refusedFrames;
+    for (const char *kind : kRefusalClasses)
+        out[std::string("refused_") + kind] = row.refused.count(kind) ? row.refused.at(kind) : 0;
+    out["verdict_unknown"] = row.verdictUnknown;
+    std::string unknown;
+    for (const std::string &note : row.unknown)
+        unknown += (unknown.empty() ? "" : " | ") + note;
+    out["unknown"] = unknown;
+    return out;
+}
+
+CaptureTableWriter::CaptureTableWriter(std::ostream &out, Format format) : mOut(out), mFormat(format)
+{
+    if (mFormat != Format::Csv)
+        return;
+    const nlohmann::ordered_json columns = toJson(CaptureRow{});
+    std::string header;
+    for (const auto &item : columns.items())
+        header += (header.empty() ? "" : ",") + item.key();
+    mOut << header << "\n";
+}
+
+void CaptureTableWriter::write(const CaptureRow &row)
+{
+    const nlohmann::ordered_json json = toJson(row);
+    if (mFormat == Format::JsonLines) {
+        mOut << json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+        return;
+    }
+    std::string line;
+    bool first = true;
+    for (const auto &item : json.items()) {
+        line += (first ? "" : ",") + csvField(item.value());
+        first = false;
+    }
+    mOut << line << "\n";
+}
+
+} // namespace replay

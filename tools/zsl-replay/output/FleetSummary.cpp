@@ -1,0 +1,269 @@
+// The fleet summary: text, JSON and SVG from the capture table's rows.
+
+#include "FleetSummary.h"
+
+#include "PluginLines.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+
+namespace replay {
+
+namespace {
+
+const double kPercentiles[] = {50, 90, 99};
+
+std::string groupName(const std::string &text, const char *none)
+{
+    return text.empty() ? none : text;
+}
+
+std::string number(double value, int decimals = 3)
+{
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.*f", decimals, value);
+    return text;
+}
+
+std::string percent(size_t part, size_t whole)
+{
+    return whole == 0 ? "-" : number(100.0 * static_cast<double>(part) / static_cast<double>(whole), 0) + "%";
+}
+
+std::string xml(const std::string &text)
+{
+    std::string out;
+    for (char c : text)
+        out += c == '<' ? "&lt;" : c == '>' ? "&gt;" : c == '&' ? "&amp;" : c == '"' ? "&quot;" : std::string(1, c);
+    return out;
+}
+
+} // namespace
+
+double FleetSummary::percentile(const std::vector<double> &sorted, double p)
+{
+    if (sorted.empty())
+        return 0;
+    const auto rank = static_cast<size_t>(std::ceil(p / 100 * static_cast<double>(sorted.size())));
+    return sorted[std::clamp<size_t>(rank, 1, sorted.size()) - 1];
+}
+
+void FleetSummary::add(const CaptureRow &row)
+{
+    ++mCaptures;
+    mInputs.insert(row.input);
+    Group &group = mGroups[{row.device, row.build}];
+    ++group.captures;
+    if (row.selected)
+        ++group.selections;
+    if (row.taken && row.requested) {
+        ++group.takenKnown;
+        if (*row.taken >= *row.requested)
+            ++group.takenInFull;
+    }
+    mChecks += row.checks;
+    mRefusedFrames += row.refusedFrames;
+    mVerdictUnknown += row.verdictUnknown;
+    for (const auto &[kind, count] : row.refused)
+        mRefused[kind] += count;
+    mLagsMs.insert(mLagsMs.end(), row.takenLagsMs.begin(), row.takenLagsMs.end());
+    mLagUnknown += row.takenLagUnknown;
+}
+
+std::vector<double> FleetSummary::sortedLags() const
+{
+    std::vector<double> lags = mLagsMs;
+    std::sort(lags.begin(), lags.end());
+    return lags;
+}
+
+void FleetSummary::writeText(std::ostream &out) const
+{
+    out << "Summary: " << mCaptures << " capture" << (mCaptures == 1 ? "" : "s") << " from " << mInputs.size()
+        << " input" << (mInputs.size() == 1 ? "" : "s") << "\n";
+    const std::vector<std::string> heads = {"device", "build", "captures", "selections", "taken known", "taken in full"};
+    std::vector<std::vector<std::string>> cells;
+    for (const auto &[key, group] : mGroups)
+        cells.push_back({groupName(key.first, "(no bug report)"), groupName(key.second, "-"),
+                         std::to_string(group.captures), std::to_string(group.selections),
+                         std::to_string(group.takenKnown),
+                         std::to_string(group.takenInFull) + " (" + percent(group.takenInFull, group.takenKnown) + ")"});
+    std::vector<size_t> widths;
+    for (const std::string &head : heads)
+        widths.push_back(head.size());
+    for (const auto &line : cells)
+        for (size_t i = 0; i < line.size(); ++i)
+            widths[i] = std::max(widths[i], line[i].size());
+    auto row = [&](const std::vector<std::string> &line) {
+        std::string text = " ";
+        for (size_t i = 0; i < line.size(); ++i) {
+            const std::string pad(widths[i] - line[i].size(), ' ');
+            text += "  " + (i < 2 ? line[i] + pad : pad + line[i]); // names left, counts right
+        }
+        out << text.substr(0, text.find_last_not_of(' ') + 1) << "\n";
+    };
+    row(heads);
+    for (const auto &line : cells)
+        row(line);
+
+    out << "   frames checked: " << mChecks << ", refused: " << mRefusedFrames;
+    std::string classes;
+    for (const char *kind : kRefusalClasses)
+        if (auto count = mRefused.find(kind); count != mRefused.end())
+            classes += (classes.empty() ? "" : ", ") + std::string(kind) + " " + std::to_string(count->second);
+    out << (classes.empty() ? "" : " (" + classes + ")");
+    if (mVerdictUnknown > 0)
+        out << ", verdict not in the log: " << mVerdictUnknown;
+    out << "\n";
+
+    const std::vector<double> lags = sortedLags();
+    out << "   taken frames shot before the capture moment: ";
+    if (lags.empty()) {
+        out << "no taken frame's time is known";
+    } else {
+        for (double p : kPercentiles)
+            out << "p" << p << " " << number(percentile(lags, p)) << " ms, ";
+        out << "max " << number(lags.back()) << " ms (" << lags.size() << " frame" << (lags.size() == 1 ? "" : "s")
+            << ")";
+    }
+    if (mLagUnknown > 0)
+        out << "; shutter time not in the log: " << mLagUnknown << " frame" << (mLagUnknown == 1 ? "" : "s");
+    out << "\n";
+}
+
+nlohmann::json FleetSummary::toJson() const
+{
+    nlohmann::json out;
+    out["captures"] = mCaptures;
+    out["inputs"] = mInputs.size();
+    out["groups"] = nlohmann::json::array();
+    for (const auto &[key, group] : mGroups)
+        out["groups"].push_back({{"device", key.first},
+                                 {"build", key.second},
+                                 {"captures", group.captures},
+                                 {"selections", group.selections},
+                                 {"takenKnown", group.takenKnown},
+                                 {"takenInFull", group.takenInFull}});
+    out["framesChecked"] = mChecks;
+    out["framesRefused"] = mRefusedFrames;
+    out["refusedByClass"] = nlohmann::json::object();
+    for (const char *kind : kRefusalClasses)
+        out["refusedByClass"][kind] = mRefused.count(kind) ? mRefused.at(kind) : 0;
+    out["verdictUnknown"] = mVerdictUnknown;
+    const std::vector<double> lags = sortedLags();
+    nlohmann::json lag = {{"frames", lags.size()}, {"unknown", mLagUnknown}};
+    for (double p : kPercentiles)
+        lag["p" + number(p, 0)] = lags.empty() ? nlohmann::json() : nlohmann::json(percentile(lags, p));
+    lag["max"] = lags.empty() ? nlohmann::json() : nlohmann::json(lags.back());
+    out["takenLagMs"] = lag;
+    return out;
+}
+
+std::string FleetSummary::svg() const
+{
+    // Three panels, one under the other: captures per device and build
+    // (taken in full, short, not told), refusals per reason class, and the
+    // taken frames' lag as a histogram with its percentiles marked.
+    const int width = 760, left = 300, barWidth = 400, rowHeight = 22;
+    std::ostringstream body;
+    int y = 20;
+    auto title = [&](const std::string &text) {
+        body << "<text x=\"10\" y=\"" << y + 14 << "\" class=\"title\">" << xml(text) << "</text>\n";
+        y += 28;
+    };
+    auto bar = [&](int x, int w, const char *colour, const std::string &tip) {
+        if (w > 0)
+            body << "<rect x=\"" << x << "\" y=\"" << y << "\" width=\"" << w << "\" height=\"" << rowHeight - 6
+                 << "\" fill=\"" << colour << "\"><title>" << xml(tip) << "</title></rect>\n";
+    };
+    auto label = [&](int x, const std::string &text, const char *anchor = "start") {
+        body << "<text x=\"" << x << "\" y=\"" << y + 12 << "\" text-anchor=\"" << anchor << "\">" << xml(text)
+             << "</text>\n";
+    };
+
+    title("Captures per device and build: taken in full, short, not told by the log");
+    size_t most = 1;
+    for (const auto &entry : mGroups)
+        most = std::max(most, entry.second.captures);
+    auto scaled = [&](size_t count, size_t of) { return static_cast<int>(std::lround(double(count) * barWidth / double(of))); };
+    for (const auto &[key, group] : mGroups) {
+        std::string name = groupName(key.first, "(no bug report)") + "  " + groupName(key.second, "");
+        if (name.size() > 44)
+            name = name.substr(0, 43) + "…";
+        label(left - 8, name, "end");
+        const size_t shortCount = group.takenKnown - group.takenInFull, untold = group.captures - group.takenKnown;
+        const int full = scaled(group.takenInFull, most), cut = scaled(shortCount, most);
+        bar(left, full, "#2e7d32", std::to_string(group.takenInFull) + " taken in full");
+        bar(left + full, cut, "#ef6c00", std::to_string(shortCount) + " took fewer frames than wanted");
+        bar(left + full + cut, scaled(untold, most), "#9e9e9e",
+            std::to_string(untold) + " frames taken not told (no selection, or not in the log)");
+        label(left + scaled(group.captures, most) + 6,
+              std::to_string(group.captures) + " (" + percent(group.takenInFull, group.takenKnown) + " in full)");
+        y += rowHeight;
+    }
+    y += 14;
+
+    title("Frames refused, by reason class (" + std::to_string(mRefusedFrames) + " of " + std::to_string(mChecks) +
+          " checked)");
+    size_t mostRefused = 1;
+    for (const auto &entry : mRefused)
+        mostRefused = std::max(mostRefused, entry.second);
+    for (const char *kind : kRefusalClasses) {
+        const size_t count = mRefused.count(kind) ? mRefused.at(kind) : 0;
+        label(left - 8, kind, "end");
+        bar(left, scaled(count, mostRefused), "#c62828", std::to_string(count) + " frames refused: " + kind);
+        label(left + scaled(count, mostRefused) + 6, std::to_string(count));
+        y += rowHeight;
+    }
+    y += 14;
+
+    const std::vector<double> lags = sortedLags();
+    title("Taken frames: shot how long before the capture moment (ms; " + std::to_string(lags.size()) + " frames" +
+          (mLagUnknown ? ", " + std::to_string(mLagUnknown) + " not in the log" : "") + ")");
+    const int plotHeight = 120, bins = 20, plotLeft = 60, plotWidth = width - plotLeft - 40;
+    if (lags.empty()) {
+        label(plotLeft, "no taken frame's shutter time is known");
+        y += rowHeight;
+    } else {
+        const double low = std::min(0.0, lags.front()), high = std::max(lags.back(), low + 1);
+        std::vector<size_t> counts(bins);
+        for (double lag : lags)
+            ++counts[std::min<size_t>(bins - 1, static_cast<size_t>((lag - low) / (high - low) * bins))];
+        const size_t tallest = *std::max_element(counts.begin(), counts.end());
+        const int base = y + plotHeight;
+        for (int b = 0; b < bins; ++b) {
+            const int h = static_cast<int>(std::lround(double(counts[b]) * plotHeight / double(tallest)));
+            body << "<rect x=\"" << plotLeft + b * plotWidth / bins << "\" y=\"" << base - h << "\" width=\""
+                 << plotWidth / bins - 2 << "\" height=\"" << h << "\" fill=\"#1565c0\"><title>" << counts[b]
+                 << " frames, " << number(low + (high - low) * b / bins, 1) << " to "
+                 << number(low + (high - low) * (b + 1) / bins, 1) << " ms</title></rect>\n";
+        }
+        body << "<line x1=\"" << plotLeft << "\" y1=\"" << base << "\" x2=\"" << plotLeft + plotWidth << "\" y2=\""
+             << base << "\" stroke=\"#333\"/>\n";
+        for (double p : kPercentiles) {
+            const double value = percentile(lags, p);
+            const int x = plotLeft + static_cast<int>(std::lround((value - low) / (high - low) * plotWidth));
+            body << "<line x1=\"" << x << "\" y1=\"" << y - 4 << "\" x2=\"" << x << "\" y2=\"" << base
+                 << "\" stroke=\"#000\" stroke-dasharray=\"3,3\"/>\n<text x=\"" << x + 3 << "\" y=\"" << y + 6
+                 << "\" class=\"small\">p" << p << " " << number(value, 1) << "</text>\n";
+        }
+        y = base + 4;
+        for (double tick : {low, (low + high) / 2, high})
+            body << "<text x=\"" << plotLeft + static_cast<int>(std::lround((tick - low) / (high - low) * plotWidth))
+                 << "\" y=\"" << y + 12 << "\" text-anchor=\"middle\" class=\"small\">" << number(tick, 1) << " ms</text>\n";
+        y += 24;
+    }
+
+    std::ostringstream out;
+    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\"" << y + 10
+        << "\" font-family=\"sans-serif\" font-size=\"12\">\n<style>.title{font-weight:bold;font-size:14px}"
+        << ".small{font-size:10px}</style>\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
+        << "<text x=\"10\" y=\"14\" class=\"small\">" << mCaptures << " captures from " << mInputs.size()
+        << " inputs</text>\n"
+        << body.str() << "</svg>\n";
+    return out.str();
+}
+
+} // namespace replay
