@@ -4,6 +4,7 @@
 // each capture explained once. Damaged and overexpanding containers give one
 // line and exit status 2.
 
+#include "Containers.h"
 #include "ReplayCli.h"
 
 #include <DeviceLog.h>
@@ -12,8 +13,6 @@
 #include <TraceReader.h>
 
 #include <gtest/gtest.h>
-#include <zip.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <regex>
@@ -25,6 +24,8 @@ namespace {
 using namespace replay;
 using kotest::Outcome;
 using kotest::TempFile;
+using kotest::gzip;
+using kotest::zipOf;
 
 // The plug-in's lines of two captures on two threads, interleaved as a phone
 // logs them, with another app's lines between; shifted to `startNs` on the
@@ -88,34 +89,6 @@ std::string bugReportText(const std::vector<kohost::LogLine> &lines, const char 
            "------ LAST LOGCAT (logcat -L -b all -v threadtime -v printable -v uid -d *:v) ------\n"
            "--------- beginning of main\n"
            "------ 0.010s was the duration of 'LAST LOGCAT' ------\n";
-}
-
-std::string gzip(const std::string &text)
-{
-    std::string out(compressBound(text.size()) + 64, '\0');
-    z_stream z{};
-    deflateInit2(&z, 9, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    z.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(text.data()));
-    z.avail_in = static_cast<uInt>(text.size());
-    z.next_out = reinterpret_cast<Bytef *>(out.data());
-    z.avail_out = static_cast<uInt>(out.size());
-    deflate(&z, Z_FINISH);
-    out.resize(z.total_out);
-    deflateEnd(&z);
-    return out;
-}
-
-// A zip of the given entries, written with libzip.
-std::string zipOf(const std::vector<std::pair<std::string, std::string>> &entries)
-{
-    TempFile file;
-    unlink(file.path().c_str());
-    int error = 0;
-    zip_t *archive = zip_open(file.path().c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
-    for (const auto &[name, text] : entries)
-        zip_file_add(archive, name.c_str(), zip_source_buffer(archive, text.data(), text.size(), 0), 0);
-    zip_close(archive);
-    return file.text();
 }
 
 size_t count(const std::string &text, const std::string &part)

@@ -1,0 +1,378 @@
+// Many bug reports at once, as a field trial sends them: a folder of texts
+// and zips from several devices and builds, read on one and on two threads
+// into the same bytes; the capture table and the summary counted against
+// what the replayed captures' own expectations say; and a live log piped in
+// line by line, explained before its end.
+
+#include "Containers.h"
+#include "ReplayCli.h"
+
+#include <CaptureTable.h>
+#include <DeviceLog.h>
+#include <FleetSummary.h>
+#include <PluginLines.h>
+#include <PluginLoader.h>
+#include <Replayer.h>
+#include <TraceReader.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace replay;
+using kotest::Outcome;
+using nlohmann::json;
+
+// The plug-in's lines for an example's capture, as process pid, thread tid
+// of a phone logging at `level` (3 debug, 4 info) writes them from startNs.
+std::vector<kohost::LogLine> exampleLines(const std::string &example, int pid, int tid, int64_t startNs, int level = 3)
+{
+    TraceSpec trace = readTraceFile(std::string(ZSL_SOURCE_DIR "/examples/") + example + ".json");
+    trace.logLevel = static_cast<uint32_t>(level);
+    std::vector<kohost::LogLine> lines = Replayer(kohost::defaultPluginPath()).run(trace).androidLog;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        lines[i].pid = pid;
+        lines[i].tid = tid;
+        lines[i].timeNs = startNs + static_cast<int64_t>(i) * 1000000;
+    }
+    return lines;
+}
+
+std::string logText(const std::vector<kohost::LogLine> &lines)
+{
+    std::string text;
+    for (const kohost::LogLine &line : lines)
+        text += logcatLine(line) + "\n";
+    return text;
+}
+
+std::string bugReport(const std::string &fingerprint, const std::string &log)
+{
+    return "== dumpstate: 2026-11-23 18:46:29\n\nBuild fingerprint: '" + fingerprint +
+           "'\n\n------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------\n" + log +
+           "------ 0.532s was the duration of 'SYSTEM LOG' ------\n";
+}
+
+constexpr int64_t kNovember = 1795428389000000000; // 2026-11-23 18:46:29 UTC
+const std::string kKv1Old = "korvan/kv1/kv1:15/AP2A.240805.005/12345:user/release-keys";
+const std::string kKv1New = "korvan/kv1/kv1:15/AP2A.241105.001/13000:user/release-keys";
+const std::string kKv2 = "korvan/kv2/kv2:15/AP2A.240805.005/12345:userdebug/dev-keys";
+
+// What the captures' expectations (reviewed when they were written) say:
+// captures, frames taken, and frames refused per reason class.
+struct Known {
+    size_t captures = 0, taken = 0, refused = 0;
+    std::map<std::string, size_t> refusedByClass;
+};
+
+void addExpected(Known &known, const std::string &example)
+{
+    std::ifstream file(std::string(ZSL_SOURCE_DIR "/examples/") + example + ".json");
+    const json trace = json::parse(file);
+    for (const json &step : trace.at("steps"))
+        for (const auto &[kind, body] : step.items()) {
+            const json &expect = body.at("expect");
+            ++known.captures;
+            known.taken += expect.at("taken").size();
+            for (const auto &[frame, check] : expect.at("checks").items()) {
+                if (check.at("verdict")[0] == true)
+                    continue;
+                ++known.refused;
+                const std::string reason = check.at("reason");
+                ++known.refusedByClass[reason.find("AF fail") != std::string::npos      ? "af"
+                                       : reason.find("sensor mode") != std::string::npos ? "sensor_mode"
+                                                                                          : "other"];
+            }
+        }
+}
+
+// A folder of reports: kv1 on two builds at debug level (one with two
+// threads), kv2 as a zip at info level, a file of notes, a damaged zip.
+class FleetFolder : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        char path[] = "/tmp/zsl-fleet-XXXXXX";
+        mDir = mkdtemp(path);
+        std::filesystem::create_directories(mDir + "/kv1/old");
+        std::filesystem::create_directories(mDir + "/kv1/new");
+        write("kv1/old/bugreport-kv1-1.txt", bugReport(kKv1Old, logText(exampleLines("overview", 1187, 1301, kNovember))));
+        write("kv1/new/bugreport-kv1-2.txt",
+              bugReport(kKv1New, logText(exampleLines("two-camera-focus", 1187, 1301, kNovember)) +
+                                     logText(exampleLines("super-resolution-sensor-mode", 1187, 1302, kNovember + 1000000000))));
+        write("kv2.zip", kotest::zipOf({{"bugreport-kv2.txt",
+                                          bugReport(kKv2, logText(exampleLines("motion-capture", 950, 977, kNovember, 4)))}}));
+        write("kv1/notes.txt", "the shutter felt slow\n");
+        write("kv1/damaged.zip", std::string("PK\x03\x04", 4) + "not a zip at all");
+        for (const char *example : {"overview", "two-camera-focus", "super-resolution-sensor-mode"})
+            addExpected(mDebugKnown, example);
+    }
+    void TearDown() override { std::filesystem::remove_all(mDir); }
+    void write(const std::string &name, const std::string &bytes) { std::ofstream(mDir + "/" + name) << bytes; }
+
+    std::string mDir;
+    Known mDebugKnown; // the captures logged at debug level
+};
+
+TEST_F(FleetFolder, TableAndSummaryCountWhatTheCapturesExpect)
+{
+    kotest::TempFile table;
+    const std::string jsonl = table.path() + ".jsonl";
+    Outcome run = kotest::replay("--json -j 2 --from-log " + mDir + " --table " + jsonl);
+    EXPECT_EQ(run.status, 2) << run.err; // the damaged zip
+    EXPECT_NE(run.err.find(mDir + "/kv1/damaged.zip: not a readable zip"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("1 file in the folders given holds no line of the plug-in"), std::string::npos) << run.err;
+
+    const json summary = json::parse(run.out).at("summary");
+    EXPECT_EQ(summary.at("captures"), mDebugKnown.captures + 1);
+    EXPECT_EQ(summary.at("framesRefused"), mDebugKnown.refused);
+    for (const char *kind : kRefusalClasses)
+        EXPECT_EQ(summary.at("refusedByClass").at(kind), mDebugKnown.refusedByClass[kind]) << kind;
+    // Per device and build; kv2 logged at info level, so its frames taken are not known.
+    std::map<std::string, std::vector<size_t>> groups;
+    for (const json &group : summary.at("groups"))
+        groups[group.at("device").get<std::string>() + " " + group.at("build").get<std::string>()] = {
+            group.at("captures"), group.at("takenKnown"), group.at("takenInFull")};
+    EXPECT_EQ(groups, (std::map<std::string, std::vector<size_t>>{
+                          {"kv1 15/AP2A.240805.005/12345:user/release-keys", {1, 1, 1}},
+                          {"kv1 15/AP2A.241105.001/13000:user/release-keys", {2, 2, 2}},
+                          {"kv2 15/AP2A.240805.005/12345:userdebug/dev-keys", {1, 0, 0}}}));
+
+    std::ifstream rows(jsonl);
+    size_t count = 0, taken = 0;
+    for (std::string line; std::getline(rows, line); ++count) {
+        const json row = json::parse(line);
+        EXPECT_EQ(row.at("schema"), kCaptureTableSchema);
+        taken += row.at("taken").is_null() ? 0 : row.at("taken").get<size_t>();
+        if (row.at("device") == "kv2") {
+            EXPECT_TRUE(row.at("taken").is_null()) << line;
+            EXPECT_NE(row.at("unknown").get<std::string>().find("debug level"), std::string::npos) << line;
+        }
+    }
+    std::filesystem::remove(jsonl);
+    EXPECT_EQ(count, mDebugKnown.captures + 1);
+    EXPECT_EQ(taken, mDebugKnown.taken);
+}
+
+TEST_F(FleetFolder, OneThreadAndTwoPrintTheSameBytes)
+{
+    for (const char *output : {"", "--json", "--table csv:-"}) {
+        Outcome one = kotest::replay(std::string(output) + " -j 1 --from-log " + mDir);
+        Outcome two = kotest::replay(std::string(output) + " -j2 --from-log " + mDir);
+        EXPECT_EQ(one.status, 2);
+        EXPECT_EQ(one.out, two.out) << output;
+        EXPECT_EQ(one.err, two.err) << output;
+        EXPECT_NE(one.out.find("AP2A.241105.001"), std::string::npos) << output;
+    }
+    // The text report ends with the summary, devices in name order.
+    Outcome text = kotest::replay("--from-log " + mDir);
+    const auto summary = text.out.find("Summary: 4 captures from 3 inputs");
+    ASSERT_NE(summary, std::string::npos) << text.out;
+    EXPECT_LT(text.out.find("kv1 ", summary), text.out.find("kv2 ", summary)) << text.out;
+}
+
+// CSV and JSON Lines hold the same rows; a path with a comma and quotes
+// survives CSV's quoting.
+TEST_F(FleetFolder, CsvHoldsTheRowsOfJsonLines)
+{
+    std::filesystem::remove(mDir + "/kv1/damaged.zip");
+    std::filesystem::rename(mDir + "/kv2.zip", mDir + "/kv2, \"night\".zip");
+    Outcome csv = kotest::replay("--table csv:- --from-log " + mDir);
+    Outcome lines = kotest::replay("--table jsonl:- --from-log " + mDir);
+    ASSERT_EQ(csv.status, 0) << csv.err;
+    // RFC 4180: fields split at commas outside quotes, "" inside quotes is one quote.
+    std::vector<std::vector<std::string>> cells(1);
+    std::string field;
+    bool quoted = false;
+    for (size_t i = 0; i < csv.out.size(); ++i) {
+        const char c = csv.out[i];
+        if (quoted && c == '"' && i + 1 < csv.out.size() && csv.out[i + 1] == '"')
+            field += '"', ++i;
+        else if (c == '"')
+            quoted = !quoted;
+        else if (!quoted && (c == ',' || c == '\n')) {
+            cells.back().push_back(field);
+            field.clear();
+            if (c == '\n')
+                cells.emplace_back();
+        } else
+            field += c;
+    }
+    cells.pop_back();
+    std::istringstream jsonLines(lines.out);
+    std::vector<json> rows;
+    for (std::string line; std::getline(jsonLines, line);)
+        rows.push_back(json::parse(line));
+    ASSERT_EQ(cells.size(), rows.size() + 1);
+    bool sawQuotedPath = false;
+    for (size_t r = 0; r < rows.size(); ++r) {
+        ASSERT_EQ(cells[r + 1].size(), cells[0].size());
+        for (size_t c = 0; c < cells[0].size(); ++c) {
+            const json &value = rows[r].at(cells[0][c]);
+            EXPECT_EQ(cells[r + 1][c], value.is_null() ? "" : value.is_string() ? value.get<std::string>() : value.dump())
+                << cells[0][c];
+        }
+        sawQuotedPath = sawQuotedPath || rows[r].at("input") == mDir + "/kv2, \"night\".zip";
+    }
+    EXPECT_TRUE(sawQuotedPath) << csv.out;
+}
+
+TEST(FleetInputs, WhatCannotBeReadIsNamed)
+{
+    char path[] = "/tmp/zsl-fleet-XXXXXX";
+    const std::string empty = mkdtemp(path);
+    kotest::TempFile log("11-23 18:46:29.123  1  1 I KoAlgoEngine: ZSL a.cpp:1 isSelectorNeeded() isNeeded 1\n");
+    const struct {
+        std::string args;
+        const char *errHas;
+    } cases[] = {
+        {"--from-log " + empty, "a folder without a file"},
+        {"--from-log - --from-log -", "standard input can be read once"},
+        {"-j 0 --from-log " + log.path(), "--jobs takes a number of threads from 1 to 1024"},
+        {"--follow --from-log " + empty, "--follow reads one log as it is written"},
+        {"--table out.txt --from-log " + log.path(), "name a .csv or .jsonl file"},
+        {"--table csv:" + log.path() + " --from-log " + log.path(), "is an input: it would be overwritten"},
+        {"--table csv:/nonexistent/t.csv --from-log " + log.path(), "cannot write /nonexistent/t.csv"},
+        {"--json --table jsonl:- --from-log " + log.path(), "one of them can have it"},
+        {"--summary-svg s.svg", "work on the logs read with --from-log"},
+    };
+    for (const auto &c : cases) {
+        Outcome run = kotest::replay(c.args);
+        EXPECT_EQ(run.status, 2) << c.args;
+        EXPECT_NE(run.err.find(c.errHas), std::string::npos) << c.args << ": " << run.err;
+    }
+    rmdir(empty.c_str());
+    EXPECT_NE(log.text().find("isNeeded 1"), std::string::npos); // the input named as table is untouched
+}
+
+TEST(FleetSummaryParts, RefusalClassesPercentilesAndFingerprints)
+{
+    const struct {
+        const char *explanation;
+        std::vector<std::string> classes;
+    } refusals[] = {
+        {"AE: state 1 SEARCHING, not 2 CONVERGED, 3 LOCKED or 4 FLASH_REQUIRED", {"ae"}},
+        {"camera 2: AF: mode 4, state 3, lens 1; camera 3: AF: android.lens.state missing", {"af"}},
+        {"camera 1: EV: frame 0, request 2; camera 2: sensor mode: frame 2, request 3", {"ev", "sensor_mode"}},
+        {"no metadata", {"no_metadata"}},
+        {"not in the log: the system log was closed", {"unlogged"}},
+        {"something the plug-in says one day", {"other"}},
+    };
+    for (const auto &c : refusals)
+        EXPECT_EQ(refusalClasses(c.explanation), c.classes) << c.explanation;
+
+    const std::vector<double> lags = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
+    for (const auto &[p, expected] : std::vector<std::pair<double, double>>{{50, 50}, {90, 90}, {99, 100}, {100, 100}, {1, 10}})
+        EXPECT_EQ(FleetSummary::percentile(lags, p), expected) << p;
+    EXPECT_EQ(FleetSummary::percentile({7}, 50), 7);
+
+    EXPECT_EQ(fingerprintDevice(kKv1Old), "kv1");
+    EXPECT_EQ(fingerprintBuild(kKv1Old), "15/AP2A.240805.005/12345:user/release-keys");
+    EXPECT_EQ(fingerprintDevice("odd"), "odd");
+    EXPECT_EQ(fingerprintBuild("odd"), "");
+}
+
+// The live log: the tool runs on a pipe the test writes line by line.
+class LiveLog {
+public:
+    LiveLog()
+    {
+        int in[2], out[2];
+        EXPECT_EQ(pipe(in), 0);
+        EXPECT_EQ(pipe(out), 0);
+        mPid = fork();
+        if (mPid == 0) {
+            dup2(in[0], 0);
+            dup2(out[1], 1);
+            for (int fd : {in[0], in[1], out[0], out[1]})
+                close(fd);
+            execl("/bin/sh", "sh", "-c", ZSL_REPLAY_COMMAND " --from-log - --follow 2>/dev/null", nullptr);
+            _exit(127);
+        }
+        close(in[0]);
+        close(out[1]);
+        mIn = in[1];
+        mOut = out[0];
+    }
+    bool write(const std::string &text) { return ::write(mIn, text.data(), text.size()) == ssize_t(text.size()); }
+    void closeInput() { close(mIn), mIn = -1; }
+    void closeOutput() { close(mOut), mOut = -1; }
+    // Reads until the output holds `text`; false at the end of the output.
+    // (The wait is bounded only so that a broken tool fails instead of hanging.)
+    bool readUntil(const std::string &text)
+    {
+        char buffer[4096];
+        while (mRead.find(text) == std::string::npos) {
+            pollfd ready{mOut, POLLIN, 0};
+            if (poll(&ready, 1, 120000) <= 0)
+                return false;
+            const ssize_t got = ::read(mOut, buffer, sizeof buffer);
+            if (got <= 0)
+                return false;
+            mRead.append(buffer, static_cast<size_t>(got));
+        }
+        return true;
+    }
+    int wait()
+    {
+        int status = 0;
+        waitpid(mPid, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    ~LiveLog()
+    {
+        if (mIn >= 0)
+            close(mIn);
+        if (mOut >= 0)
+            close(mOut);
+    }
+    const std::string &read() const { return mRead; }
+
+private:
+    pid_t mPid = -1;
+    int mIn = -1, mOut = -1;
+    std::string mRead;
+};
+
+TEST(FleetLive, EachCaptureIsExplainedOnceTheNextBegins)
+{
+    signal(SIGPIPE, SIG_IGN); // the tool may go before the test's last write
+    const std::vector<kohost::LogLine> first = exampleLines("overview", 1187, 1301, kNovember);
+    const std::vector<kohost::LogLine> second = exampleLines("motion-capture", 1187, 1301, kNovember + 500000000);
+    LiveLog live;
+    // The second capture begins on the same thread: the first is complete,
+    // and shown while the input is still open.
+    ASSERT_TRUE(live.write(logText(first) + logText(second)));
+    ASSERT_TRUE(live.readUntil("-- capture fwkFrame 100")) << live.read();
+    live.closeInput();
+    ASSERT_TRUE(live.readUntil("-- capture fwkFrame 200")) << live.read();
+    EXPECT_NE(live.read().find("took 1 of 1 requested frame: 44"), std::string::npos) << live.read();
+    EXPECT_NE(live.read().find("took 3 of 3 requested frames: 52"), std::string::npos) << live.read();
+    EXPECT_EQ(live.wait(), 0);
+}
+
+TEST(FleetLive, AReaderThatGoesAwayEndsItCleanly)
+{
+    signal(SIGPIPE, SIG_IGN);
+    LiveLog live;
+    ASSERT_TRUE(live.write(logText(exampleLines("overview", 1187, 1301, kNovember))));
+    live.closeOutput();
+    for (int i = 0; i < 3; ++i)
+        live.write(logText(exampleLines("motion-capture", 1187, 1301, kNovember + (i + 1) * 500000000)));
+    live.closeInput();
+    EXPECT_EQ(live.wait(), 0); // no crash, no SIGPIPE death
+}
+
+} // namespace
