@@ -176,8 +176,12 @@ TEST_F(FleetFolder, OneThreadAndTwoPrintTheSameBytes)
         EXPECT_EQ(one.err, two.err) << output;
         EXPECT_NE(one.out.find("AP2A.241105.001"), std::string::npos) << output;
     }
-    // The text report ends with the summary, devices in name order.
-    Outcome text = kotest::replay("--from-log " + mDir);
+    // The text report ends with the summary, devices in name order; the
+    // summary's plots name them too.
+    kotest::TempFile svg;
+    Outcome text = kotest::replay("--from-log " + mDir + " --summary-svg " + svg.path());
+    EXPECT_NE(svg.text().find(">kv2  15/AP2A.240805.005/12345:userdebug/dev-keys</title>"), std::string::npos) << svg.text();
+    EXPECT_EQ(svg.text().substr(svg.text().size() - 7), "</svg>\n");
     const auto summary = text.out.find("Summary: 4 captures from 3 inputs");
     ASSERT_NE(summary, std::string::npos) << text.out;
     EXPECT_LT(text.out.find("kv1 ", summary), text.out.find("kv2 ", summary)) << text.out;

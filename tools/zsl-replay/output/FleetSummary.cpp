@@ -166,7 +166,7 @@ std::string FleetSummary::svg() const
     // Three panels, one under the other: captures per device and build
     // (taken in full, short, not told), refusals per reason class, and the
     // taken frames' lag as a histogram with its percentiles marked.
-    const int width = 760, left = 300, barWidth = 400, rowHeight = 22;
+    const int width = 760, left = 260, barWidth = 330, rowHeight = 22;
     std::ostringstream body;
     int y = 20;
     auto title = [&](const std::string &text) {
@@ -183,16 +183,25 @@ std::string FleetSummary::svg() const
              << "</text>\n";
     };
 
-    title("Captures per device and build: taken in full, short, not told by the log");
+    title("Captures per device and build");
+    int legendX = 10;
+    for (const auto &[colour, meaning] : {std::pair{"#2e7d32", "took every frame wanted"},
+                                          std::pair{"#ef6c00", "took fewer"},
+                                          std::pair{"#9e9e9e", "not told (no selection, or not in the log)"}}) {
+        body << "<rect x=\"" << legendX << "\" y=\"" << y - 6 << "\" width=\"10\" height=\"10\" fill=\"" << colour
+             << "\"/><text x=\"" << legendX + 14 << "\" y=\"" << y + 3 << "\" class=\"small\">" << meaning << "</text>\n";
+        legendX += 30 + static_cast<int>(std::string(meaning).size()) * 5;
+    }
+    y += 12;
     size_t most = 1;
     for (const auto &entry : mGroups)
         most = std::max(most, entry.second.captures);
     auto scaled = [&](size_t count, size_t of) { return static_cast<int>(std::lround(double(count) * barWidth / double(of))); };
     for (const auto &[key, group] : mGroups) {
-        std::string name = groupName(key.first, "(no bug report)") + "  " + groupName(key.second, "");
-        if (name.size() > 44)
-            name = name.substr(0, 43) + "…";
-        label(left - 8, name, "end");
+        const std::string name = groupName(key.first, "(no bug report)") + "  " + groupName(key.second, "");
+        // A long build is cut on the plot and whole in its tooltip.
+        body << "<text x=\"" << left - 8 << "\" y=\"" << y + 12 << "\" text-anchor=\"end\"><title>" << xml(name)
+             << "</title>" << xml(name.size() > 40 ? name.substr(0, 39) + "…" : name) << "</text>\n";
         const size_t shortCount = group.takenKnown - group.takenInFull, untold = group.captures - group.takenKnown;
         const int full = scaled(group.takenInFull, most), cut = scaled(shortCount, most);
         bar(left, full, "#2e7d32", std::to_string(group.takenInFull) + " taken in full");
@@ -242,12 +251,15 @@ std::string FleetSummary::svg() const
         }
         body << "<line x1=\"" << plotLeft << "\" y1=\"" << base << "\" x2=\"" << plotLeft + plotWidth << "\" y2=\""
              << base << "\" stroke=\"#333\"/>\n";
+        int line = 0; // percentiles one under another, so that equal ones stay readable
         for (double p : kPercentiles) {
             const double value = percentile(lags, p);
             const int x = plotLeft + static_cast<int>(std::lround((value - low) / (high - low) * plotWidth));
+            const bool atRight = x > plotLeft + plotWidth - 80;
             body << "<line x1=\"" << x << "\" y1=\"" << y - 4 << "\" x2=\"" << x << "\" y2=\"" << base
-                 << "\" stroke=\"#000\" stroke-dasharray=\"3,3\"/>\n<text x=\"" << x + 3 << "\" y=\"" << y + 6
-                 << "\" class=\"small\">p" << p << " " << number(value, 1) << "</text>\n";
+                 << "\" stroke=\"#000\" stroke-dasharray=\"3,3\"/>\n<text x=\"" << x + (atRight ? -3 : 3) << "\" y=\""
+                 << y + 6 + 12 * line++ << "\" class=\"small\" text-anchor=\"" << (atRight ? "end" : "start") << "\">p" << p
+                 << " " << number(value, 1) << " ms</text>\n";
         }
         y = base + 4;
         for (double tick : {low, (low + high) / 2, high})
