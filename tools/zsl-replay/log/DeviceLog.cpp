@@ -9,6 +9,8 @@
 
 #include <log/logprint.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -20,7 +22,7 @@ namespace replay {
 namespace {
 
 constexpr std::string_view kTag = "KoAlgoEngine";
-constexpr size_t kBlockBytes = 1 << 20;
+constexpr size_t kBlockBytes = 128 << 10;
 // Longer than any line logcat writes (its limit is some 4 KiB); such a line
 // is not a log line and is passed over.
 constexpr size_t kMaxLineBytes = 1 << 20;
@@ -353,14 +355,18 @@ std::string_view withoutColour(std::string_view text, std::string &buffer)
 // the other lines of a bug report cost next to nothing.
 bool mayBeThePlugins(std::string_view text)
 {
-    return text.find(kTag) != std::string_view::npos || text.find("ZSLSelector") != std::string_view::npos ||
-           (!text.empty() && (text.front() == '[' || text.front() == '\x1b'));
+    return (!text.empty() && (text.front() == '[' || text.front() == '\x1b')) || text.find(kTag) != std::string_view::npos ||
+           text.find("ZSLSelector") != std::string_view::npos;
 }
 
 } // namespace
 
 std::optional<kohost::LogLine> DeviceLogReader::read(std::string_view text, uint64_t number)
 {
+    if (!mLong && !mayBeThePlugins(text)) { // most lines of a log: neither the plug-in's nor naming its tag
+        mUnderstood = false;
+        return std::nullopt;
+    }
     auto line = readLine(text);
     if (!line && !mUnderstood && text.find(kTag) != std::string_view::npos && mUnread++ == 0)
         mFirstUnread = number;
@@ -476,17 +482,44 @@ std::optional<kohost::LogLine> readDeviceLogLine(std::string_view text)
     return DeviceLogReader().read(text, 1);
 }
 
-bool forEachLine(const ByteReader &read, const std::function<void(std::string_view)> &line,
-                 const std::function<void(const std::string &)> &problem)
+bool forEachLine(const ByteReader &read, const std::function<bool(std::string_view, uint64_t)> &line,
+                 const std::function<void(const std::string &)> &problem, const LineFilter *filter)
 {
-    const std::unique_ptr<char[]> block(new char[kBlockBytes]); // not cleared: the reader fills what is read
+    // Page-aligned, and small enough to stay in the cache between the
+    // kernel's copy and the line search; not cleared: the reader fills it.
+    const std::unique_ptr<char, void (*)(void *)> block(static_cast<char *>(std::aligned_alloc(4096, kBlockBytes)),
+                                                        std::free);
     std::string carried; // the start of a line that crosses a block's end
     bool skipping = false; // inside a line too long to keep
+    bool wantNext = false;
     uint64_t number = 0;
+    std::vector<const char *> nextMark(filter ? filter->marks.size() : 0); // in the block, at or after a line's start
+    std::array<bool, 256> startsWanted{}; // a look-up, not a search, on every line
+    for (char c : filter ? filter->starts : std::string_view())
+        startsWanted[static_cast<unsigned char>(c)] = true;
+    auto wanted = [&](std::string_view text, const char *start, const char *end) {
+        if (!filter || wantNext || (!text.empty() && startsWanted[static_cast<unsigned char>(text.front())]))
+            return true;
+        for (size_t i = 0; i < nextMark.size(); ++i) {
+            if (!start) { // a line carried across blocks: searched whole
+                if (text.find(filter->marks[i]) != std::string_view::npos)
+                    return true;
+                continue;
+            }
+            if (nextMark[i] < start) {
+                const auto at = std::string_view(start, static_cast<size_t>(end - start)).find(filter->marks[i]);
+                nextMark[i] = at == std::string_view::npos ? end : start + at;
+            }
+            if (nextMark[i] < start + text.size())
+                return true;
+        }
+        return false;
+    };
     long got;
     while ((got = read(block.get(), kBlockBytes)) > 0) {
         const char *at = block.get();
         const char *end = at + got;
+        std::fill(nextMark.begin(), nextMark.end(), nullptr);
         while (at < end) {
             const char *newline = static_cast<const char *>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
             if (!newline) {
@@ -502,14 +535,15 @@ bool forEachLine(const ByteReader &read, const std::function<void(std::string_vi
             if (skipping) {
                 problem("line " + std::to_string(number) + " is longer than " + std::to_string(kMaxLineBytes) +
                         " bytes and was passed over");
-                line({});
+                wantNext = line({}, number);
                 skipping = false;
             } else if (!carried.empty()) {
                 carried.append(at, newline);
-                line(carried);
+                if (wanted(carried, nullptr, end))
+                    wantNext = line(carried, number);
                 carried.clear();
-            } else {
-                line(std::string_view(at, static_cast<size_t>(newline - at)));
+            } else if (const std::string_view text(at, static_cast<size_t>(newline - at)); wanted(text, at, end)) {
+                wantNext = line(text, number);
             }
             at = newline + 1;
         }
@@ -520,6 +554,12 @@ bool forEachLine(const ByteReader &read, const std::function<void(std::string_vi
     if (skipping || !carried.empty())
         problem("the log ends in the middle of line " + std::to_string(number + 1) + ", which is left out");
     return true;
+}
+
+const LineFilter &DeviceLogReader::filter()
+{
+    static const LineFilter kFilter{{kTag, "ZSLSelector"}, "[\x1b"};
+    return kFilter;
 }
 
 void DeviceLogReader::finish(const std::function<void(const std::string &)> &problem)
@@ -543,14 +583,14 @@ bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, 
                    const std::function<void(const std::string &)> &problem)
 {
     DeviceLogReader reader;
-    uint64_t number = 0;
     const bool read = forEachLine(
         streamReader(stream),
-        [&](std::string_view text) {
-            if (auto ours = reader.read(text, ++number))
+        [&](std::string_view text, uint64_t number) {
+            if (auto ours = reader.read(text, number))
                 line(std::move(*ours), number);
+            return reader.inLongEntry();
         },
-        problem);
+        problem, &DeviceLogReader::filter());
     reader.finish(problem);
     return read;
 }

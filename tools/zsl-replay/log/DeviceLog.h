@@ -20,6 +20,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace replay {
 
@@ -43,12 +44,22 @@ using ByteReader = std::function<long(char *buffer, size_t size)>;
 // A stdio stream's bytes.
 ByteReader streamReader(std::FILE *stream);
 
+// Which lines a reader wants handed over: those holding one of `marks`,
+// those starting with one of `starts`, and each line after one for which it
+// answered true. The marks are searched block by block, so that the lines
+// passed over cost little more than finding their ends.
+struct LineFilter {
+    std::vector<std::string_view> marks;
+    std::string_view starts;
+};
+
 // Splits a byte stream into lines, block by block: memory stays one block
-// and one line, whatever the stream's size. A line longer than any log line
-// is reported to `problem` and handed over empty; a line cut by the end is
-// reported and left out. False when the stream reports an error.
-bool forEachLine(const ByteReader &read, const std::function<void(std::string_view)> &line,
-                 const std::function<void(const std::string &)> &problem);
+// and one line, whatever the stream's size. Each line comes with its number;
+// without a filter, every line. A line longer than any log line is reported
+// to `problem` and handed over empty; a line cut by the end is reported and
+// left out. False when the stream reports an error.
+bool forEachLine(const ByteReader &read, const std::function<bool(std::string_view, uint64_t)> &line,
+                 const std::function<void(const std::string &)> &problem, const LineFilter *filter = nullptr);
 
 // Reads a log line after line: a long entry's header and message come on
 // separate lines. Each plug-in line comes back with its time (nanoseconds,
@@ -64,6 +75,11 @@ public:
     // The year and month a bug report was taken: lines without a year take it.
     void setReportDate(int year, int month) { mReportYear = year, mReportMonth = month; }
     void finish(const std::function<void(const std::string &)> &problem);
+    // Inside a long entry, whose message lines name neither tag nor plug-in.
+    bool inLongEntry() const { return mLong.has_value(); }
+    // The lines read() may take: every other line is neither the plug-in's
+    // nor a line naming its tag, nor a long entry's header.
+    static const LineFilter &filter();
 
 private:
     std::optional<kohost::LogLine> readLine(std::string_view text);

@@ -143,23 +143,31 @@ public:
         startCopy();
         mReader = DeviceLogReader();
         applyReportDate();
-        uint64_t number = 0;
-        if (!forEachLine(text, [&](std::string_view line) { this->line(line, ++number); }, mProblem))
+        // A bug report's header and section lines start with '=', 'B' and '-'.
+        static const std::string kStarts = std::string(DeviceLogReader::filter().starts) + "=B-";
+        static const LineFilter kFilter{DeviceLogReader::filter().marks, kStarts};
+        if (!forEachLine(text, [&](std::string_view line, uint64_t number) { return this->line(line, number); },
+                         mProblem, &kFilter))
             throw InputError{"cannot read " + what + ": " + std::strerror(errno)};
         mReader.finish(mProblem);
         endCopy();
     }
 
+    // A zip's entries may hold the same lines (logd's files, the report).
+    void severalSources() { mSeveralSources = true; }
+
 private:
-    void line(std::string_view text, uint64_t number)
+    // True while the next line is wanted whatever it holds.
+    bool line(std::string_view text, uint64_t number)
     {
         if (section(text))
-            return;
+            return false;
         if (mReport && !mInLogSection)
-            return;
+            return false;
         if (auto ours = mReader.read(text, number))
             if (firstCopy(*ours))
                 mLine(std::move(*ours), number);
+        return mReader.inLongEntry();
     }
 
     // A bug report's own lines: its header, and the lines that open and
@@ -167,7 +175,9 @@ private:
     // the duration of 'NAME' ------"). True when the line is one of them.
     bool section(std::string_view text)
     {
-        if (!text.empty() && text.back() == '\r')
+        if (text.empty() || (text[0] != '=' && text[0] != 'B' && text[0] != '-')) // most lines, at one compare
+            return false;
+        if (text.back() == '\r')
             text.remove_suffix(1);
         if (text.rfind("== dumpstate: ", 0) == 0) {
             mReport = true;
@@ -228,6 +238,8 @@ private:
     }
     bool firstCopy(const kohost::LogLine &line)
     {
+        if (!mReport && !mSeveralSources) // a plain log is its only copy
+            return true;
         const std::string text = key(line);
         const unsigned count = ++mThisCopy[text];
         auto before = mBefore.find(text);
@@ -239,6 +251,7 @@ private:
     LogOrigin &mOrigin;
     DeviceLogReader mReader;
     bool mReport = false, mInLogSection = true;
+    bool mSeveralSources = false; // a zip's entries
     std::map<std::string, unsigned> mBefore, mThisCopy;
 };
 
@@ -358,6 +371,7 @@ std::string readLogInput(const std::string &path, const std::function<void(kohos
         if (isZip(first)) {
             if (fd == STDIN_FILENO)
                 return "a zip on standard input: give the zip's file name instead";
+            reading.severalSources();
             readZip(path, reading);
         } else {
             reading.source(first, in, path);
