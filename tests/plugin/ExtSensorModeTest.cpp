@@ -83,12 +83,14 @@ const std::string kFail = "D [ZSLSelector] checkDesiredSensorMode fail!  fwkFram
 
 std::string wanted(int32_t mode)
 {
-    return "D [ZSLSelector] get korvan.ext.control.policy.sensorMode successful, desiredSensorMode = " +
-           std::to_string(mode);
+    // Appended, not added: GCC 12 warns falsely on a literal + to_string.
+    std::string text = "D [ZSLSelector] get korvan.ext.control.policy.sensorMode successful, desiredSensorMode = ";
+    return text += std::to_string(mode);
 }
 std::string requested(int32_t mode)
 {
-    return "D [ZSLSelector] fwkFrame:20 zslFrame: 8 reqestFrame reqDesiredSensorMode:" + std::to_string(mode);
+    std::string text = "D [ZSLSelector] fwkFrame:20 zslFrame: 8 reqestFrame reqDesiredSensorMode:";
+    return text += std::to_string(mode);
 }
 const std::string kTagMissing =
     "D [ZSLSelector] get korvan.ext.control.policy.sensorMode failed, desiredSensorMode = -1";
