@@ -1,9 +1,14 @@
 // Fuzzes the device-log reader: any bytes as a phone's log, a bug report,
-// its zip or a gzip file (the seeds hold each). Each capture
-// rebuilt from it is reported as text, JSON, SVG and Perfetto, and written as
-// a trace, which must read back as a valid trace: what the reader makes of a
-// log is never a trace zsl-replay itself would refuse.
+// its zip or a gzip file (the seeds hold each), read whole and as a live
+// log. Each capture rebuilt from it is reported as text, JSON, SVG,
+// Perfetto, capture-table rows (every JSON line must parse back, and CSV
+// has one line per row) and the fleet summary, and written as a trace,
+// which must read back as a valid trace: what the reader makes of a log is
+// never a trace zsl-replay itself would refuse.
 
+#include <CaptureTable.h>
+#include <FleetSummary.h>
+#include <LiveImporter.h>
 #include <LogImporter.h>
 #include <LogInput.h>
 #include <Perfetto.h>
@@ -15,6 +20,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -27,15 +33,47 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (fd < 0 || write(fd, data, size) != static_cast<ssize_t>(size))
         std::abort();
     replay::LogImporter importer("fuzz.log");
+    std::ostringstream out;
+    replay::LiveImporter live("fuzz.log", [&](replay::SessionOutcome capture, const std::vector<std::string> &) {
+        replay::writeText(out, capture, true);
+    });
     replay::LogOrigin origin;
     replay::readLogInput(
         "/proc/self/fd/" + std::to_string(fd),
-        [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [&](kohost::LogLine line, uint64_t number) {
+            live.add(line, number);
+            importer.add(std::move(line), number);
+        },
         [&](const std::string &problem) { importer.problem(problem); }, origin);
     close(fd);
+    live.finish();
     const replay::SessionOutcome session = importer.finish();
-    std::ostringstream out;
     replay::writeText(out, session, true);
+
+    std::ostringstream csv, jsonLines;
+    replay::CaptureTableWriter csvTable(csv, replay::CaptureTableWriter::Format::Csv);
+    replay::CaptureTableWriter jsonTable(jsonLines, replay::CaptureTableWriter::Format::JsonLines);
+    replay::FleetSummary summary;
+    const std::vector<replay::CaptureRow> rows = replay::captureRows(session);
+    for (const replay::CaptureRow &row : rows) {
+        csvTable.write(row);
+        jsonTable.write(row);
+        summary.add(row);
+    }
+    size_t rowsRead = 0;
+    std::istringstream jsonRows(jsonLines.str());
+    for (std::string line; std::getline(jsonRows, line); ++rowsRead)
+        if (!nlohmann::json::accept(line)) {
+            std::fprintf(stderr, "a capture-table row is not JSON: %s\n", line.c_str());
+            std::abort();
+        }
+    // Fields with a line end are quoted, so a CSV line may hold part of a row only: at least one per row.
+    const std::string csvText = csv.str();
+    const size_t csvLines = static_cast<size_t>(std::count(csvText.begin(), csvText.end(), '\n'));
+    if (rowsRead != rows.size() || csvLines < rows.size() + 1)
+        std::abort();
+    summary.writeText(out);
+    out << summary.svg() << summary.toJson().dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     // As zsl-replay writes JSON: a log's bytes that are not UTF-8 become U+FFFD.
     constexpr auto replace = nlohmann::json::error_handler_t::replace;
     out << replay::toJson(session).dump(-1, ' ', false, replace) << replay::drawTimeline({session})

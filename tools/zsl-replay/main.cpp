@@ -138,7 +138,7 @@ int androidLogPriority()
 }
 
 // The plug-in's Android-log lines at or above a priority, as `adb logcat
-// -v threadtime` shows them.
+// -v FORMAT` shows them.
 void writeAndroidLog(std::ostream &out, const replay::SessionOutcome &outcome, int minimumPriority,
                      const std::string &format = "threadtime")
 {

@@ -2,14 +2,12 @@
 
 #include "LogBatch.h"
 
+#include "InOrderPool.h"
 #include "LogImporter.h"
 #include "LogInput.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
-#include <thread>
 
 namespace replay {
 
@@ -80,47 +78,8 @@ LogRead readLogSource(const LogSource &source)
 
 void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const std::function<void(LogRead)> &done)
 {
-    if (jobs <= 1 || sources.size() <= 1) {
-        for (const LogSource &source : sources)
-            done(readLogSource(source));
-        return;
-    }
-    // Workers take the next source while it is at most `ahead` past the one
-    // handed back next; the calling thread hands results back in order.
-    const size_t ahead = 2 * size_t(jobs);
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<std::optional<LogRead>> results(sources.size());
-    size_t nextTaken = 0, nextDone = 0;
-    auto work = [&] {
-        std::unique_lock<std::mutex> guard(lock);
-        for (;;) {
-            changed.wait(guard, [&] { return nextTaken >= sources.size() || nextTaken < nextDone + ahead; });
-            if (nextTaken >= sources.size())
-                return;
-            const size_t index = nextTaken++;
-            guard.unlock();
-            LogRead read = readLogSource(sources[index]);
-            guard.lock();
-            results[index] = std::move(read);
-            changed.notify_all();
-        }
-    };
-    std::vector<std::thread> workers;
-    for (unsigned i = 0; i < std::min<size_t>(jobs, sources.size()); ++i)
-        workers.emplace_back(work);
-    for (; nextDone < sources.size();) {
-        std::unique_lock<std::mutex> guard(lock);
-        changed.wait(guard, [&] { return results[nextDone].has_value(); });
-        LogRead read = std::move(*results[nextDone]);
-        results[nextDone].reset();
-        ++nextDone;
-        changed.notify_all();
-        guard.unlock();
-        done(std::move(read));
-    }
-    for (std::thread &worker : workers)
-        worker.join();
+    forEachInOrder(sources.size(), jobs, 2 * size_t(jobs), [&](size_t index) { return readLogSource(sources[index]); },
+                   done);
 }
 
 } // namespace replay
