@@ -207,7 +207,7 @@ void listTags()
         }
 }
 
-volatile int gStop = 0; // set by Ctrl-C in a live log
+volatile std::sig_atomic_t gStop = 0; // set by Ctrl-C in a live log
 
 void stopReading(int)
 {

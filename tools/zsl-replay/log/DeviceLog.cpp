@@ -1,7 +1,7 @@
 // Reading and writing the plug-in's lines in a device log's formats. The
 // reader scans without regular expressions or backtracking: a line of any
-// length costs linear time, and a line that is not the plug-in's costs one
-// search for its tag.
+// length costs linear time, and a line that holds neither the tag nor the
+// plug-in's file name costs only the search for its end.
 
 #include "DeviceLog.h"
 

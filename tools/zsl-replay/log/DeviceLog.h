@@ -9,7 +9,8 @@
  * stream in large blocks. A line is the plug-in's by its tag, or, where the
  * format names none (thread, raw), by its message being one the plug-in
  * writes; a line naming the tag in any other shape is counted as a problem.
- * Every other line is passed over at the cost of one or two searches.
+ * Every other line is passed over; with the reader's LineFilter, at the
+ * cost of finding its end.
  */
 
 #include <LogRecorder.h>

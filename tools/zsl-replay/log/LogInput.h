@@ -13,6 +13,7 @@
 
 #include <LogRecorder.h>
 
+#include <csignal>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -30,7 +31,7 @@ struct LogOrigin {
 // for a second, and reading ends as at the end of input once `*stop` is set.
 struct LiveReading {
     std::function<void()> idle;
-    const volatile int *stop = nullptr;
+    const volatile std::sig_atomic_t *stop = nullptr;
 };
 
 // Reads path ("-": standard input) and hands each plug-in line with its line

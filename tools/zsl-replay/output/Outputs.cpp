@@ -14,10 +14,12 @@ Outputs::Outputs(std::ostream &out, OutputOptions options) : mOut(out), mOptions
 
 void Outputs::add(SessionOutcome session)
 {
-    for (const CaptureRow &row : captureRows(session)) {
-        if (mTable)
-            mTable->write(row);
-        mSummary.add(row);
+    if (mTable || mOptions.summary) {
+        for (const CaptureRow &row : captureRows(session)) {
+            if (mTable)
+                mTable->write(row);
+            mSummary.add(row);
+        }
     }
     if (mOptions.table)
         mOptions.table->flush();

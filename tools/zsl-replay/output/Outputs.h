@@ -14,7 +14,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -27,7 +26,7 @@ struct OutputOptions {
     bool json = false;         // JSON instead of text
     bool jsonLines = false;    // ... one session per line, as it comes (a live log)
     bool withLog = false;      // the plug-in's lines in the text report
-    bool summary = false;      // the fleet summary, with more than one capture
+    bool summary = false;      // the fleet summary, with more than one capture (and --summary-svg)
     std::string plugin;        // the plug-in replayed, for the JSON report
     std::ostream *table = nullptr;
     CaptureTableWriter::Format tableFormat = CaptureTableWriter::Format::Csv;
