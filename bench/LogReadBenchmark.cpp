@@ -3,8 +3,9 @@
 // plug-in's, the captures of examples/device.log over and over. Reports the
 // bytes read per second on one core and the process's peak memory.
 
-#include <DeviceLog.h>
-#include <LogImporter.h>
+#include "log/LineParser.h"
+#include "output/LogcatWriter.h"
+#include "log/LogImporter.h"
 
 #include <benchmark/benchmark.h>
 
@@ -16,6 +17,9 @@
 #include <fstream>
 #include <string>
 #include <vector>
+
+using namespace zsl::outcome;
+using namespace zsl::log;
 
 namespace {
 
@@ -56,8 +60,8 @@ void BM_ReadThreadtimeLog(benchmark::State &state)
     size_t bytes = 0, captures = 0;
     for (auto _ : state) {
         std::FILE *stream = std::fopen(path.c_str(), "rb");
-        replay::LogImporter importer(path);
-        replay::readDeviceLog(
+        LogImporter importer(path);
+        readDeviceLog(
             stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
             [](const std::string &) {});
         bytes += static_cast<size_t>(std::ftell(stream));

@@ -6,16 +6,16 @@
 // which must read back as a valid trace: what the reader makes of a log is
 // never a trace zsl-replay itself would refuse.
 
-#include <CaptureTable.h>
-#include <FleetSummary.h>
-#include <LiveImporter.h>
-#include <LogImporter.h>
-#include <LogInput.h>
-#include <Perfetto.h>
-#include <Report.h>
-#include <Timeline.h>
-#include <TraceReader.h>
-#include <TraceWriter.h>
+#include "output/CaptureTable.h"
+#include "output/FleetSummary.h"
+#include "log/LiveImporter.h"
+#include "log/LogImporter.h"
+#include "log/LogInput.h"
+#include "output/Perfetto.h"
+#include "output/Report.h"
+#include "output/Timeline.h"
+#include "replay/TraceReader.h"
+#include "output/TraceWriter.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -26,19 +26,24 @@
 #include <sstream>
 #include <string>
 
+using namespace zsl::outcome;
+using namespace zsl::replay;
+using namespace zsl::log;
+using namespace zsl::output;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     // In memory, under a path: libzip opens a zip by its name.
     const int fd = memfd_create("fuzz-log", 0);
     if (fd < 0 || write(fd, data, size) != static_cast<ssize_t>(size))
         std::abort();
-    replay::LogImporter importer("fuzz.log");
+    LogImporter importer("fuzz.log");
     std::ostringstream out;
-    replay::LiveImporter live("fuzz.log", [&](replay::SessionOutcome capture, const std::vector<std::string> &) {
-        replay::writeText(out, capture, true);
+    LiveImporter live("fuzz.log", [&](SessionOutcome capture, const std::vector<std::string> &) {
+        writeText(out, capture, true);
     });
-    replay::LogOrigin origin;
-    replay::readLogInput(
+    LogOrigin origin;
+    readLogInput(
         "/proc/self/fd/" + std::to_string(fd),
         [&](kohost::LogLine line, uint64_t number) {
             live.add(line, number);
@@ -47,15 +52,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         [&](const std::string &problem) { importer.problem(problem); }, origin);
     close(fd);
     live.finish();
-    const replay::SessionOutcome session = importer.finish();
-    replay::writeText(out, session, true);
+    const SessionOutcome session = importer.finish();
+    writeText(out, session, true);
 
     std::ostringstream csv, jsonLines;
-    replay::CaptureTableWriter csvTable(csv, replay::CaptureTableWriter::Format::Csv);
-    replay::CaptureTableWriter jsonTable(jsonLines, replay::CaptureTableWriter::Format::JsonLines);
-    replay::FleetSummary summary;
-    const std::vector<replay::CaptureRow> rows = replay::captureRows(session);
-    for (const replay::CaptureRow &row : rows) {
+    CaptureTableWriter csvTable(csv, CaptureTableWriter::Format::Csv);
+    CaptureTableWriter jsonTable(jsonLines, CaptureTableWriter::Format::JsonLines);
+    FleetSummary summary;
+    const std::vector<CaptureRow> rows = captureRows(session);
+    for (const CaptureRow &row : rows) {
         csvTable.write(row);
         jsonTable.write(row);
         summary.add(row);
@@ -76,15 +81,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     out << summary.svg() << summary.toJson().dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     // As zsl-replay writes JSON: a log's bytes that are not UTF-8 become U+FFFD.
     constexpr auto replace = nlohmann::json::error_handler_t::replace;
-    out << replay::toJson(session).dump(-1, ' ', false, replace) << replay::drawTimeline({session})
-        << replay::perfettoTrace({session}).dump(-1, ' ', false, replace);
-    for (const replay::StepOutcome &step : session.steps) {
+    out << toJson(session).dump(-1, ' ', false, replace) << drawTimeline({session})
+        << perfettoTrace({session}).dump(-1, ' ', false, replace);
+    for (const StepOutcome &step : session.steps) {
         if (!step.selectRan)
             continue;
-        const std::string trace = replay::traceFromLog(session, step).dump(-1, ' ', false, replace);
+        const std::string trace = traceFromLog(session, step).dump(-1, ' ', false, replace);
         try {
-            replay::parseTrace(trace, "from-log.json");
-        } catch (const replay::TraceError &error) {
+            parseTrace(trace, "from-log.json");
+        } catch (const TraceError &error) {
             std::fprintf(stderr, "a trace written from a log does not read back: %s\n%s\n", error.what(), trace.c_str());
             std::abort();
         }

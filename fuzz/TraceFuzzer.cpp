@@ -3,11 +3,11 @@
 // as text, JSON and SVG. Reading may only refuse with a TraceError; nothing
 // may crash, overflow or hang.
 
-#include <Expectations.h>
-#include <Replayer.h>
-#include <Report.h>
-#include <Timeline.h>
-#include <TraceReader.h>
+#include "replay/Expectations.h"
+#include "replay/Replayer.h"
+#include "output/Report.h"
+#include "output/Timeline.h"
+#include "replay/TraceReader.h"
 
 #include <PluginSession.h>
 #include <kodebug/SystemLogSink.h>
@@ -15,6 +15,11 @@
 #include <dlfcn.h>
 
 #include <sstream>
+
+using namespace zsl::outcome;
+using namespace zsl::replay;
+using namespace zsl::log;
+using namespace zsl::output;
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
@@ -28,19 +33,19 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    replay::TraceSpec trace;
+    TraceSpec trace;
     try {
-        trace = replay::parseTrace(std::string(reinterpret_cast<const char *>(data), size), "fuzz.json");
-    } catch (const replay::TraceError &) {
+        trace = parseTrace(std::string(reinterpret_cast<const char *>(data), size), "fuzz.json");
+    } catch (const TraceError &) {
         return 0;
     }
-    static const replay::Replayer replayer(kohost::defaultPluginPath());
-    const replay::SessionOutcome outcome = replayer.run(trace);
+    static const Replayer replayer(kohost::defaultPluginPath());
+    const SessionOutcome outcome = replayer.run(trace);
     for (size_t s = 0; s < trace.steps.size(); ++s)
         if (trace.steps[s].expect)
-            replay::differences(*trace.steps[s].expect, outcome.steps[s]);
+            differences(*trace.steps[s].expect, outcome.steps[s]);
     std::ostringstream text;
-    replay::writeText(text, outcome, true);
-    text << replay::toJson(outcome).dump() << replay::drawTimeline({outcome});
+    writeText(text, outcome, true);
+    text << toJson(outcome).dump() << drawTimeline({outcome});
     return 0;
 }

@@ -12,7 +12,7 @@
 #include <PluginSession.h>
 
 #ifdef ZSL_CHECK_MESSAGES_KNOWN
-#include <PluginMessages.h>
+#include "messages/PluginMessages.h"
 #include <gtest/gtest.h>
 #endif
 
@@ -27,7 +27,7 @@ inline std::vector<std::string> texts(const std::vector<kohost::LogLine> &lines)
     std::vector<std::string> out;
     for (const kohost::LogLine &line : lines) {
 #ifdef ZSL_CHECK_MESSAGES_KNOWN
-        const replay::PluginMessage *known = replay::findPluginMessage(line.text);
+        const zsl::messages::PluginMessage *known = zsl::messages::findPluginMessage(line.text);
         EXPECT_TRUE(known && std::string(1, known->level) == line.level)
             << "the log reader does not know this line: " << line.level << " " << line.text;
 #endif

@@ -7,10 +7,11 @@
 #include "Containers.h"
 #include "ReplayCli.h"
 
-#include <DeviceLog.h>
+#include "log/LineParser.h"
+#include "output/LogcatWriter.h"
 #include <PluginLoader.h>
-#include <Replayer.h>
-#include <TraceReader.h>
+#include "replay/Replayer.h"
+#include "replay/TraceReader.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +22,10 @@
 
 namespace {
 
-using namespace replay;
+using namespace zsl::outcome;
+using namespace zsl::replay;
+using namespace zsl::log;
+using namespace zsl::output;
 using kotest::Outcome;
 using kotest::TempFile;
 using kotest::gzip;
@@ -124,7 +128,7 @@ TEST_P(BugReports, EachCaptureOnceWithTheDeviceAndTime)
         input = zipOf(entries);
     }
     TempFile file(input);
-    Outcome run = kotest::replay("--from-log " + file.path());
+    Outcome run = kotest::replay("explain " + file.path());
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(count(run.out, "-- capture fwkFrame 100: pid 1187 tid 1301"), 1u) << run.out;
@@ -148,7 +152,7 @@ TEST(BugReportYear, ALogWithoutYearsCrossesTheNewYear)
 {
     const int64_t newYear = 1798761600000000000; // 2027-01-01 00:00:00 UTC
     TempFile file(bugReportText(pluginLines(newYear - 20000000), "2027-01-01 00:05:00"));
-    Outcome run = kotest::replay("--from-log " + file.path());
+    Outcome run = kotest::replay("explain " + file.path());
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(count(run.out, "-- capture fwkFrame"), 2u) << run.out;
@@ -173,7 +177,7 @@ TEST(BugReportBadContainers, OneLineAndExitStatusTwo)
     };
     for (const auto &c : cases) {
         TempFile file(c.input);
-        Outcome run = kotest::replay("--from-log " + file.path());
+        Outcome run = kotest::replay("explain " + file.path());
         EXPECT_EQ(run.status, 2) << c.errHas;
         EXPECT_NE(run.err.find(c.errHas), std::string::npos) << run.err;
         EXPECT_EQ(count(run.err, "\n"), 1u) << run.err;

@@ -4,13 +4,14 @@
 
 #include "ReplayCli.h"
 
-#include <DeviceLog.h>
-#include <LogImporter.h>
-#include <Perfetto.h>
+#include "log/LineParser.h"
+#include "output/LogcatWriter.h"
+#include "log/LogImporter.h"
+#include "output/Perfetto.h"
 #include <PluginLoader.h>
-#include <Replayer.h>
-#include <TraceReader.h>
-#include <TraceWriter.h>
+#include "replay/Replayer.h"
+#include "replay/TraceReader.h"
+#include "output/TraceWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +25,10 @@
 
 namespace {
 
-using namespace replay;
+using namespace zsl::outcome;
+using namespace zsl::replay;
+using namespace zsl::log;
+using namespace zsl::output;
 using kotest::Outcome;
 using kotest::TempFile;
 using nlohmann::json;
@@ -390,7 +394,7 @@ TEST(DeviceLogLines, OtherShapesAndOtherTags)
                              "zsdTs:99900000000 curTime:100000000000",
                              "11-23 18:46:29.123  1234  1240 I KoAlgoEngine: " MESSAGE "\r",
                              "11-23 18:46:29.123 cameraserver  1234  1240 I KoAlgoEngine: " MESSAGE}) {
-        const auto read = readDeviceLogLine(line);
+        const auto read = parseLogLine(line);
         ASSERT_TRUE(read.has_value()) << line;
         EXPECT_EQ(read->text, "[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
     }
@@ -400,7 +404,7 @@ TEST(DeviceLogLines, OtherShapesAndOtherTags)
                              "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------",
                              "--------- beginning of main", "KoAlgoEngine", "", "[ZSL]", "[ ]",
                              "11-23 18:46:29.123 KoAlgoEngine: x"})
-        EXPECT_FALSE(readDeviceLogLine(line).has_value()) << line;
+        EXPECT_FALSE(parseLogLine(line).has_value()) << line;
 }
 
 // A damaged log: what can be read is read, and each problem is one line.
@@ -435,7 +439,7 @@ TEST_P(DeviceLogBadInput, ResultForWhatCanBeReadAndOneLinePerProblem)
     else if (edit == "unknownText")
         text = log + "01-01 00:01:40.000  1  1 D KoAlgoEngine: ZSL f.cpp:1 f()something new\n";
     TempFile file(text);
-    Outcome run = kotest::replay("--from-log " + file.path());
+    Outcome run = kotest::replay("explain " + file.path());
     EXPECT_EQ(run.status, c.status) << run.err;
     EXPECT_NE(run.err.find(c.errHas), std::string::npos) << run.err;
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), c.errLines) << run.err;
@@ -461,11 +465,11 @@ TEST(DeviceLogBadInputFiles, DirectoryMissingFileAndNonUtf8)
     // A log's bytes need not be UTF-8: JSON shows U+FFFD in their place.
     TempFile notUtf8("11-23 18:46:29.123  1  1 I KoAlgoEngine: ZSL a.cpp:1 selectZSLFrames()[ZSLSelector] "
                      "fwkFrame:9 [q\xff] Current Consumer list: 1 \n");
-    Outcome json = kotest::replay("--json --from-log " + notUtf8.path());
+    Outcome json = kotest::replay("explain --json " + notUtf8.path());
     EXPECT_EQ(json.status, 0) << json.err;
     EXPECT_NE(json.out.find("q\xEF\xBF\xBD"), std::string::npos) << json.out;
 
-    Outcome missing = kotest::replay("--from-log /nonexistent.log");
+    Outcome missing = kotest::replay("explain /nonexistent.log");
     EXPECT_EQ(missing.status, 2);
     EXPECT_NE(missing.err.find("cannot read /nonexistent.log: No such file"), std::string::npos) << missing.err;
 }
@@ -521,7 +525,7 @@ TEST(PerfettoExport, ReplayAndLogFollowTheTraceEventFormat)
 {
     TempFile replayTrace, logTrace, log;
     ASSERT_EQ(kotest::replay("--write-logcat " + log.path() + " --perfetto " + replayTrace.path()).status, 0);
-    ASSERT_EQ(kotest::replay("--from-log " + log.path() + " --perfetto " + logTrace.path()).status, 0);
+    ASSERT_EQ(kotest::replay("explain " + log.path() + " --perfetto=" + logTrace.path()).status, 0);
     for (const TempFile *file : {&replayTrace, &logTrace}) {
         const json trace = json::parse(file->text());
         expectValidTraceEvents(trace);

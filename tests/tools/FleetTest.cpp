@@ -7,13 +7,14 @@
 #include "Containers.h"
 #include "ReplayCli.h"
 
-#include <CaptureTable.h>
-#include <DeviceLog.h>
-#include <FleetSummary.h>
-#include <PluginLines.h>
+#include "output/CaptureTable.h"
+#include "log/LineParser.h"
+#include "output/LogcatWriter.h"
+#include "output/FleetSummary.h"
+#include "outcome/PluginLines.h"
 #include <PluginLoader.h>
-#include <Replayer.h>
-#include <TraceReader.h>
+#include "replay/Replayer.h"
+#include "replay/TraceReader.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -31,7 +32,10 @@
 
 namespace {
 
-using namespace replay;
+using namespace zsl::outcome;
+using namespace zsl::replay;
+using namespace zsl::log;
+using namespace zsl::output;
 using kotest::Outcome;
 using nlohmann::json;
 
@@ -130,7 +134,7 @@ TEST_F(FleetFolder, TableAndSummaryCountWhatTheCapturesExpect)
 {
     kotest::TempFile table;
     const std::string jsonl = table.path() + ".jsonl";
-    Outcome run = kotest::replay("--json -j 2 --from-log " + mDir + " --table " + jsonl);
+    Outcome run = kotest::replay("explain --json -j 2 " + mDir + " --table " + jsonl);
     EXPECT_EQ(run.status, 2) << run.err; // the damaged zip
     EXPECT_NE(run.err.find(mDir + "/kv1/damaged.zip: not a readable zip"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find("1 file in the folders given holds no line of the plug-in"), std::string::npos) << run.err;
@@ -169,8 +173,8 @@ TEST_F(FleetFolder, TableAndSummaryCountWhatTheCapturesExpect)
 TEST_F(FleetFolder, OneThreadAndTwoPrintTheSameBytes)
 {
     for (const char *output : {"", "--json", "--table csv:-"}) {
-        Outcome one = kotest::replay(std::string(output) + " -j 1 --from-log " + mDir);
-        Outcome two = kotest::replay(std::string(output) + " -j2 --from-log " + mDir);
+        Outcome one = kotest::replay("explain " + std::string(output) + " -j 1 " + mDir);
+        Outcome two = kotest::replay("explain " + std::string(output) + " --jobs=2 " + mDir);
         EXPECT_EQ(one.status, 2);
         EXPECT_EQ(one.out, two.out) << output;
         EXPECT_EQ(one.err, two.err) << output;
@@ -179,7 +183,7 @@ TEST_F(FleetFolder, OneThreadAndTwoPrintTheSameBytes)
     // The text report ends with the summary, devices in name order; the
     // summary's plots name them too.
     kotest::TempFile svg;
-    Outcome text = kotest::replay("--from-log " + mDir + " --summary-svg " + svg.path());
+    Outcome text = kotest::replay("explain " + mDir + " --summary-svg " + svg.path());
     EXPECT_NE(svg.text().find(">kv2  15/AP2A.240805.005/12345:userdebug/dev-keys</title>"), std::string::npos) << svg.text();
     EXPECT_EQ(svg.text().substr(svg.text().size() - 7), "</svg>\n");
     const auto summary = text.out.find("Summary: 4 captures from 3 inputs");
@@ -193,8 +197,8 @@ TEST_F(FleetFolder, CsvHoldsTheRowsOfJsonLines)
 {
     std::filesystem::remove(mDir + "/kv1/damaged.zip");
     std::filesystem::rename(mDir + "/kv2.zip", mDir + "/kv2, \"night\".zip");
-    Outcome csv = kotest::replay("--table csv:- --from-log " + mDir);
-    Outcome lines = kotest::replay("--table jsonl:- --from-log " + mDir);
+    Outcome csv = kotest::replay("explain --table csv:- " + mDir);
+    Outcome lines = kotest::replay("explain --table=jsonl:- " + mDir);
     ASSERT_EQ(csv.status, 0) << csv.err;
     // RFC 4180: fields split at commas outside quotes, "" inside quotes is one quote.
     std::vector<std::vector<std::string>> cells(1);
@@ -242,15 +246,15 @@ TEST(FleetInputs, WhatCannotBeReadIsNamed)
         std::string args;
         const char *errHas;
     } cases[] = {
-        {"--from-log " + empty, "a folder without a file"},
-        {"--from-log - --from-log -", "standard input can be read once"},
-        {"-j 0 --from-log " + log.path(), "--jobs takes a number of threads from 1 to 1024"},
-        {"--follow --from-log " + empty, "--follow reads one log as it is written"},
-        {"--table out.txt --from-log " + log.path(), "name a .csv or .jsonl file"},
-        {"--table csv:" + log.path() + " --from-log " + log.path(), "is an input: it would be overwritten"},
-        {"--table csv:/nonexistent/t.csv --from-log " + log.path(), "cannot write /nonexistent/t.csv"},
-        {"--json --table jsonl:- --from-log " + log.path(), "one of them can have it"},
-        {"--summary-svg s.svg", "work on the logs read with --from-log"},
+        {"explain " + empty, "a folder without a file"},
+        {"explain - -", "standard input can be read once"},
+        {"explain -j 0 " + log.path(), "--jobs: takes a number of threads from 1 to 1024"},
+        {"explain --follow " + empty, "--follow reads one log as it is written"},
+        {"explain --table out.txt " + log.path(), "name a .csv or .jsonl file"},
+        {"explain --table csv:" + log.path() + " " + log.path(), "is an input: it would be overwritten"},
+        {"explain --table csv:/nonexistent/t.csv " + log.path(), "cannot write /nonexistent/t.csv"},
+        {"explain --json --table jsonl:- " + log.path(), "one of them can have it"},
+        {"--summary-svg s.svg", "--summary-svg is an option of zsl-replay explain, not of replay"},
     };
     for (const auto &c : cases) {
         Outcome run = kotest::replay(c.args);
@@ -302,7 +306,7 @@ public:
             dup2(out[1], 1);
             for (int fd : {in[0], in[1], out[0], out[1]})
                 close(fd);
-            execl("/bin/sh", "sh", "-c", ZSL_REPLAY_COMMAND " --from-log - --follow 2>/dev/null", nullptr);
+            execl("/bin/sh", "sh", "-c", ZSL_REPLAY_COMMAND " explain - --follow 2>/dev/null", nullptr);
             _exit(127);
         }
         close(in[0]);

@@ -2,13 +2,15 @@
 // with no more than `ahead` items taken past the one handed back next; built
 // in every configuration, so that ThreadSanitizer watches the hand-over.
 
-#include <InOrderPool.h>
+#include "log/InOrderPool.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <string>
 #include <vector>
+
+using namespace zsl::log;
 
 namespace {
 
@@ -26,7 +28,7 @@ TEST_P(InOrderPool, HandsBackInOrderWithinTheWindow)
     std::atomic<size_t> handedBack{0}, worstAhead{0};
     std::vector<int> calls(c.count);
     std::vector<std::string> seen;
-    replay::forEachInOrder(
+    forEachInOrder(
         c.count, c.jobs, c.ahead,
         [&](size_t index) {
             ++calls[index]; // each item by one worker only: a second would race here

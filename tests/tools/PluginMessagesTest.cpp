@@ -2,7 +2,7 @@
 // every message in its sources is in the table with its level, and nothing
 // else; and a line is matched to a format exactly.
 
-#include <PluginMessages.h>
+#include "messages/PluginMessages.h"
 
 #include <gtest/gtest.h>
 
@@ -15,9 +15,9 @@
 
 namespace {
 
-using replay::fillsFormat;
-using replay::findPluginMessage;
-using replay::pluginMessages;
+using zsl::messages::fillsFormat;
+using zsl::messages::findPluginMessage;
+using zsl::messages::pluginMessages;
 
 // Each ZSL_LOGD/ZSL_LOGI format in a source file, adjacent literals joined.
 std::set<std::pair<std::string, char>> formatsIn(const std::string &path)
@@ -47,7 +47,7 @@ TEST(PluginMessages, TheTableHoldsEveryMessageOfThePluginAndNoOther)
                              "odm/policy/zsl/mtk/ZSLSelectorExt.h", "common/api/ZSLSelectorBase.h"})
         inSources.merge(formatsIn(std::string(ZSL_SOURCE_DIR "/") + file));
     std::set<std::pair<std::string, char>> inTable;
-    for (const replay::PluginMessage &message : pluginMessages())
+    for (const zsl::messages::PluginMessage &message : pluginMessages())
         inTable.insert({message.format, message.level});
     EXPECT_GT(inSources.size(), 50u); // the scan found the plug-in's messages
     for (const auto &[format, level] : inSources)

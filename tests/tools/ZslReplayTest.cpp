@@ -299,10 +299,13 @@ const std::string kNeededLine = " D KoAlgoEngine: ZSL ZSLSelectorDefault.cpp:";
 INSTANTIATE_TEST_SUITE_P(
     Table, ZslReplayCommandLine,
     testing::Values(
-        CliCase{"help", "", "--help", 0, "Exit status:", {}},
+        CliCase{"help", "", "--help", 0, "Subcommands:", {}},
+        CliCase{"replayHelp", "", "replay --help", 0, "Exit status:", {}},
+        CliCase{"explainHelp", "", "explain --help", 0, "adb logcat -v threadtime | zsl-replay explain - --follow", {}},
+        CliCase{"tagsHelp", "", "tags --help", 0, "zsl-replay tags | grep", {}},
         CliCase{"version", "", "--version", 0, "zsl-replay ", {}},
-        CliCase{"listTags", "", "--list-tags", 0, "byte\tandroid.control.afMode", {}},
-        CliCase{"unknownOption", "", "--jsn", 2, "", {"unknown option --jsn (see zsl-replay --help)"}},
+        CliCase{"tags", "", "tags", 0, "byte\tandroid.control.afMode", {}},
+        CliCase{"unknownOption", "", "--jsn", 2, "", {"zsl-replay replay: unknown option --jsn (see zsl-replay replay --help)"}},
         CliCase{"standardInput", "", "- < TRACE", 0, "(<stdin>)", {"01-01 00:01:40.000 ", "01-01 00:01:40.000 "}},
         // A bad trace is named; the good one is still replayed.
         CliCase{"badTraceFailsAlone", "ANDROID_LOG_TAGS='*:S'", "/nonexistent.json TRACE", 2, "ZSL needed: no",
@@ -319,9 +322,10 @@ INSTANTIATE_TEST_SUITE_P(
         CliCase{"pluginMissing", "", "--plugin /nonexistent/com.korvan.zsl.default.so", 2, "",
                 {"cannot load the plug-in /nonexistent/com.korvan.zsl.default.so: "}},
         CliCase{"pluginWithoutFactory", "", "--plugin libm.so.6", 2, "", {"undefined symbol: createZSLSelector"}},
-        CliCase{"logWithTraceIsRefused", "", "TRACE --from-log TRACE", 2, "", {"--from-log reads logs and replays nothing"}},
+        CliCase{"explainOptionIsRefused", "", "TRACE --follow", 2, "", {"--follow is an option of zsl-replay explain, not of replay"}},
+        CliCase{"replayOptionIsRefused", "", "explain TRACE --plugin=x", 2, "", {"--plugin is an option of zsl-replay replay, not of explain"}},
         CliCase{"writeTracesNeedsADirectory", "cd " ZSL_SOURCE_DIR " &&",
-                "--from-log examples/device.log --write-traces /nonexistent", 2, "fwkFrame 400",
+                "explain examples/device.log --write-traces /nonexistent", 2, "",
                 {"--write-traces /nonexistent: not a directory"}}),
     [](const testing::TestParamInfo<CliCase> &info) { return info.param.name; });
 

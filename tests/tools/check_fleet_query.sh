@@ -9,7 +9,7 @@ dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 cd "$dir"
 $replay --write-logcat device.log >/dev/null 2>&1
-$replay --from-log device.log --from-log device.log --table captures.csv >/dev/null
+$replay explain device.log device.log --table captures.csv >/dev/null
 rows=$(($(wc -l <captures.csv) - 1))
 counted=$(sqlite3 -csv :memory: <"$query" | awk -F, '{ n += $3 } END { print n }')
 echo "table rows: $rows, captures counted by the query: $counted"

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-namespace replay {
+namespace zsl::log {
 
 template <typename Work, typename Done>
 void forEachInOrder(size_t count, unsigned jobs, size_t ahead, const Work &work, const Done &done)
@@ -62,4 +62,4 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, const Work &work,
         thread.join();
 }
 
-} // namespace replay
+} // namespace zsl::log

@@ -1,12 +1,15 @@
 // Captures handed over as soon as they are complete.
 
-#include "LiveImporter.h"
+#include "log/LiveImporter.h"
 
-#include "PluginMessages.h"
+#include "messages/PluginMessages.h"
 
 #include <algorithm>
 
-namespace replay {
+namespace zsl::log {
+
+using namespace zsl::outcome;
+using namespace zsl::messages;
 
 void LiveImporter::completeWhere(const std::function<bool(const Held &)> &isComplete)
 {
@@ -31,8 +34,8 @@ void LiveImporter::complete(Held &held)
 {
     LogImporter importer(mFile);
     const int pid = held.lines.front().first.pid;
-    if (auto config = mConfig.find(pid); config != mConfig.end())
-        importer.add(config->second.first, config->second.second);
+    if (held.config)
+        importer.add(held.config->first, held.config->second);
     if (mDebugProcesses.count(pid))
         importer.assumeDebugLevel(pid);
     for (auto &[line, number] : held.lines)
@@ -66,7 +69,11 @@ void LiveImporter::add(kohost::LogLine line, uint64_t lineNumber)
             mHeld.erase(current);
         }
     }
-    Held &held = mHeld[key];
+    auto [at, began] = mHeld.try_emplace(key);
+    Held &held = at->second;
+    if (began)
+        if (auto config = mConfig.find(line.pid); config != mConfig.end())
+            held.config = config->second;
     held.selected = held.selected || kind == MessageKind::SelectStart || kind == MessageKind::Select;
     held.checked = held.checked || (kind != MessageKind::Needed && kind != MessageKind::SelectStart &&
                                     kind != MessageKind::Select);
@@ -74,4 +81,4 @@ void LiveImporter::add(kohost::LogLine line, uint64_t lineNumber)
     held.lines.emplace_back(std::move(line), lineNumber);
 }
 
-} // namespace replay
+} // namespace zsl::log

@@ -10,25 +10,26 @@
  * what earlier lines told of its log level, and handed over at once.
  */
 
-#include "LogImporter.h"
+#include "log/LogImporter.h"
 
 #include <LogRecorder.h>
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace replay {
+namespace zsl::log {
 
 class LiveImporter {
 public:
     // `done` receives each complete capture as a session of its own, with
     // the warnings its lines gave.
-    using Done = std::function<void(SessionOutcome, const std::vector<std::string> &warnings)>;
+    using Done = std::function<void(outcome::SessionOutcome, const std::vector<std::string> &warnings)>;
     LiveImporter(std::string file, Done done) : mFile(std::move(file)), mDone(std::move(done)) {}
 
     void add(kohost::LogLine line, uint64_t lineNumber);
@@ -41,6 +42,9 @@ public:
 private:
     static constexpr int64_t kQuietNs = 1000000000;
     struct Held {
+        // The process's configuration line when the capture began: a later
+        // one (a selector made again) comes after the capture's lines.
+        std::optional<std::pair<kohost::LogLine, uint64_t>> config;
         std::vector<std::pair<kohost::LogLine, uint64_t>> lines;
         bool selected = false, checked = false;
         int64_t lastTimeNs = 0;
@@ -56,4 +60,4 @@ private:
     uint64_t mLinesUsed = 0;
 };
 
-} // namespace replay
+} // namespace zsl::log

@@ -1,15 +1,18 @@
 // Many logs read in parallel, handed back in order.
 
-#include "LogBatch.h"
+#include "log/LogBatch.h"
 
-#include "InOrderPool.h"
-#include "LogImporter.h"
-#include "LogInput.h"
+#include "log/InOrderPool.h"
+#include "log/LogImporter.h"
+#include "log/LogInput.h"
+#include "outcome/Error.h"
 
 #include <algorithm>
 #include <filesystem>
 
-namespace replay {
+namespace zsl::log {
+
+using namespace zsl::outcome;
 
 std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, std::vector<std::string> &errors)
 {
@@ -48,31 +51,28 @@ LogRead readLogSource(const LogSource &source)
 {
     LogRead read;
     read.source = source;
-    LogImporter importer(source.path);
-    LogOrigin origin;
-    const std::string error = readLogInput(
-        source.path, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-        [&](const std::string &problem) { importer.problem(problem); }, origin);
-    if (!error.empty()) {
-        read.messages.push_back(error);
-        read.failed = true;
-        return read;
-    }
-    SessionOutcome session = importer.finish();
-    session.fingerprint = origin.fingerprint;
-    session.reportTime = origin.reportTime;
-    for (const std::string &warning : importer.warnings())
-        read.messages.push_back(source.path + ": warning: " + warning);
-    if (importer.linesUsed() == 0) {
-        read.withoutPluginLines = true;
-        // Named alone, a log without the plug-in is a wrong file; in a folder, a report of another day.
-        if (!source.inFolder) {
-            read.messages.push_back(source.path + ": no line of the plug-in (tag KoAlgoEngine) in this log");
-            read.failed = true;
+    try {
+        LogImporter importer(source.path);
+        LogOrigin origin;
+        readLogInput(
+            source.path, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+            [&](const std::string &problem) { importer.problem(problem); }, origin);
+        SessionOutcome session = importer.finish();
+        session.fingerprint = origin.fingerprint;
+        session.reportTime = origin.reportTime;
+        for (const std::string &warning : importer.warnings())
+            read.warnings.push_back(source.path + ": warning: " + warning);
+        if (importer.linesUsed() == 0) {
+            read.withoutPluginLines = true;
+            // Named alone, a log without the plug-in is a wrong file; in a folder, a report of another day.
+            if (!source.inFolder)
+                throw Error(source.path + ": no line of the plug-in (tag KoAlgoEngine) in this log");
+            return read;
         }
-        return read;
+        read.session = std::move(session);
+    } catch (const Error &) {
+        read.error = std::current_exception(); // crosses to the thread that reports it
     }
-    read.session = std::move(session);
     return read;
 }
 
@@ -82,4 +82,4 @@ void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const 
                    done);
 }
 
-} // namespace replay
+} // namespace zsl::log

@@ -10,14 +10,15 @@
  * is kept of the captures.
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::log {
 
 struct LogSource {
     std::string path;        // "-": standard input
@@ -27,9 +28,9 @@ struct LogSource {
 // One input read.
 struct LogRead {
     LogSource source;
-    std::optional<SessionOutcome> session; // empty: nothing to explain
-    std::vector<std::string> messages;     // for standard error, in order, without the program's name
-    bool failed = false;                   // an error (exit status 2)
+    std::optional<outcome::SessionOutcome> session; // empty: nothing to explain
+    std::vector<std::string> warnings;     // for standard error, in order, without the program's name
+    std::exception_ptr error;              // an outcome::Error: the input could not be explained
     bool withoutPluginLines = false;       // read, but holds no line of the plug-in
 };
 
@@ -37,11 +38,11 @@ struct LogRead {
 // readable becomes a message in `errors`.
 std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, std::vector<std::string> &errors);
 
-// Reads one input.
+// Reads one input; its error is handed over in the LogRead, not thrown.
 LogRead readLogSource(const LogSource &source);
 
 // Reads the sources on `jobs` threads (1: on this one) and hands each to
 // `done` on the calling thread, in the sources' order.
 void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const std::function<void(LogRead)> &done);
 
-} // namespace replay
+} // namespace zsl::log

@@ -4,18 +4,21 @@
 // (the first EV line of a qualification, the refusal lines, the
 // super-resolution line, the sensor-mode check's last line).
 
-#include "LogImporter.h"
+#include "log/LogImporter.h"
 
-#include "DeviceLog.h"
-#include "PluginLines.h"
-#include "PluginMessages.h"
+#include "log/LineParser.h"
+#include "outcome/PluginLines.h"
+#include "messages/PluginMessages.h"
 
 #include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string_view>
 
-namespace replay {
+namespace zsl::log {
+
+using namespace zsl::outcome;
+using namespace zsl::messages;
 
 namespace {
 
@@ -579,4 +582,4 @@ SessionOutcome LogImporter::finish()
     return std::move(mSession);
 }
 
-} // namespace replay
+} // namespace zsl::log

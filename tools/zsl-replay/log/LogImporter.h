@@ -11,8 +11,8 @@
  * grows with the captures found, not with the log.
  */
 
-#include "Outcome.h"
-#include "PluginMessages.h"
+#include "outcome/Outcome.h"
+#include "messages/PluginMessages.h"
 
 #include <cstdint>
 #include <map>
@@ -23,7 +23,7 @@
 #include <utility>
 #include <vector>
 
-namespace replay {
+namespace zsl::log {
 
 class LogImporter {
 public:
@@ -36,7 +36,7 @@ public:
     void assumeDebugLevel(int pid) { mDebugProcesses.insert(pid); }
 
     // The captures found, in the order of their first line; call once.
-    SessionOutcome finish();
+    outcome::SessionOutcome finish();
     const std::vector<std::string> &warnings() const { return mWarnings; }
     uint64_t linesUsed() const { return mLinesUsed; }
 
@@ -61,7 +61,7 @@ private:
     };
 
     struct Thread {
-        int pid = 0, tid = 0; // as the log shows them (kUnknownId: not shown)
+        int pid = 0, tid = 0; // as the log shows them (outcome::kUnknownId: not shown)
         std::optional<size_t> selecting; // the step whose selection lines are open
         std::optional<size_t> capture;   // the step the next checks belong to
         size_t nextSelected = 0;
@@ -75,19 +75,19 @@ private:
     // A problem of one line: its kind (counted, listed ten times at most) and details.
     void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail);
     void selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts);
-    void checkLine(Thread &thread, MessageKind kind, kohost::LogLine line, uint64_t lineNumber);
+    void checkLine(Thread &thread, messages::MessageKind kind, kohost::LogLine line, uint64_t lineNumber);
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);
     // A new step of the thread's, labelled with where its lines start.
-    StepOutcome &addStep(const Thread &thread, StepKind kind, const std::string &where, const kohost::LogLine &first);
+    outcome::StepOutcome &addStep(const Thread &thread, outcome::StepKind kind, const std::string &where, const kohost::LogLine &first);
     static std::string who(const Thread &thread);
     // What the whole log tells about each step's process: whether it wrote
     // debug lines decides what their absence means.
     void resolveLevels();
     bool debugLevel(size_t step) const;
 
-    SessionOutcome mSession;
+    outcome::SessionOutcome mSession;
     // By process and thread; without thread ids in the log, by process and
     // -2 - fwkFrame, and kNeededWaiting for an answer of isSelectorNeeded.
     std::map<std::pair<int, int64_t>, Thread> mThreads;
@@ -104,4 +104,4 @@ private:
     uint64_t mLinesUsed = 0;
 };
 
-} // namespace replay
+} // namespace zsl::log

@@ -4,9 +4,10 @@
 // compared with the copies before it, so that a line dumpstate wrote twice
 // is handed over once.
 
-#include "LogInput.h"
+#include "log/LogInput.h"
 
-#include "DeviceLog.h"
+#include "log/LineParser.h"
+#include "outcome/Error.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -24,7 +25,9 @@
 #include <string_view>
 #include <vector>
 
-namespace replay {
+namespace zsl::log {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -36,18 +39,15 @@ constexpr uint64_t kBombBytes = uint64_t(64) << 20;
 constexpr uint64_t kBombRatio = 100;
 constexpr std::string_view kPersistentLogs = "FS/data/misc/logd/";
 
-// Thrown inside a source's reading, caught where the input is read: a
-// damaged or overexpanding container ends the whole input with one line.
-struct InputError {
-    std::string text;
-};
+// A damaged or overexpanding container ends the whole input with one
+// line: an outcome::Error thrown where it is found.
 
 void checkExpansion(uint64_t expanded, uint64_t compressed, const std::string &what)
 {
     if (expanded > kBombBytes && expanded / kBombRatio > compressed)
-        throw InputError{what + " expands to more than " + std::to_string(kBombRatio) +
+        throw Error(what + " expands to more than " + std::to_string(kBombRatio) +
                          " times its compressed size (past " + std::to_string(kBombBytes >> 20) +
-                         " MiB): not a log (a zip bomb?)"};
+                         " MiB): not a log (a zip bomb?)");
 }
 
 // gzip through zlib, over any byte stream; several members in a row too.
@@ -56,7 +56,7 @@ public:
     Gunzip(ByteReader in, std::string what) : mIn(std::move(in)), mWhat(std::move(what))
     {
         if (inflateInit2(&mZ, 16 + MAX_WBITS) != Z_OK)
-            throw InputError{mWhat + ": zlib cannot start"};
+            throw Error(mWhat + ": zlib cannot start");
     }
     ~Gunzip() { inflateEnd(&mZ); }
     Gunzip(const Gunzip &) = delete;
@@ -73,7 +73,7 @@ public:
                     return -1;
                 if (got == 0) {
                     if (!mBetweenMembers)
-                        throw InputError{mWhat + ": the gzip data is cut short"};
+                        throw Error(mWhat + ": the gzip data is cut short");
                     mDone = true;
                     break;
                 }
@@ -87,7 +87,7 @@ public:
                 mBetweenMembers = true;
                 inflateReset(&mZ);
             } else if (status != Z_OK && status != Z_BUF_ERROR) {
-                throw InputError{mWhat + ": damaged gzip data (" + (mZ.msg ? mZ.msg : "zlib error") + ")"};
+                throw Error(mWhat + ": damaged gzip data (" + (mZ.msg ? mZ.msg : "zlib error") + ")");
             }
         }
         const long produced = static_cast<long>(size - mZ.avail_out);
@@ -141,14 +141,14 @@ public:
         const ByteReader text = gunzip ? ByteReader([&gunzip](char *b, size_t s) { return gunzip->read(b, s); })
                                        : withHead;
         startCopy();
-        mReader = DeviceLogReader();
+        mReader = LineParser();
         applyReportDate();
         // A bug report's header and section lines start with '=', 'B' and '-'.
-        static const std::string kStarts = std::string(DeviceLogReader::filter().starts) + "=B-";
-        static const LineFilter kFilter{DeviceLogReader::filter().marks, kStarts};
+        static const std::string kStarts = std::string(LineParser::filter().starts) + "=B-";
+        static const LineFilter kFilter{LineParser::filter().marks, kStarts};
         if (!forEachLine(text, [&](std::string_view line, uint64_t number) { return this->line(line, number); },
                          mProblem, &kFilter))
-            throw InputError{"cannot read " + what + ": " + std::strerror(errno)};
+            throw Error("cannot read " + what + ": " + std::strerror(errno));
         mReader.finish(mProblem);
         endCopy();
     }
@@ -206,7 +206,7 @@ private:
         mInLogSection = text.rfind("------ SYSTEM LOG ", 0) == 0 || text.rfind("------ LAST LOGCAT ", 0) == 0;
         if (mInLogSection) {
             startCopy();
-            mReader = DeviceLogReader();
+            mReader = LineParser();
             applyReportDate();
         }
         return true;
@@ -249,7 +249,7 @@ private:
     const std::function<void(kohost::LogLine, uint64_t)> &mLine;
     const Problem &mProblem;
     LogOrigin &mOrigin;
-    DeviceLogReader mReader;
+    LineParser mReader;
     bool mReport = false, mInLogSection = true;
     bool mSeveralSources = false; // a zip's entries
     std::map<std::string, unsigned> mBefore, mThisCopy;
@@ -266,7 +266,7 @@ void readZip(const std::string &path, Reading &reading)
         zip_error_init_with_code(&error, code);
         const std::string text = path + ": not a readable zip (" + zip_error_strerror(&error) + ")";
         zip_error_fini(&error);
-        throw InputError{text};
+        throw Error(text);
     }
     auto entryText = [&](zip_int64_t index) {
         const std::string name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
@@ -276,13 +276,13 @@ void readZip(const std::string &path, Reading &reading)
         std::unique_ptr<zip_file_t, int (*)(zip_file_t *)> file(
             zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0), zip_fclose);
         if (!file)
-            throw InputError{path + ": cannot open " + name + " (" + zip_strerror(archive.get()) + ")"};
+            throw Error(path + ": cannot open " + name + " (" + zip_strerror(archive.get()) + ")");
         const std::string what = path + " (" + name + ")";
         uint64_t expanded = 0;
         ByteReader in = [&](char *buffer, size_t size) -> long {
             const zip_int64_t got = zip_fread(file.get(), buffer, size);
             if (got < 0)
-                throw InputError{what + ": damaged (" + zip_file_strerror(file.get()) + ")"};
+                throw Error(what + ": damaged (" + zip_file_strerror(file.get()) + ")");
             expanded += static_cast<uint64_t>(got);
             checkExpansion(expanded, (stat.valid & ZIP_STAT_COMP_SIZE) ? stat.comp_size : 0, what);
             return static_cast<long>(got);
@@ -316,8 +316,8 @@ void readZip(const std::string &path, Reading &reading)
             persistent.emplace_back(base.size() > 7 && base[6] == '.' ? std::atoi(base.data() + 7) : 0, index);
     }
     if (mainEntry < 0 && persistent.empty())
-        throw InputError{path + ": a zip without a bug report (no main_entry.txt, bugreport-*.txt or " +
-                         std::string(kPersistentLogs) + ")"};
+        throw Error(path + ": a zip without a bug report (no main_entry.txt, bugreport-*.txt or " +
+                         std::string(kPersistentLogs) + ")");
     std::sort(persistent.rbegin(), persistent.rend());
     for (const auto &[age, index] : persistent)
         entryText(index);
@@ -327,17 +327,17 @@ void readZip(const std::string &path, Reading &reading)
 
 } // namespace
 
-std::string readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+void readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
                          const std::function<void(const std::string &)> &problem, LogOrigin &origin,
                          const LiveReading *live)
 {
     const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return "cannot read " + path + ": " + std::strerror(errno);
+        throw Error("cannot read " + path + ": " + std::strerror(errno));
     const std::unique_ptr<const int, void (*)(const int *)> owned(fd == STDIN_FILENO ? nullptr : &fd,
                                                                   [](const int *open) { close(*open); });
     Reading reading(line, problem, origin);
-    try {
+    {
         // Whatever has arrived: a pipe's lines are read as they are written.
         ByteReader in = [fd, live](char *buffer, size_t size) -> long {
             for (;;) {
@@ -362,7 +362,7 @@ std::string readLogInput(const std::string &path, const std::function<void(kohos
         while (got < sizeof head) {
             const long more = in(head + got, sizeof head - got);
             if (more < 0)
-                return "cannot read " + path + ": " + std::strerror(errno);
+                throw Error("cannot read " + path + ": " + std::strerror(errno));
             if (more == 0)
                 break;
             got += static_cast<size_t>(more);
@@ -370,16 +370,13 @@ std::string readLogInput(const std::string &path, const std::function<void(kohos
         const std::string first(head, got);
         if (isZip(first)) {
             if (fd == STDIN_FILENO)
-                return "a zip on standard input: give the zip's file name instead";
+                throw Error("a zip on standard input: give the zip's file name instead");
             reading.severalSources();
             readZip(path, reading);
         } else {
             reading.source(first, in, path);
         }
-    } catch (const InputError &error) {
-        return error.text;
     }
-    return "";
 }
 
-} // namespace replay
+} // namespace zsl::log

@@ -18,7 +18,7 @@
 #include <functional>
 #include <string>
 
-namespace replay {
+namespace zsl::log {
 
 // What a bug report says of where and when it was taken (empty for a log).
 struct LogOrigin {
@@ -36,9 +36,9 @@ struct LiveReading {
 
 // Reads path ("-": standard input) and hands each plug-in line with its line
 // number (in the entry that holds it) to `line`, each problem of the log to
-// `problem`. Answers an error text when the input cannot be read, else "".
-std::string readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
-                         const std::function<void(const std::string &)> &problem, LogOrigin &origin,
-                         const LiveReading *live = nullptr);
+// `problem`. Throws outcome::Error when the input cannot be read.
+void readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+                  const std::function<void(const std::string &)> &problem, LogOrigin &origin,
+                  const LiveReading *live = nullptr);
 
-} // namespace replay
+} // namespace zsl::log

@@ -1,11 +1,11 @@
 // Android's names of the frame-check tags' values, as in CameraMetadata.
 
-#include "AndroidEnums.h"
+#include "outcome/AndroidEnums.h"
 
 #include <algorithm>
 #include <map>
 
-namespace replay {
+namespace zsl::outcome {
 
 const std::vector<std::string> *enumNames(uint32_t tag)
 {
@@ -29,4 +29,4 @@ std::optional<int> enumValue(uint32_t tag, const std::string &name)
     return at == names->end() ? std::nullopt : std::optional<int>(static_cast<int>(at - names->begin()));
 }
 
-} // namespace replay
+} // namespace zsl::outcome

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::outcome {
 
 // The names of a tag's values in value order, or null for a tag without.
 const std::vector<std::string> *enumNames(uint32_t tag);
@@ -19,4 +19,4 @@ const std::vector<std::string> *enumNames(uint32_t tag);
 // The value a name stands for, or nullopt.
 std::optional<int> enumValue(uint32_t tag, const std::string &name);
 
-} // namespace replay
+} // namespace zsl::outcome

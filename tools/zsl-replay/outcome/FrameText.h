@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::outcome {
 
 inline std::string frameText(const std::vector<uint32_t> &frames, const std::string &none = "none")
 {
@@ -16,4 +16,4 @@ inline std::string frameText(const std::vector<uint32_t> &frames, const std::str
     return text.empty() ? none : text;
 }
 
-} // namespace replay
+} // namespace zsl::outcome

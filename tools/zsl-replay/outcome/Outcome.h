@@ -7,7 +7,7 @@
  * that any other source of the same facts can feed them too.
  */
 
-#include "StepKind.h"
+#include "outcome/StepKind.h"
 
 #include <LogRecorder.h>
 #include <ZSLSelectorBase.h>
@@ -19,7 +19,11 @@
 #include <utility>
 #include <vector>
 
-namespace replay {
+namespace zsl::outcome {
+
+// A process or thread id the line's format does not show (brief, time and
+// process show no thread; tag and raw no process either).
+constexpr int kUnknownId = -1;
 
 // One queue as the host held it at the step's capture moment.
 struct QueueView {
@@ -108,4 +112,4 @@ struct SessionOutcome {
     std::string fingerprint, reportTime; // a bug report's build fingerprint and time
 };
 
-} // namespace replay
+} // namespace zsl::outcome

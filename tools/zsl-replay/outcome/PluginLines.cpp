@@ -3,9 +3,9 @@
 // line of any length (a list of thousands of frames, a queue name of
 // megabytes) costs linear time and no stack.
 
-#include "PluginLines.h"
+#include "outcome/PluginLines.h"
 
-#include "AndroidEnums.h"
+#include "outcome/AndroidEnums.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,7 +13,7 @@
 #include <set>
 #include <string_view>
 
-namespace replay {
+namespace zsl::outcome {
 
 namespace {
 
@@ -191,4 +191,4 @@ std::vector<std::string> refusalClasses(std::string_view explanation)
     return classes;
 }
 
-} // namespace replay
+} // namespace zsl::outcome

@@ -7,7 +7,7 @@
  * alone, whatever output or device they came from.
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
 #include <LogRecorder.h>
 
@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-namespace replay {
+namespace zsl::outcome {
 
 // Fills the consumer and producer lists, a motion capture's anchor, the
 // shutter times logged, zsdTs, curTime, anchorOffset, csbegin, anchorFrame
@@ -59,4 +59,4 @@ Refusal refusal(const std::vector<kohost::LogLine> &lines);
 constexpr const char *kRefusalClasses[] = {"ae", "af", "ev", "sensor_mode", "no_metadata", "unlogged", "other"};
 std::vector<std::string> refusalClasses(std::string_view explanation);
 
-} // namespace replay
+} // namespace zsl::outcome

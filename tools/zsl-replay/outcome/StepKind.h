@@ -2,7 +2,7 @@
 // The kinds of step a capture session is made of, shared by a trace and the
 // account of what happened in it.
 
-namespace replay {
+namespace zsl::outcome {
 
 enum class StepKind {
     Capture, // isSelectorNeeded, then selectZSLFrames, then checkFrame per selected frame
@@ -26,4 +26,4 @@ inline const char *stepKindName(StepKind kind)
     return "";
 }
 
-} // namespace replay
+} // namespace zsl::outcome

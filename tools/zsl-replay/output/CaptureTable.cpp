@@ -1,15 +1,16 @@
 // One row per capture, and its CSV and JSON Lines.
 
-#include "CaptureTable.h"
+#include "output/CaptureTable.h"
 
-#include "DeviceLog.h"
-#include "FrameText.h"
-#include "PluginLines.h"
+#include "outcome/FrameText.h"
+#include "outcome/PluginLines.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace replay {
+namespace zsl::output {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -187,4 +188,4 @@ void CaptureTableWriter::write(const CaptureRow &row)
     mOut << line << "\n";
 }
 
-} // namespace replay
+} // namespace zsl::output

@@ -10,7 +10,7 @@
  * of docs/capture-table.md; the fleet summary reads the same rows.
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
 #include <nlohmann/json.hpp>
 
@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::output {
 
 // The schema's name and version, in every row: a reader of many files
 // knows each row's columns.
@@ -44,7 +44,7 @@ struct CaptureRow {
     std::vector<double> takenLagsMs; // of the taken frames whose shutter time is known
     size_t takenLagUnknown = 0;      // taken frames whose shutter time is not in the log
     size_t checks = 0;
-    std::map<std::string, size_t> refused; // frames refused, by reason class (kRefusalClasses)
+    std::map<std::string, size_t> refused; // frames refused, by reason class (outcome::kRefusalClasses)
     size_t refusedFrames = 0;
     size_t verdictUnknown = 0;
     std::vector<std::string> unknown; // what the log could not tell
@@ -55,7 +55,7 @@ struct CaptureRow {
 std::string fingerprintDevice(const std::string &fingerprint);
 std::string fingerprintBuild(const std::string &fingerprint);
 
-std::vector<CaptureRow> captureRows(const SessionOutcome &session);
+std::vector<CaptureRow> captureRows(const outcome::SessionOutcome &session);
 
 // A row as the schema's JSON object; a value not known is null.
 nlohmann::ordered_json toJson(const CaptureRow &row);
@@ -73,4 +73,4 @@ private:
     Format mFormat;
 };
 
-} // namespace replay
+} // namespace zsl::output

@@ -1,15 +1,17 @@
 // The fleet summary: text, JSON and SVG from the capture table's rows.
 
-#include "FleetSummary.h"
+#include "output/FleetSummary.h"
 
-#include "PluginLines.h"
+#include "outcome/PluginLines.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
 
-namespace replay {
+namespace zsl::output {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -278,4 +280,4 @@ std::string FleetSummary::svg() const
     return out.str();
 }
 
-} // namespace replay
+} // namespace zsl::output

@@ -8,7 +8,7 @@
  * glance. What the logs could not tell is counted apart, never guessed.
  */
 
-#include "CaptureTable.h"
+#include "output/CaptureTable.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-namespace replay {
+namespace zsl::output {
 
 class FleetSummary {
 public:
@@ -52,4 +52,4 @@ private:
     size_t mLagUnknown = 0;
 };
 
-} // namespace replay
+} // namespace zsl::output

@@ -1,60 +1,39 @@
-// The outputs asked for, fed session by session.
+// Every sink fed every session; their errors reported in one place.
 
-#include "Outputs.h"
+#include "output/Outputs.h"
 
-#include "Report.h"
+#include "outcome/Error.h"
 
-namespace replay {
+#include <algorithm>
+#include <iostream>
+#include <sstream>
 
-Outputs::Outputs(std::ostream &out, OutputOptions options) : mOut(out), mOptions(std::move(options))
+namespace zsl::output {
+
+template <typename Step> void Outputs::guarded(Step step)
 {
-    if (mOptions.table)
-        mTable.emplace(*mOptions.table, mOptions.tableFormat);
+    try {
+        step();
+    } catch (const outcome::Error &error) {
+        std::istringstream lines(error.what());
+        for (std::string line; std::getline(lines, line);)
+            std::cerr << "zsl-replay: " << line << "\n";
+        mFailed = true;
+    }
 }
 
-void Outputs::add(SessionOutcome session)
+void Outputs::add(const outcome::SessionOutcome &session)
 {
-    if (mTable || mOptions.summary) {
-        for (const CaptureRow &row : captureRows(session)) {
-            if (mTable)
-                mTable->write(row);
-            mSummary.add(row);
-        }
-    }
-    if (mOptions.table)
-        mOptions.table->flush();
-    if (mOptions.report) {
-        if (!mOptions.json)
-            writeText(mOut, session, mOptions.withLog), mOut << "\n";
-        else if (mOptions.jsonLines)
-            mOut << jsonText(toJson(session)) << "\n";
-        else
-            mTraces.push_back(toJson(session));
-        mOut.flush();
-    }
-    if (mOptions.keepSessions)
-        mSessions.push_back(std::move(session));
+    const bool rows = std::any_of(mSinks.begin(), mSinks.end(), [](const auto &sink) { return sink->readsRows(); });
+    const std::vector<CaptureRow> made = rows ? captureRows(session) : std::vector<CaptureRow>();
+    for (const auto &sink : mSinks)
+        guarded([&] { sink->add(session, made); });
 }
 
 void Outputs::finish()
 {
-    const bool summary = mOptions.summary && mSummary.captures() > 1;
-    if (!mOptions.report)
-        return;
-    if (mOptions.json && !mOptions.jsonLines) {
-        nlohmann::json out = {{"traces", std::move(mTraces)}};
-        // The plug-in by file name: the build's path would differ from machine to machine.
-        if (!mOptions.plugin.empty())
-            out["plugin"] = mOptions.plugin.substr(mOptions.plugin.rfind('/') + 1);
-        if (summary)
-            out["summary"] = mSummary.toJson();
-        mOut << jsonText(out, 2) << "\n";
-    } else if (mOptions.json && summary) {
-        mOut << jsonText(nlohmann::json{{"summary", mSummary.toJson()}}) << "\n";
-    } else if (summary) {
-        mSummary.writeText(mOut);
-    }
-    mOut.flush();
+    for (const auto &sink : mSinks)
+        guarded([&] { sink->finish(); });
 }
 
-} // namespace replay
+} // namespace zsl::output

@@ -1,55 +1,35 @@
 #pragma once
 /*
- * Outputs: everything the command line asks to be written from sessions,
- * fed one session at a time as they are replayed or read: the text report
- * (written at once, and flushed, so that a live log shows each capture as
- * it completes), the JSON report, the capture table's rows, and the fleet
- * summary at the end. Sessions are kept only when an output drawn from all
- * of them at the end (SVG, Perfetto, traces, expectations) needs them.
+ * Outputs: the one way out. A subcommand attaches the sinks it was asked
+ * for, then feeds every capture session to all of them as it is replayed or
+ * read, and finishes them once. Capture rows are made once per session,
+ * and only when a sink reads them. An output's error is reported here, a
+ * line for each line of its message, and the others are still written.
  */
 
-#include "CaptureTable.h"
-#include "FleetSummary.h"
-#include "Outcome.h"
+#include "outcome/Outcome.h"
+#include "output/Sink.h"
 
-#include <nlohmann/json.hpp>
-
-#include <optional>
-#include <ostream>
+#include <memory>
 #include <string>
 #include <vector>
 
-namespace replay {
-
-struct OutputOptions {
-    bool report = true;        // the text or JSON report on `out`
-    bool json = false;         // JSON instead of text
-    bool jsonLines = false;    // ... one session per line, as it comes (a live log)
-    bool withLog = false;      // the plug-in's lines in the text report
-    bool summary = false;      // the fleet summary, with more than one capture (and --summary-svg)
-    std::string plugin;        // the plug-in replayed, for the JSON report
-    std::ostream *table = nullptr;
-    CaptureTableWriter::Format tableFormat = CaptureTableWriter::Format::Csv;
-    bool keepSessions = false;
-};
+namespace zsl::output {
 
 class Outputs {
 public:
-    Outputs(std::ostream &out, OutputOptions options);
-    void add(SessionOutcome session);
-    // Writes what waits for every session: the JSON document, the summary.
+    void attach(std::unique_ptr<Sink> sink) { mSinks.push_back(std::move(sink)); }
+    void add(const outcome::SessionOutcome &session);
     void finish();
-
-    const std::vector<SessionOutcome> &sessions() const { return mSessions; }
-    const FleetSummary &summary() const { return mSummary; }
+    // 2 once an output could not be written, else 0.
+    int status() const { return mFailed ? 2 : 0; }
 
 private:
-    std::ostream &mOut;
-    OutputOptions mOptions;
-    std::optional<CaptureTableWriter> mTable;
-    nlohmann::json mTraces = nlohmann::json::array();
-    FleetSummary mSummary;
-    std::vector<SessionOutcome> mSessions;
+    // Runs one sink's step; its error is said, and remembered.
+    template <typename Step> void guarded(Step step);
+
+    std::vector<std::unique_ptr<Sink>> mSinks;
+    bool mFailed = false;
 };
 
 // JSON text of anything read: a device log's bytes need not be UTF-8, and a
@@ -59,4 +39,4 @@ template <typename Json> std::string jsonText(const Json &value, int indent = -1
     return value.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
-} // namespace replay
+} // namespace zsl::output

@@ -1,12 +1,14 @@
 // The Trace Event Format export of sessions.
 
-#include "Perfetto.h"
+#include "output/Perfetto.h"
 
 #include <map>
 #include <set>
 #include <string>
 
-namespace replay {
+namespace zsl::output {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -163,4 +165,4 @@ json perfettoTrace(const std::vector<SessionOutcome> &sessions)
     return {{"traceEvents", events}, {"displayTimeUnit", "ns"}};
 }
 
-} // namespace replay
+} // namespace zsl::output

@@ -13,14 +13,14 @@
  * milliseconds) times them on the boot-time clock.
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
 #include <nlohmann/json.hpp>
 
 #include <vector>
 
-namespace replay {
+namespace zsl::output {
 
-nlohmann::json perfettoTrace(const std::vector<SessionOutcome> &sessions);
+nlohmann::json perfettoTrace(const std::vector<outcome::SessionOutcome> &sessions);
 
-} // namespace replay
+} // namespace zsl::output

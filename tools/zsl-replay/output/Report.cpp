@@ -1,12 +1,14 @@
 // The text and JSON reports of a session's outcome.
 
-#include "Report.h"
+#include "output/Report.h"
 
-#include "FrameText.h"
+#include "outcome/FrameText.h"
 
 #include <cstdio>
 
-namespace replay {
+namespace zsl::output {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -228,4 +230,4 @@ nlohmann::json toJson(const SessionOutcome &trace)
             {"steps", steps}};
 }
 
-} // namespace replay
+} // namespace zsl::output

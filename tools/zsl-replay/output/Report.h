@@ -6,16 +6,16 @@
  * (the same results plus every system-log line as a record).
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
 #include <nlohmann/json.hpp>
 
 #include <ostream>
 #include <vector>
 
-namespace replay {
+namespace zsl::output {
 
-void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog);
-nlohmann::json toJson(const SessionOutcome &trace);
+void writeText(std::ostream &out, const outcome::SessionOutcome &trace, bool withLog);
+nlohmann::json toJson(const outcome::SessionOutcome &trace);
 
-} // namespace replay
+} // namespace zsl::output

@@ -4,10 +4,10 @@
 // ring, frames at least kMinFrameGapPx apart, ticks far enough apart for
 // their labels, long lines wrapped, the legend wrapped.
 
-#include "Timeline.h"
+#include "output/Timeline.h"
 
-#include "AndroidEnums.h"
-#include "FrameText.h"
+#include "outcome/AndroidEnums.h"
+#include "outcome/FrameText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +17,9 @@
 #include <set>
 #include <sstream>
 
-namespace replay {
+namespace zsl::output {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -386,4 +388,4 @@ std::string drawTimeline(const std::vector<SessionOutcome> &traces)
     return svg.str();
 }
 
-} // namespace replay
+} // namespace zsl::output

@@ -10,13 +10,13 @@
  * widens so that frames stay apart, and no label covers another.
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::output {
 
-std::string drawTimeline(const std::vector<SessionOutcome> &traces);
+std::string drawTimeline(const std::vector<outcome::SessionOutcome> &traces);
 
-} // namespace replay
+} // namespace zsl::output

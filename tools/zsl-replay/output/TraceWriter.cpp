@@ -1,9 +1,9 @@
 // Writing a capture read from a log as a trace.
 
-#include "TraceWriter.h"
+#include "output/TraceWriter.h"
 
-#include "FrameText.h"
-#include "PluginLines.h"
+#include "outcome/FrameText.h"
+#include "outcome/PluginLines.h"
 
 #include <algorithm>
 #include <cctype>
@@ -14,7 +14,9 @@
 #include <set>
 #include <string_view>
 
-namespace replay {
+namespace zsl::output {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -223,4 +225,4 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     return trace;
 }
 
-} // namespace replay
+} // namespace zsl::output

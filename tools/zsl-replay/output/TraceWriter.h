@@ -10,13 +10,13 @@
  * interval, frames never judged carry no metadata, no frame counts as used.
  */
 
-#include "Outcome.h"
+#include "outcome/Outcome.h"
 
 #include <nlohmann/json.hpp>
 
-namespace replay {
+namespace zsl::output {
 
 // The trace of one select or capture step of a session read from a log.
-nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step);
+nlohmann::ordered_json traceFromLog(const outcome::SessionOutcome &session, const outcome::StepOutcome &step);
 
-} // namespace replay
+} // namespace zsl::output

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace replay {
+namespace zsl::replay {
 
 struct BuiltinTrace {
     const char *name; // examples/<file>
@@ -13,4 +13,4 @@ struct BuiltinTrace {
 
 const std::vector<BuiltinTrace> &builtinTraces();
 
-} // namespace replay
+} // namespace zsl::replay

@@ -1,9 +1,9 @@
 // Expected results of a trace's steps: compared, and written back.
 
-#include "Expectations.h"
+#include "replay/Expectations.h"
 
-#include "FrameText.h"
-#include "TraceReader.h"
+#include "outcome/FrameText.h"
+#include "replay/TraceReader.h"
 
 #include <nlohmann/json.hpp>
 
@@ -15,7 +15,9 @@
 #include <map>
 #include <sstream>
 
-namespace replay {
+namespace zsl::replay {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -182,4 +184,4 @@ void writeExpectations(const std::string &path, const SessionOutcome &outcome)
     }
 }
 
-} // namespace replay
+} // namespace zsl::replay

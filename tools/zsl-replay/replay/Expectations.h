@@ -6,22 +6,22 @@
  * expectations, as golden files are made.
  */
 
-#include "Outcome.h"
-#include "Trace.h"
+#include "outcome/Outcome.h"
+#include "replay/Trace.h"
 
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::replay {
 
 // One line per difference, each naming what differs: "taken: expected
 // [44], got [45]".
-std::vector<std::string> differences(const ExpectSpec &expect, const StepOutcome &outcome);
+std::vector<std::string> differences(const ExpectSpec &expect, const outcome::StepOutcome &outcome);
 
 // Rewrites the trace file at path with every step's results as its
 // "expect", keys in their order; the text goes to a temporary file that is
 // renamed over the trace, so a failure leaves the trace as it was. Throws
 // TraceError when the file cannot be read or written.
-void writeExpectations(const std::string &path, const SessionOutcome &outcome);
+void writeExpectations(const std::string &path, const outcome::SessionOutcome &outcome);
 
-} // namespace replay
+} // namespace zsl::replay

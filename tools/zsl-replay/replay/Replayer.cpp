@@ -1,9 +1,9 @@
 // One trace through the plug-in: scene, calls and recorded lines per step.
 
-#include "Replayer.h"
+#include "replay/Replayer.h"
 
-#include "PluginLines.h"
-#include "Scene.h"
+#include "outcome/PluginLines.h"
+#include "replay/Scene.h"
 
 #include <BootClock.h>
 #include <LogRecorder.h>
@@ -12,7 +12,9 @@
 
 #include <algorithm>
 
-namespace replay {
+namespace zsl::replay {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -146,4 +148,4 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
     return result;
 }
 
-} // namespace replay
+} // namespace zsl::replay

@@ -9,13 +9,13 @@
  * reason.
  */
 
-#include "Outcome.h"
-#include "Trace.h"
+#include "outcome/Outcome.h"
+#include "replay/Trace.h"
 
 #include <cstdint>
 #include <string>
 
-namespace replay {
+namespace zsl::replay {
 
 // The capture moment of every step, on the pinned clock: 100 s after boot.
 constexpr int64_t kDefaultCaptureNs = 100'000'000'000;
@@ -29,11 +29,11 @@ public:
 
     // Throws kohost::PluginLoadError when the plug-in cannot be loaded or
     // lacks the factory.
-    SessionOutcome run(const TraceSpec &trace) const;
+    outcome::SessionOutcome run(const TraceSpec &trace) const;
 
 private:
     std::string mPluginPath;
     bool mRealClock;
 };
 
-} // namespace replay
+} // namespace zsl::replay

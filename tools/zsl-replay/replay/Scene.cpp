@@ -1,10 +1,12 @@
 // Building queues, metadata and argument records from a trace's records.
 
-#include "Scene.h"
+#include "replay/Scene.h"
 
 #include <HostFrameQueue.h>
 
-namespace replay {
+namespace zsl::replay {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -139,4 +141,4 @@ std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &input, int64_t capture
     return meta;
 }
 
-} // namespace replay
+} // namespace zsl::replay

@@ -7,8 +7,8 @@
  * queues between captures.
  */
 
-#include "Outcome.h"
-#include "Trace.h"
+#include "outcome/Outcome.h"
+#include "replay/Trace.h"
 
 #include <KoMetadata.h>
 #include <ZSLSelectorBase.h>
@@ -19,15 +19,15 @@
 #include <string>
 #include <vector>
 
-namespace replay {
+namespace zsl::replay {
 
 struct Scene {
     int64_t captureNs = 0;
     kohal::ZSLQueueList queues;
-    std::vector<QueueView> views;
+    std::vector<outcome::QueueView> views;
     const QueueSpec *metaQueue = nullptr;  // the first metadata queue, which the selector reads
     std::map<uint32_t, int64_t> shutterNs; // its records' shutter times, rebased
-    std::map<std::string, std::map<uint32_t, FrameStates>> states; // its records' states, by source
+    std::map<std::string, std::map<uint32_t, outcome::FrameStates>> states; // its records' states, by source
     std::map<uint32_t, int32_t> sensorModes;                      // the first sensor-mode queue's
 };
 
@@ -40,4 +40,4 @@ std::shared_ptr<KoMetadata> buildMetadata(const MetaSpec &input, int64_t capture
 kohal::ZSLFrameSelectInfo selectInfo(const StepSpec &step, const Scene &scene);
 kohal::ZSLFrameCheckInfo checkInfo(const StepSpec &step, const Scene &scene);
 
-} // namespace replay
+} // namespace zsl::replay

@@ -6,7 +6,7 @@
  * relative to a step's capture moment; nothing here is a host object yet.
  */
 
-#include "StepKind.h"
+#include "outcome/StepKind.h"
 
 #include <KoMetadata.h>
 
@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-namespace replay {
+namespace zsl::replay {
 
 // A time stamp: absolute nanoseconds of the boot-time clock, or an offset
 // from the step's capture moment, on which the replay rebases it.
@@ -76,7 +76,7 @@ struct ExpectSpec {
 };
 
 struct StepSpec {
-    StepKind kind = StepKind::Capture;
+    outcome::StepKind kind = outcome::StepKind::Capture;
     std::string label;
     uint32_t fwkFrame = 0;
     std::vector<uint32_t> used;
@@ -105,4 +105,4 @@ struct TraceSpec {
     std::vector<std::string> warnings; // what reads well but looks wrong
 };
 
-} // namespace replay
+} // namespace zsl::replay

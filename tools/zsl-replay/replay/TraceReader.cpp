@@ -1,10 +1,10 @@
 // The strict JSON trace reader: every value checked where it is read, with
 // its JSON pointer for the message.
 
-#include "TraceReader.h"
+#include "replay/TraceReader.h"
 
-#include "AndroidEnums.h"
-#include "FrameText.h"
+#include "outcome/AndroidEnums.h"
+#include "outcome/FrameText.h"
 
 #include <KoTagTable.h>
 #include <ZSLSelectorBase.h>
@@ -24,7 +24,9 @@
 #include <unordered_map>
 #include <sstream>
 
-namespace replay {
+namespace zsl::replay {
+
+using namespace zsl::outcome;
 
 namespace {
 
@@ -754,4 +756,4 @@ TraceSpec readTraceFile(const std::string &path)
     return parseTrace(text, path);
 }
 
-} // namespace replay
+} // namespace zsl::replay

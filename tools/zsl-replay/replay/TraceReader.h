@@ -8,25 +8,26 @@
  * TraceError reports every error of a trace, a line each.
  */
 
-#include "Trace.h"
+#include "outcome/Error.h"
+#include "replay/Trace.h"
 
-#include <stdexcept>
 #include <string>
 
-namespace replay {
+namespace zsl::replay {
 
-class TraceError : public std::runtime_error {
+// A trace that cannot be read: every error of it, a line each.
+class TraceError : public outcome::Error {
 public:
     TraceError(const std::string &file, const std::string &place, const std::string &expected)
-        : std::runtime_error(file + ": at " + (place.empty() ? "/" : place) + ": " + expected)
+        : outcome::Error(file + ": at " + (place.empty() ? "/" : place) + ": " + expected)
     {
     }
     // Several errors, one line each.
-    explicit TraceError(const std::string &lines) : std::runtime_error(lines) {}
+    explicit TraceError(const std::string &lines) : outcome::Error(lines) {}
 };
 
 // Reads a trace from text; file names the source in errors.
 TraceSpec parseTrace(const std::string &text, const std::string &file);
 TraceSpec readTraceFile(const std::string &path);
 
-} // namespace replay
+} // namespace zsl::replay

@@ -1,12 +1,13 @@
 // The plug-in's messages, word for word as it writes them (blanks and
 // misspellings included: they are what a device's log holds).
 
-#include "PluginMessages.h"
+#include "messages/PluginMessages.h"
 
 #include <algorithm>
 #include <cctype>
 
-namespace replay {
+namespace zsl::messages {
+
 
 namespace {
 
@@ -159,4 +160,4 @@ const PluginMessage *findPluginMessage(std::string_view text)
     return nullptr;
 }
 
-} // namespace replay
+} // namespace zsl::messages

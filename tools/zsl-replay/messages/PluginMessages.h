@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace replay {
+namespace zsl::messages {
 
 // Where a message stands: the selector's configuration, isSelectorNeeded's
 // answer, the first or a later line of selectZSLFrames, or a part of
@@ -39,4 +39,4 @@ const PluginMessage *findPluginMessage(std::string_view text);
 // numbers their digits (a sign for %d, 0x for %#x), %p a word.
 bool fillsFormat(std::string_view text, std::string_view format);
 
-} // namespace replay
+} // namespace zsl::messages

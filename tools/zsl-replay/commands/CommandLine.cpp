@@ -1,0 +1,229 @@
+// zsl-replay's subcommands and options, and every help text.
+
+#include "commands/CommandLine.h"
+
+#include "commands/Usage.h"
+
+#include <iostream>
+#include <thread>
+
+namespace zsl::commands {
+
+
+namespace {
+
+const char kReplayHelp[] = R"(Replays ZSL captures through the plug-in as the camera framework calls it: sets a trace's system
+properties, loads the plug-in with dlopen, and drives isSelectorNeeded, selectZSLFrames and
+checkFrame with the queues and metadata the trace describes (docs/trace-format.md). Without a
+trace it replays the built-in captures (examples/*.json). TRACE "-" reads standard input.
+
+The plug-in's boot-time clock reads each step's capture moment (100 s after boot), so a replay
+gives the same output on every run and every machine. A step's "expect" is compared with what
+happened; each difference is one line on standard error. replay is the default subcommand:
+`zsl-replay trace.json` is `zsl-replay replay trace.json`.
+
+--write-logcat opens the Android log at debug level and writes the plug-in's lines as
+`adb logcat -v WORDS` shows them, through liblog's own formatter (WORDS from --logcat-format).
+--write-expectations rewrites each trace file with its results as "expect": review the change
+before keeping it.)";
+
+const char kReplayFooter[] = R"(Examples:
+  zsl-replay                              replay the built-in captures
+  zsl-replay replay my-trace.json --log   one trace, with the plug-in's lines
+  zsl-replay --svg out.svg                the built-in captures as timelines
+
+Exit status:
+  0  every trace replayed and met its expectations
+  1  a step's results differ from its expectations
+  2  bad input (a trace, an option, an output file) or a plug-in that cannot be loaded;
+     a bad trace is named in one line and the others are still replayed
+
+Environment:
+  ANDROID_LOG_TAGS   logcat's filter for the plug-in's Android-log lines (tag "KoAlgoEngine"),
+                     e.g. "KoAlgoEngine:D" or "*:I"; "s" silences. The lines go to standard
+                     error in logcat's threadtime format, timed on the replay's boot-time clock.
+                     A trace's "log" gates decide which lines the plug-in writes at all.)";
+
+const char kExplainHelp[] = R"(Explains captures from a device's log: adb logcat in any -v format and modifier (threadtime,
+long, thread, time, brief, process, tag, raw), a bug report as text or as the zip adb bugreport
+writes, the host's system-log lines, or a folder of them. Each capture is rebuilt from the
+plug-in's own lines (tag KoAlgoEngine), told apart by process and thread where the format shows
+them; nothing is replayed. What the log cannot tell (a thread, a debug line an info-level log
+lacks) is said, not guessed. A folder's files are read on -j threads and reported in name order;
+files without a line of the plug-in are passed over and counted. With more than one capture the
+report ends with a summary of them all (per device and build, refusals by reason class, the
+taken frames' lag); --table writes one row per capture (docs/capture-table.md): as CSV or
+JSON Lines by the file's ending or a csv: or jsonl: prefix, and csv:- or jsonl:- put it on standard
+output in place of the report.
+
+With --follow, one log is read as it is written (adb logcat through a pipe): a capture is
+explained once the next call on its thread has begun, or the thread has been quiet for a second;
+the reading ends at the end of input or Ctrl-C. --write-traces writes each capture read as a
+trace, DIR/fwkFrame-N.json (-2, -3... for a fwkFrame seen again), never over an existing file.)";
+
+const char kExplainFooter[] = R"(Examples:
+  zsl-replay explain bugreport.zip
+  zsl-replay explain reports/ --table captures.csv --summary-svg fleet.svg
+  adb logcat -v threadtime | zsl-replay explain - --follow
+
+Exit status:
+  0  every input was read
+  2  bad input (an option, an output file, an input that cannot be read, a log without a
+     line of the plug-in); a bad input is named in one line and the others are still read
+
+Environment:
+  none is read.)";
+
+const char kTagsHelp[] = "Prints every metadata tag a trace may use, with its id and type.";
+
+const char kTagsFooter[] = R"(Example:
+  zsl-replay tags | grep afMode
+
+Exit status:
+  0  always)";
+
+void addOutputOptions(CLI::App &app, OutputOptions &output)
+{
+    CLI::Option_group *group = app.add_option_group("Outputs", "what replay and explain both write");
+    group->add_flag("--json", output.json, "print the results as JSON instead of the text report");
+    group->add_option("--svg", output.svgPath, "draw each capture as a timeline into FILE")->type_name("FILE");
+    group->add_option("--perfetto", output.perfettoPath,
+                      "write a Trace Event Format file (ui.perfetto.dev, chrome://tracing)")
+        ->type_name("FILE");
+}
+
+bool isSubcommandOrTopLevel(const std::string &arg)
+{
+    for (const char *word : {"replay", "explain", "tags", "-h", "--help", "--help-all", "--version"})
+        if (arg == word)
+            return true;
+    return false;
+}
+
+// The option's name as given: "--jobs=4" is "--jobs", "-j4" is "-j".
+std::string optionName(const std::string &arg)
+{
+    if (arg.rfind("--", 0) == 0)
+        return arg.substr(0, arg.find('='));
+    return arg.substr(0, 2);
+}
+
+} // namespace
+
+CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-selection plug-in, or explains them "
+                                  "from a device's log.", "zsl-replay")
+{
+    mApp.set_version_flag("--version", "zsl-replay " ZSL_VERSION);
+    mApp.set_help_all_flag("--help-all", "print the help of every subcommand");
+    mApp.require_subcommand(1, 1);
+    mApp.footer("Without a subcommand, zsl-replay replays: `zsl-replay trace.json` is `zsl-replay replay "
+                "trace.json`.\nEach subcommand's --help gives its options, examples, exit statuses and "
+                "environment.");
+
+    mReplayApp = mApp.add_subcommand("replay", "replay traces through the plug-in (the default)");
+    mReplayApp->footer(std::string(kReplayHelp) + "\n\n" + kReplayFooter);
+    mReplayApp->add_option("TRACE", mReplay.traces, "traces to replay (default: the built-in captures)");
+    mReplayApp->add_option("--plugin", mReplay.pluginPath,
+                           "the plug-in to load (default: beside this program, else installed)")
+        ->type_name("PATH");
+    mReplayApp->add_flag("--real-clock", mReplay.realClock, "let the plug-in read the machine's boot-time clock");
+    mReplayApp->add_flag("--write-expectations", mReplay.writeExpectations,
+                         "write each step's results into its trace as \"expect\" (review the change)");
+    mReplayApp->add_option("--write-logcat", mReplay.logcatPath,
+                           "write the plug-in's Android-log lines as adb logcat shows them, at debug level")
+        ->type_name("FILE");
+    mReplayApp
+        ->add_option("--logcat-format", mReplay.logcatFormat,
+                     "logcat's -v words for --write-logcat, comma-separated: long,uid, brief,year...")
+        ->type_name("WORDS")
+        ->capture_default_str();
+    mReplayApp->add_flag("--log", mReplay.withLog, "add the plug-in's own lines to the text report");
+    addOutputOptions(*mReplayApp, mReplay.output);
+
+    mExplainApp = mApp.add_subcommand("explain", "explain captures from device logs, bug reports and folders of them");
+    mExplainApp->footer(std::string(kExplainHelp) + "\n\n" + kExplainFooter);
+    mExplainApp->add_option("INPUT", mExplain.inputs, "logs, bug reports (text or zip), folders of them; - reads standard input")
+        ->required();
+    mExplain.jobs = std::max(1u, std::thread::hardware_concurrency());
+    mExplainApp->add_option("-j,--jobs", mExplain.jobs, "read N inputs at a time (default: the cores); the output is the same for any N")
+        ->type_name("N")
+        ->check(CLI::Validator(
+            [](std::string &value) {
+                const bool digits = !value.empty() && value.size() <= 4 &&
+                                    value.find_first_not_of("0123456789") == std::string::npos;
+                return digits && std::stoul(value) >= 1 && std::stoul(value) <= 1024
+                           ? std::string()
+                           : "takes a number of threads from 1 to 1024, not \"" + value + "\"";
+            },
+            "", ""));
+    mExplainApp->add_flag("--follow", mExplain.follow,
+                          "explain each capture of one INPUT as soon as it is complete, for a live log");
+    mExplainApp->add_option("--write-traces", mExplain.tracesDir,
+                            "write each capture as a trace to replay, DIR/fwkFrame-N.json (never over a file)")
+        ->type_name("DIR");
+    mExplainApp->add_option("--table", mExplain.table,
+                            "write one row per capture: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
+        ->type_name("FILE");
+    mExplainApp->add_option("--summary-svg", mExplain.summarySvgPath, "draw the summary of all captures into FILE")
+        ->type_name("FILE");
+    addOutputOptions(*mExplainApp, mExplain.output);
+
+    mTagsApp = mApp.add_subcommand("tags", kTagsHelp);
+    mTagsApp->footer(kTagsFooter);
+}
+
+std::optional<int> CommandLine::parse(int argc, char **argv)
+{
+    std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.empty() || !isSubcommandOrTopLevel(args.front()))
+        args.insert(args.begin(), "replay");
+    std::vector<const char *> words{argv[0]};
+    for (const std::string &arg : args)
+        words.push_back(arg.c_str());
+    try {
+        mApp.parse(static_cast<int>(words.size()), words.data());
+    } catch (const CLI::CallForHelp &) {
+        std::cout << (mApp.get_subcommands().empty() ? mApp.help() : mApp.get_subcommands().front()->help("zsl-replay"));
+        return 0;
+    } catch (const CLI::Success &stop) { // --version, --help-all
+        return mApp.exit(stop);
+    } catch (const CLI::ParseError &error) {
+        const std::string name = mApp.get_subcommands().empty() ? args.front()
+                                                                  : mApp.get_subcommands().front()->get_name();
+        if (dynamic_cast<const CLI::ExtrasError *>(&error))
+            for (const CLI::App *given : {mReplayApp, mExplainApp, mTagsApp})
+                if (given->get_name() == name)
+                    if (auto refused = refuseUnknownOption(*given, args))
+                        return refused;
+        return usageError(name, error.what());
+    }
+    return std::nullopt;
+}
+
+CommandLine::Command CommandLine::command() const
+{
+    if (mExplainApp->parsed())
+        return Command::Explain;
+    return mTagsApp->parsed() ? Command::Tags : Command::Replay;
+}
+
+// The first option the given subcommand does not know, by name; when
+// another subcommand has it, the user asked the wrong one, which is said.
+std::optional<int> CommandLine::refuseUnknownOption(const CLI::App &given, const std::vector<std::string> &args) const
+{
+    for (const std::string &arg : args) {
+        if (arg == "--")
+            break;
+        if (arg.size() < 2 || arg[0] != '-' || given.get_option_no_throw(optionName(arg)))
+            continue;
+        const std::string name = optionName(arg);
+        for (const CLI::App *other : {mReplayApp, mExplainApp})
+            if (other != &given && other->get_option_no_throw(name))
+                return usageError(given.get_name(), name + " is an option of zsl-replay " + other->get_name() +
+                                                        ", not of " + given.get_name());
+        return usageError(given.get_name(), "unknown option " + name);
+    }
+    return std::nullopt;
+}
+
+} // namespace zsl::commands

@@ -1,0 +1,193 @@
+// Device logs read into capture sessions, and those to the outputs.
+
+#include "commands/ExplainCommand.h"
+
+#include "commands/Usage.h"
+#include "log/LiveImporter.h"
+#include "log/LogBatch.h"
+#include "log/LogInput.h"
+#include "outcome/Error.h"
+#include "output/FleetSummary.h"
+#include "output/Outputs.h"
+#include "output/Sinks.h"
+
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <sstream>
+
+namespace zsl::commands {
+
+namespace {
+
+volatile std::sig_atomic_t gStop = 0; // set by Ctrl-C in a live log
+
+void stopReading(int)
+{
+    gStop = 1;
+}
+
+void printError(const std::exception &error)
+{
+    std::istringstream lines(error.what());
+    for (std::string line; std::getline(lines, line);)
+        std::cerr << "zsl-replay: " << line << "\n";
+}
+
+// Where --table writes: the format from "csv:"/"jsonl:" or the extension.
+struct TableTarget {
+    std::string path;
+    output::CaptureTableWriter::Format format = output::CaptureTableWriter::Format::Csv;
+};
+
+std::optional<TableTarget> tableTarget(const std::string &value)
+{
+    using Format = output::CaptureTableWriter::Format;
+    auto endsWith = [&](const std::string &end) {
+        return value.size() > end.size() && value.compare(value.size() - end.size(), end.size(), end) == 0;
+    };
+    if (value.rfind("csv:", 0) == 0 && value.size() > 4)
+        return TableTarget{value.substr(4), Format::Csv};
+    if (value.rfind("jsonl:", 0) == 0 && value.size() > 6)
+        return TableTarget{value.substr(6), Format::JsonLines};
+    if (endsWith(".csv"))
+        return TableTarget{value, Format::Csv};
+    if (endsWith(".jsonl"))
+        return TableTarget{value, Format::JsonLines};
+    return std::nullopt;
+}
+
+// The outputs asked for; throws outcome::Error when one cannot be opened.
+void attachOutputs(const ExplainOptions &options, const std::optional<TableTarget> &table,
+                   output::FleetSummary &summary, output::Outputs &outputs)
+{
+    using output::OutputFile;
+    using output::PictureSink;
+    const std::vector<std::string> &inputs = options.inputs;
+    outputs.attach(std::make_unique<output::SummarySink>(summary));
+    if (table)
+        outputs.attach(std::make_unique<output::TableSink>(std::make_unique<OutputFile>(table->path, inputs),
+                                                           table->format));
+    if (!table || table->path != "-") {
+        using Form = output::ReportSink::Form;
+        const Form form = !options.output.json ? Form::Text : options.follow ? Form::JsonLines : Form::Json;
+        outputs.attach(std::make_unique<output::ReportSink>(std::cout, form, false, &summary));
+    }
+    if (!options.summarySvgPath.empty())
+        outputs.attach(
+            std::make_unique<output::SummarySvgSink>(std::make_unique<OutputFile>(options.summarySvgPath, inputs), summary));
+    if (!options.output.svgPath.empty())
+        outputs.attach(std::make_unique<PictureSink>(std::make_unique<OutputFile>(options.output.svgPath, inputs),
+                                                     PictureSink::Kind::Timeline));
+    if (!options.output.perfettoPath.empty())
+        outputs.attach(std::make_unique<PictureSink>(std::make_unique<OutputFile>(options.output.perfettoPath, inputs),
+                                                     PictureSink::Kind::Perfetto));
+    if (!options.tracesDir.empty())
+        outputs.attach(std::make_unique<output::TraceFolderSink>(options.tracesDir));
+}
+
+// Reads the inputs on `jobs` threads into outputs; answers the exit status.
+int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outputs &outputs)
+{
+    int status = 0;
+    std::vector<std::string> errors;
+    const std::vector<log::LogSource> sources = log::expandLogInputs(inputs, errors);
+    for (const std::string &error : errors)
+        std::cerr << "zsl-replay: " << error << "\n";
+    if (!errors.empty())
+        status = 2;
+    size_t passedOver = 0, explained = 0;
+    log::readLogSources(sources, jobs, [&](log::LogRead read) {
+        for (const std::string &message : read.warnings)
+            std::cerr << "zsl-replay: " << message << "\n";
+        try {
+            if (read.error)
+                std::rethrow_exception(read.error);
+        } catch (const outcome::Error &error) {
+            printError(error);
+            status = 2;
+            return;
+        }
+        passedOver += read.withoutPluginLines;
+        if (read.session) {
+            ++explained;
+            outputs.add(*read.session);
+        }
+    });
+    if (passedOver > 0 && explained == 0) {
+        std::cerr << "zsl-replay: no line of the plug-in (tag KoAlgoEngine) in any of the " << passedOver
+                  << " files read\n";
+        status = 2;
+    } else if (passedOver > 0) {
+        std::cerr << "zsl-replay: " << passedOver << (passedOver == 1 ? " file" : " files")
+                  << " in the folders given " << (passedOver == 1 ? "holds" : "hold")
+                  << " no line of the plug-in (passed over)\n";
+    }
+    return status;
+}
+
+// Reads a log as it is written, explaining each capture once complete.
+int followLog(const std::string &input, output::Outputs &outputs)
+{
+    struct sigaction stop {};
+    stop.sa_handler = stopReading; // no SA_RESTART: a waiting read returns
+    sigaction(SIGINT, &stop, nullptr);
+    sigaction(SIGTERM, &stop, nullptr);
+    signal(SIGPIPE, SIG_IGN); // a reader that went away is seen as a failed write
+    log::LiveImporter live(input, [&](outcome::SessionOutcome session, const std::vector<std::string> &warnings) {
+        for (const std::string &warning : warnings)
+            std::cerr << "zsl-replay: " << input << ": warning: " << warning << "\n";
+        outputs.add(session);
+        if (!std::cout)
+            gStop = 1;
+    });
+    log::LogOrigin origin;
+    const log::LiveReading reading{[&] { live.idle(); }, &gStop};
+    try {
+        log::readLogInput(
+            input, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
+            [&](const std::string &problem) { std::cerr << "zsl-replay: " << input << ": warning: " << problem << "\n"; },
+            origin, &reading);
+    } catch (const outcome::Error &error) {
+        printError(error);
+        return 2;
+    }
+    live.finish();
+    if (live.linesUsed() == 0 && !gStop) {
+        std::cerr << "zsl-replay: " << input << ": no line of the plug-in (tag KoAlgoEngine) in this log\n";
+        return 2;
+    }
+    return 0;
+}
+
+} // namespace
+
+int runExplain(const ExplainOptions &options)
+{
+    if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
+        return usageError("explain", "standard input can be read once: give - once");
+    if (options.follow && (options.inputs.size() != 1 || std::filesystem::is_directory(options.inputs.front())))
+        return usageError("explain", "--follow reads one log as it is written: give one INPUT, not a folder");
+    std::optional<TableTarget> table;
+    if (!options.table.empty() && !(table = tableTarget(options.table)))
+        return usageError("explain", "--table " + options.table +
+                                         ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
+    if (table && table->path == "-" && options.output.json)
+        return usageError("explain", "--json and a table on standard output: one of them can have it");
+
+    output::FleetSummary summary;
+    output::Outputs outputs;
+    try {
+        attachOutputs(options, table, summary, outputs);
+    } catch (const outcome::Error &error) {
+        printError(error);
+        return 2;
+    }
+    const int status = options.follow ? followLog(options.inputs.front(), outputs)
+                                      : readLogs(options.inputs, options.jobs, outputs);
+    outputs.finish();
+    return std::max(status, outputs.status());
+}
+
+} // namespace zsl::commands

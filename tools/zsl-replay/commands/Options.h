@@ -1,0 +1,42 @@
+#pragma once
+/*
+ * Options: what each subcommand was asked to do, as plain values. The
+ * command line (CommandLine) fills them and knows their spelling; the
+ * subcommands run from them and know nothing of how they were spelled, so
+ * that a test or another front end can run a subcommand directly.
+ */
+
+#include <string>
+#include <vector>
+
+namespace zsl::commands {
+
+// The outputs that replay and explain share.
+struct OutputOptions {
+    bool json = false;        // the JSON report instead of the text one
+    std::string svgPath;      // each capture as a timeline
+    std::string perfettoPath; // a Trace Event Format file
+};
+
+struct ReplayOptions {
+    std::vector<std::string> traces; // none: the built-in captures; "-": standard input
+    std::string pluginPath;
+    bool realClock = false;
+    bool writeExpectations = false;
+    std::string logcatPath;              // the plug-in's Android-log lines, as logcat shows them
+    std::string logcatFormat = "threadtime";
+    bool withLog = false;                // the plug-in's lines in the text report
+    OutputOptions output;
+};
+
+struct ExplainOptions {
+    std::vector<std::string> inputs; // files, folders, "-"
+    unsigned jobs = 0;               // 0: the machine's cores
+    bool follow = false;
+    std::string tracesDir;
+    std::string table;               // FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-
+    std::string summarySvgPath;
+    OutputOptions output;
+};
+
+} // namespace zsl::commands

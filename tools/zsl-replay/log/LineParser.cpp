@@ -1,0 +1,111 @@
+// Each line to the reader of its format; long entries joined.
+
+#include "log/LineParser.h"
+
+#include "log/LogcatFormats.h"
+#include "outcome/Outcome.h"
+
+namespace zsl::log {
+
+using namespace zsl::outcome;
+
+std::optional<kohost::LogLine> LineParser::read(std::string_view text, uint64_t number)
+{
+    if (!mLong && !mayBeThePlugins(text)) { // most lines of a log: neither the plug-in's nor naming its tag
+        mUnderstood = false;
+        return std::nullopt;
+    }
+    auto line = readLine(text);
+    if (!line && !mUnderstood && text.find(kTag) != std::string_view::npos && mUnread++ == 0)
+        mFirstUnread = number;
+    return line;
+}
+
+std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
+{
+    mUnderstood = false;
+    if (!text.empty() && text.back() == '\r')
+        text.remove_suffix(1);
+    if (mLong) { // inside a long entry: its message lines, up to a blank line
+        if (text.empty()) {
+            mLong.reset();
+            return std::nullopt;
+        }
+        if (!mLong->ours)
+            return std::nullopt;
+        std::string buffer;
+        kohost::LogLine line = kohost::parseAndroidLine(mLong->header.level, withoutColour(text, buffer));
+        line.timeText = mLong->header.timeText;
+        return withIds(std::move(line), mLong->header.timeNs, mLong->header.pid, mLong->header.tid);
+    }
+    if (!mayBeThePlugins(text))
+        return std::nullopt;
+    std::string buffer;
+    text = withoutColour(text, buffer);
+    if (!text.empty() && text.front() == '[') {
+        std::string_view tag;
+        if (auto header = readLongHeader(text, tag)) {
+            mLong.emplace(Long{std::move(*header), tag == kTag});
+            mUnderstood = true;
+            return std::nullopt;
+        }
+        return readSystemLog(text);
+    }
+    Cursor c{text};
+    const std::optional<int64_t> timeNs = readTime(c, mReportYear, mReportMonth);
+    std::string_view stamp = text.substr(0, text.size() - c.text.size());
+    while (!stamp.empty() && stamp.back() == ' ')
+        stamp.remove_suffix(1);
+    c.skipBlanks();
+    std::optional<kohost::LogLine> line;
+    if (timeNs)
+        line = readThreadtime(c, *timeNs);
+    if (!line)
+        line = readSlashed(c, timeNs.value_or(0));
+    if (!line)
+        line = readParenthesised(c, timeNs.value_or(0));
+    if (!line && !timeNs) // raw: the message alone
+        if ((line = pluginMessage("", text)))
+            line = withIds(std::move(*line), 0, kUnknownId, kUnknownId);
+    if (line)
+        line->timeText = std::string(stamp);
+    return line;
+}
+
+std::optional<kohost::LogLine> parseLogLine(std::string_view text)
+{
+    return LineParser().read(text, 1);
+}
+
+const LineFilter &LineParser::filter()
+{
+    static const LineFilter kFilter{{kTag, "ZSLSelector"}, "[\x1b"};
+    return kFilter;
+}
+
+void LineParser::finish(const std::function<void(const std::string &)> &problem)
+{
+    if (mUnread)
+        problem(std::to_string(mUnread) + (mUnread == 1 ? " line names" : " lines name") + " the tag " +
+                std::string(kTag) + " in a format this reader does not know (the first is line " +
+                std::to_string(mFirstUnread) + "); every format of logcat -v is read");
+    mUnread = 0;
+}
+
+bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
+                   const std::function<void(const std::string &)> &problem)
+{
+    LineParser reader;
+    const bool read = forEachLine(
+        streamReader(stream),
+        [&](std::string_view text, uint64_t number) {
+            if (auto ours = reader.read(text, number))
+                line(std::move(*ours), number);
+            return reader.inLongEntry();
+        },
+        problem, &LineParser::filter());
+    reader.finish(problem);
+    return read;
+}
+
+} // namespace zsl::log

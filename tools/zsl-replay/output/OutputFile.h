@@ -1,0 +1,32 @@
+#pragma once
+/*
+ * OutputFile: where every output file is opened, and its errors reported:
+ * a file named by the user ("-": standard output), opened before any input
+ * is read so that a wrong path costs nothing, and closed with a check that
+ * everything written reached it. A path that is one of the inputs is
+ * refused: nothing a user gave is overwritten.
+ */
+
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace zsl::output {
+
+class OutputFile {
+public:
+    // Throws outcome::Error naming the path: it is an input, or cannot be opened.
+    OutputFile(std::string path, const std::vector<std::string> &inputs);
+    std::ostream &stream() { return mPath == "-" ? static_cast<std::ostream &>(mStdout) : mFile; }
+    const std::string &path() const { return mPath; }
+    // Throws outcome::Error when what was written did not all reach the file.
+    void close();
+
+private:
+    std::string mPath;
+    std::ofstream mFile;
+    std::ostream mStdout;
+};
+
+} // namespace zsl::output

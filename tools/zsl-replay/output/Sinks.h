@@ -1,0 +1,125 @@
+#pragma once
+/*
+ * Sinks: each output zsl-replay writes, as a Sink: the report (text, one
+ * JSON document, or JSON Lines for a live log), the capture table, the
+ * summary's picture, the timeline, the Perfetto file, a folder of traces,
+ * and the plug-in's Android-log lines. Each adapts one writer (Report,
+ * CaptureTable, FleetSummary, Timeline, Perfetto, TraceWriter,
+ * LogcatWriter) to the sink's feed; pictures drawn from every session keep
+ * the sessions, the others write as they go.
+ */
+
+#include "output/CaptureTable.h"
+#include "output/FleetSummary.h"
+#include "output/OutputFile.h"
+#include "output/Sink.h"
+
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace zsl::output {
+
+class ReportSink : public Sink {
+public:
+    enum class Form { Text, Json, JsonLines };
+    // `summary`, when given, is printed under the report with more than one capture;
+    // `plugin`, when given, is named in the JSON document.
+    ReportSink(std::ostream &out, Form form, bool withLog, const FleetSummary *summary, std::string plugin = "");
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
+    void finish() override;
+
+private:
+    std::ostream &mOut;
+    Form mForm;
+    bool mWithLog;
+    const FleetSummary *mSummary;
+    std::string mPlugin;
+    nlohmann::json mTraces = nlohmann::json::array();
+};
+
+class TableSink : public Sink {
+public:
+    TableSink(std::unique_ptr<OutputFile> file, CaptureTableWriter::Format format);
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
+    void finish() override { mFile->close(); }
+    bool readsRows() const override { return true; }
+
+private:
+    std::unique_ptr<OutputFile> mFile;
+    CaptureTableWriter mWriter;
+};
+
+// Feeds a FleetSummary the rows; what it shows is written by others.
+class SummarySink : public Sink {
+public:
+    explicit SummarySink(FleetSummary &summary) : mSummary(summary) {}
+    void add(const outcome::SessionOutcome &, const std::vector<CaptureRow> &rows) override;
+    bool readsRows() const override { return true; }
+
+private:
+    FleetSummary &mSummary;
+};
+
+class SummarySvgSink : public Sink {
+public:
+    SummarySvgSink(std::unique_ptr<OutputFile> file, const FleetSummary &summary)
+        : mFile(std::move(file)), mSummary(summary) {}
+    void add(const outcome::SessionOutcome &, const std::vector<CaptureRow> &) override {}
+    void finish() override;
+
+private:
+    std::unique_ptr<OutputFile> mFile;
+    const FleetSummary &mSummary;
+};
+
+// The timeline SVG or the Perfetto file: drawn from every session at the end.
+class PictureSink : public Sink {
+public:
+    enum class Kind { Timeline, Perfetto };
+    PictureSink(std::unique_ptr<OutputFile> file, Kind kind) : mFile(std::move(file)), mKind(kind) {}
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
+    void finish() override;
+
+private:
+    std::unique_ptr<OutputFile> mFile;
+    Kind mKind;
+    std::vector<outcome::SessionOutcome> mSessions;
+};
+
+// Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...
+// for a fwkFrame seen again); an existing file is never overwritten.
+class TraceFolderSink : public Sink {
+public:
+    // Throws outcome::Error when `dir` is not a folder.
+    explicit TraceFolderSink(std::string dir);
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
+
+private:
+    std::string mDir;
+    std::map<uint32_t, int> mUsed; // files written per fwkFrame
+};
+
+// The plug-in's Android-log lines at or above a priority, as `adb logcat -v
+// FORMAT` shows them.
+class AndroidLogSink : public Sink {
+public:
+    AndroidLogSink(std::ostream &out, int minimumPriority, std::string format)
+        : mOut(out), mMinimumPriority(minimumPriority), mFormat(std::move(format)) {}
+    AndroidLogSink(std::unique_ptr<OutputFile> file, int minimumPriority, std::string format)
+        : AndroidLogSink(file->stream(), minimumPriority, std::move(format)) { mFile = std::move(file); }
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
+    void finish() override;
+
+private:
+    std::ostream &mOut;
+    int mMinimumPriority;
+    std::string mFormat;
+    std::unique_ptr<OutputFile> mFile;
+};
+
+} // namespace zsl::output
