@@ -3,7 +3,7 @@
 #   bin/zsl-replay                          the desk tool            (component tool)
 #   lib/.../com.korvan.zsl.default.so       the plug-in              (tool)
 #   lib/.../libcom.korvan.*.so, libcutils_properties.so   the host layer (tool)
-#   share/man/man1/zsl-replay.1.gz          made from --help         (tool)
+#   share/man/man1/zsl-replay.1.gz          made from every --help   (tool)
 #   share/korvan-zsl/examples/, share/doc/korvan-zsl/                (tool)
 #   include/korvan-zsl/                     the API and host headers (dev)
 #   lib/.../cmake/KorvanZsl/                find_package(KorvanZsl)  (dev)
@@ -44,16 +44,18 @@ if(TARGET zsl-replay)
         INSTALL_RPATH "$ORIGIN/${ZSL_LIBDIR_FROM_BINDIR}" INSTALL_RPATH_USE_LINK_PATH ON)
     install(TARGETS zsl-replay RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 
-    # The man page is the tool's own --help, through help2man.
+    # The man page: the tool's --help, then each subcommand's whole --help, through help2man.
     find_program(HELP2MAN help2man)
     if(HELP2MAN AND NOT CMAKE_CROSSCOMPILING)
         set(manpage ${CMAKE_CURRENT_BINARY_DIR}/zsl-replay.1)
+        set(sections ${CMAKE_CURRENT_BINARY_DIR}/zsl-replay-subcommands.h2m)
         add_custom_command(OUTPUT ${manpage}.gz
-            COMMAND ${HELP2MAN} --no-info --section 1
+            COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manpage-sections.sh $<TARGET_FILE:zsl-replay> ${sections}
+            COMMAND ${HELP2MAN} --no-info --section 1 --include ${sections}
                 --name "replay ZSL captures through the frame-selection plug-in, or explain them from a device log"
                 --output ${manpage} $<TARGET_FILE:zsl-replay>
             COMMAND gzip -9nf ${manpage}
-            DEPENDS zsl-replay VERBATIM)
+            DEPENDS zsl-replay ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manpage-sections.sh VERBATIM)
         add_custom_target(zsl-replay-manpage ALL DEPENDS ${manpage}.gz)
         install(FILES ${manpage}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
     else()

@@ -1,4 +1,4 @@
--- One fleet question over the capture table (zsl-replay --table captures.csv):
+-- One fleet question over the capture table (zsl-replay explain reports/ --table captures.csv):
 -- per device and build, how many captures took every frame they wanted,
 -- and which rule refused frames most. An empty CSV field is unknown.
 .import --csv captures.csv captures
