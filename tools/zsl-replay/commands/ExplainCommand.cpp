@@ -3,6 +3,7 @@
 #include "commands/ExplainCommand.h"
 
 #include "commands/Usage.h"
+#include "messages/PluginMessages.h"
 #include "log/LiveImporter.h"
 #include "log/LogBatch.h"
 #include "log/LogInput.h"
@@ -116,7 +117,7 @@ int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outp
         }
     });
     if (passedOver > 0 && explained == 0) {
-        std::cerr << "zsl-replay: no line of the plug-in (tag KoAlgoEngine) in any of the " << passedOver
+        std::cerr << "zsl-replay: no line of the plug-in (tag " << messages::kPluginTag << ") in any of the " << passedOver
                   << " files read\n";
         status = 2;
     } else if (passedOver > 0) {
@@ -155,7 +156,7 @@ int followLog(const std::string &input, output::Outputs &outputs)
     }
     live.finish();
     if (live.linesUsed() == 0 && !gStop) {
-        std::cerr << "zsl-replay: " << input << ": no line of the plug-in (tag KoAlgoEngine) in this log\n";
+        std::cerr << "zsl-replay: " << input << ": no line of the plug-in (tag " << messages::kPluginTag << ") in this log\n";
         return 2;
     }
     return 0;

@@ -3,6 +3,7 @@
 #include "commands/ReplayCommand.h"
 
 #include "commands/Usage.h"
+#include "messages/PluginMessages.h"
 #include "outcome/Error.h"
 #include "output/LogcatWriter.h"
 #include "output/Outputs.h"
@@ -44,7 +45,7 @@ int androidLogPriority()
         const int priority = level == std::string::npos ? ANDROID_LOG_VERBOSE : ANDROID_LOG_VERBOSE + int(level);
         if (tag == "*")
             forAll = priority;
-        else if (tag == "KoAlgoEngine")
+        else if (tag == messages::kPluginTag)
             forTag = priority;
     }
     return forTag >= 0 ? forTag : forAll >= 0 ? forAll : ANDROID_LOG_VERBOSE;

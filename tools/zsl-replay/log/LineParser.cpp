@@ -79,7 +79,7 @@ std::optional<kohost::LogLine> parseLogLine(std::string_view text)
 
 const LineFilter &LineParser::filter()
 {
-    static const LineFilter kFilter{{kTag, "ZSLSelector"}, "[\x1b"};
+    static const LineFilter kFilter{{kTag, messages::kPluginFileMark}, "[\x1b"};
     return kFilter;
 }
 

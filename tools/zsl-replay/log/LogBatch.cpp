@@ -5,6 +5,7 @@
 #include "log/InOrderPool.h"
 #include "log/LogImporter.h"
 #include "log/LogInput.h"
+#include "messages/PluginMessages.h"
 #include "outcome/Error.h"
 
 #include <algorithm>
@@ -66,7 +67,8 @@ LogRead readLogSource(const LogSource &source)
             read.withoutPluginLines = true;
             // Named alone, a log without the plug-in is a wrong file; in a folder, a report of another day.
             if (!source.inFolder)
-                throw Error(source.path + ": no line of the plug-in (tag KoAlgoEngine) in this log");
+                throw Error(source.path + ": no line of the plug-in (tag " + std::string(messages::kPluginTag) +
+                            ") in this log");
             return read;
         }
         read.session = std::move(session);

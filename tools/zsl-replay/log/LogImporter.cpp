@@ -8,7 +8,7 @@
 
 #include "log/LineParser.h"
 #include "outcome/PluginLines.h"
-#include "messages/PluginMessages.h"
+#include "messages/PluginEvent.h"
 
 #include <algorithm>
 #include <charconv>
@@ -23,29 +23,33 @@ using namespace zsl::messages;
 namespace {
 
 constexpr size_t kWarningsPerKind = 10;
+constexpr uint32_t kAeStateTag = 0x1001f; // android.control.aeState
 
-bool has(std::string_view text, std::string_view part)
+// Whether one of the lines is one of the messages.
+bool anyOf(const std::vector<kohost::LogLine> &lines, std::initializer_list<MessageId> ids)
 {
-    return text.find(part) != std::string_view::npos;
+    return std::any_of(lines.begin(), lines.end(), [&](const kohost::LogLine &line) {
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        return event && std::find(ids.begin(), ids.end(), event->id()) != ids.end();
+    });
 }
 
-bool startsWith(std::string_view text, std::string_view part)
+bool finishedEarly(const std::vector<kohost::LogLine> &lines)
 {
-    return text.substr(0, part.size()) == part;
+    return anyOf(lines, {MessageId::SelectNoQueue, MessageId::ConsumerTooOld});
 }
 
 // A selection ends with its anchor offset line, or early with a finish line.
 bool selectionEnded(const StepOutcome &step)
 {
-    return std::any_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
-        return has(line.text, " ZSLAnchor offset:") || has(line.text, "select finished");
-    });
+    return finishedEarly(step.log) || anyOf(step.log, {MessageId::Anchor});
 }
 
-std::optional<uint32_t> fwkFrameOf(std::string_view text)
+// isSelectorNeeded's answer.
+bool neededAnswer(const kohost::LogLine &line)
 {
-    auto fwkFrame = numberAfter<uint32_t>(text, "fwkFrame:");
-    return fwkFrame ? fwkFrame : numberAfter<uint32_t>(text, "fwkFrameNum = ");
+    const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+    return event && event->number<int>(1).value_or(0) != 0;
 }
 
 } // namespace
@@ -81,14 +85,14 @@ void LogImporter::problem(const std::string &text)
 void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 {
     ++mLinesUsed;
-    const PluginMessage *message = findPluginMessage(line.text);
+    const std::optional<PluginEvent> message = PluginEvent::decode(line.text);
     if (!message) {
         warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
                              line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
         return;
     }
     if (line.level.empty()) // a raw log: the message tells its level
-        line.level = std::string(1, message->level);
+        line.level = std::string(1, message->level());
     if (line.level == "D")
         mDebugProcesses.insert(line.pid);
     // A format without thread ids: the fwkFrame a line names tells its call
@@ -97,9 +101,9 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     const bool threadKnown = line.tid != kUnknownId;
     int64_t tid = line.tid;
     if (!threadKnown) {
-        if (message->kind == MessageKind::Needed)
+        if (message->kind() == MessageKind::Needed)
             tid = kNeededWaiting;
-        else if (auto fwkFrame = fwkFrameOf(line.text))
+        else if (auto fwkFrame = message->fwkFrame())
             tid = mLastNamed[line.pid] = -2 - static_cast<int64_t>(*fwkFrame);
         else
             tid = mLastNamed.count(line.pid) ? mLastNamed[line.pid] : kUnknownId;
@@ -112,19 +116,19 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
                                              "; read in the log's order");
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.lastLine = lineNumber;
-    if (!threadKnown && message->kind == MessageKind::SelectStart) {
+    if (!threadKnown && message->kind() == MessageKind::SelectStart) {
         Thread &waiting = mThreads[{line.pid, kNeededWaiting}];
         if (waiting.needed)
             thread.needed = std::move(waiting.needed), waiting.needed.reset();
     }
     // A second "cannot get EV" line is the request's side of the same qualification.
-    const MessageKind kind = message->kind == MessageKind::QualifyStart && thread.call && thread.call->blockOpen &&
-                                     startsWith(line.text, "cannot get EV setting")
-                                 ? MessageKind::Qualify
-                                 : message->kind;
+    const MessageKind kind =
+        message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen ? MessageKind::Qualify : message->kind();
     switch (kind) {
     case MessageKind::Config:
-        mPending[line.pid] = numberAfter<int>(line.text, "mSupportPending ").value_or(0) != 0;
+        mPending[line.pid] = message->number<int>(0).value_or(0) != 0;
+        mSession.config = SelectorConfig{mPending[line.pid], message->number<int64_t>(2).value_or(0),
+                                         message->number<int64_t>(3).value_or(0), message->number<int64_t>(4).value_or(0)};
         // A selector made again with the same configuration says nothing new.
         if (std::none_of(mSession.setupLog.begin(), mSession.setupLog.end(),
                          [&line](const kohost::LogLine &seen) { return seen.text == line.text; }))
@@ -139,11 +143,12 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         return;
     case MessageKind::SelectStart:
     case MessageKind::Select:
-        selectionLine(thread, std::move(line), lineNumber, kind == MessageKind::SelectStart);
+        selectionLine(thread, message->fwkFrame().value_or(0), std::move(line), lineNumber,
+                      kind == MessageKind::SelectStart);
         break;
     default:
         closeSelection(thread);
-        checkLine(thread, kind, std::move(line), lineNumber);
+        checkLine(thread, kind, *message, std::move(line), lineNumber);
     }
     if (!threadKnown && thread.capture) {
         auto [range, fresh] = mMergedRanges.try_emplace(*thread.capture, lineNumber, lineNumber);
@@ -151,7 +156,8 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     }
 }
 
-void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts)
+void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber,
+                                bool starts)
 {
     if (starts || !thread.selecting) {
         // Without thread ids, a selection that starts while one of the same
@@ -162,13 +168,13 @@ void LogImporter::selectionLine(Thread &thread, kohost::LogLine line, uint64_t l
         closeCall(thread);
         // A host selects after a yes; after a no, the selection is a call of its own.
         std::optional<std::pair<kohost::LogLine, uint64_t>> yes;
-        if (thread.needed && numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0)
+        if (thread.needed && neededAnswer(thread.needed->first))
             yes.swap(thread.needed);
         closeNeeded(thread);
         StepOutcome &step = addStep(thread, StepKind::Select, "from line " + std::to_string(lineNumber),
                                     yes ? yes->first : line);
         step.selectRan = true;
-        step.fwkFrame = numberAfter<uint32_t>(line.text, "fwkFrame:").value_or(0);
+        step.fwkFrame = fwkFrame;
         if (yes) {
             step.needed = true;
             step.log.push_back(std::move(yes->first));
@@ -197,17 +203,12 @@ void LogImporter::closeSelection(Thread &thread)
     // not empty; it is reached when no consumer frame anchors, without pending.
     const bool anchorInConsumer =
         step.anchorFrame && std::count(step.consumer.begin(), step.consumer.end(), *step.anchorFrame) > 0;
-    step.producerKnown = std::any_of(step.log.begin(), step.log.end(),
-                                     [](const kohost::LogLine &line) { return has(line.text, " Current Producer list: "); }) ||
-                         (step.csbegin && !pending && !anchorInConsumer);
-    const bool finishedEarly = std::any_of(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
-        return has(line.text, "select finished");
-    });
+    step.producerKnown = anyOf(step.log, {MessageId::Producer}) || (step.csbegin && !pending && !anchorInConsumer);
     if (step.curTime)
         step.captureNs = *step.curTime;
     else
         step.notes.push_back("the capture moment (curTime) is not in the log");
-    if (finishedEarly)
+    if (finishedEarly(step.log))
         return;
     if (!step.csbegin) { // cut, or finished early with a debug line: the whole log tells
         mUnended.push_back(index);
@@ -217,7 +218,8 @@ void LogImporter::closeSelection(Thread &thread)
     // The frames the selection starts from: the consumer list from the
     // begin, past each frame a queue lacked.
     const auto passedOver = std::count_if(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
-        return has(line.text, ", cannot find zslFrame: ");
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        return event && event->is(MessageId::BeginMoved);
     });
     const size_t begin = static_cast<size_t>(std::max<int64_t>(0, int64_t(*step.csbegin) + passedOver));
     if (begin < step.consumer.size())
@@ -248,24 +250,26 @@ void LogImporter::closeSelection(Thread &thread)
     for (uint32_t frame : step.consumer)
         if (!step.shutterNs.count(frame) &&
             std::none_of(step.warnings.begin(), step.warnings.end(),
-                         [frame](const StepWarning &warning) { return warning.frame == frame && has(warning.text, "left the queue"); }))
+                         [frame](const StepWarning &warning) {
+                             return warning.frame == frame && warning.text.find("left the queue") != std::string::npos;
+                         }))
             unknown.push_back(frame);
     if (!unknown.empty())
         step.notes.push_back("shutter times of frames shot after the anchor are not in the log (" +
                              std::to_string(unknown.size()) + " frame" + (unknown.size() == 1 ? "" : "s") + ")");
     QueueView meta;
     meta.type = 1;
-    for (const kohost::LogLine &line : step.log)
-        if (const auto name = line.text.find("] Current "); name != std::string::npos) {
-            const auto open = line.text.rfind('[', name);
-            meta.name = line.text.substr(open + 1, name - open - 1);
-        }
+    for (const kohost::LogLine &line : step.log) // the queue the lists name, the last one
+        if (const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+            event && (event->is(MessageId::Consumer) || event->is(MessageId::ConsumerNone) || event->is(MessageId::Producer)))
+            meta.name = std::string(event->text(1));
     for (const auto &entry : step.shutterNs)
         meta.held.push_back(entry.first);
     step.queues.push_back(std::move(meta));
 }
 
-void LogImporter::checkLine(Thread &thread, MessageKind kind, kohost::LogLine line, uint64_t lineNumber)
+void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent &event, kohost::LogLine line,
+                            uint64_t lineNumber)
 {
     const Phase phase = thread.call ? thread.call->phase : Phase::Ended;
     auto startCall = [&](size_t keepFrom) {
@@ -287,14 +291,14 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, kohost::LogLine li
         if (!thread.call || phase == Phase::Refused || phase == Phase::Qualified || phase == Phase::Sensor ||
             phase == Phase::Ended)
             startCall(all);
-        thread.call->blockOpen = line.text != "Metadata is nullptr";
+        thread.call->blockOpen = !event.is(MessageId::MetadataNull);
         break;
     case MessageKind::RefusedCamera:
         if (!thread.call)
             startCall(all);
         else if (phase == Phase::CameraRefused &&
-                 numberAfter<uint32_t>(thread.call->lines[thread.call->afterRefusal - 1].text, "No zslFrame: ") !=
-                     numberAfter<uint32_t>(line.text, "No zslFrame: "))
+                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1].text)->zslFrame() !=
+                     event.zslFrame())
             startCall(split);
         break;
     case MessageKind::RefusedOwn:
@@ -353,37 +357,62 @@ void LogImporter::closeCall(Thread &thread)
     std::map<std::string, FrameStates> named;
     std::optional<int32_t> sensorMode;
     for (const kohost::LogLine &line : call.lines) {
-        const std::string_view text = line.text;
-        frame = frame ? frame : numberAfter<uint32_t>(text, "No zslFrame: ");
-        frame = frame ? frame : numberAfter<uint32_t>(text, "zslFrame: ");
-        frame = frame ? frame : numberAfter<uint32_t>(text, "checkFrameNum = ");
-        fwkFrame = fwkFrame ? fwkFrame : numberAfter<uint32_t>(text, "fwkFrame:");
-        fwkFrame = fwkFrame ? fwkFrame : numberAfter<uint32_t>(text, "fwkFrameNum = ");
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        if (!event)
+            continue;
+        frame = frame ? frame : event->zslFrame();
+        fwkFrame = fwkFrame ? fwkFrame : event->fwkFrame();
         FrameStates &states = blocks.back();
-        if (startsWith(text, "get EV setting=")) {
-            states.ev = numberAfter<int>(text, "=");
-        } else if (startsWith(text, "AF ok: ") || startsWith(text, "AF fail: ")) {
-            states.afMode = numberAfter<int>(text, "afMode=");
-            states.afState = numberAfter<int>(text, "afState=");
-            states.lensState = numberAfter<int>(text, "lensState=");
-        } else if (startsWith(text, "[isAEStable] ")) {
-            states.aeState = numberAfter<int>(text, "val=");
-        } else if (auto type = numberAfter<uint32_t>(text, "motion cap: 0x", 16)) {
-            states.motionCapType = type;
-        } else if (startsWith(text, "hf ") || text == "AF X" || text == "AE X" || text == "Metadata is nullptr")
+        switch (event->id()) {
+        case MessageId::FrameEv:
+            states.ev = event->number<int>(0);
+            break;
+        case MessageId::AfOk:
+        case MessageId::AfFail:
+            states.afMode = event->afMode();
+            states.afState = event->afState();
+            states.lensState = event->lensState();
+            break;
+        case MessageId::TagValue:
+        case MessageId::TagMissing:
+            if (event->number<uint32_t>(1, 16) == kAeStateTag)
+                states.aeState = event->is(MessageId::TagValue) ? event->number<int>(2) : std::nullopt;
+            break;
+        case MessageId::MotionBypass:
+            states.motionCapType = event->number<uint32_t>(0, 16);
+            break;
+        case MessageId::HfNoTarget:
+        case MessageId::HfOk:
+        case MessageId::AfRefused:
+        case MessageId::AeRefused:
+        case MessageId::MetadataNull: // a metadata's qualification ends
             blocks.emplace_back();
-        if (has(text, "No zslFrame: ")) {
+            break;
+        case MessageId::RefusedCamera:
+        case MessageId::RefusedOwn:
             refused = true;
-            if (auto camera = numberAfter<int>(text, ",camid:"); camera && blocks.size() > 1)
+            if (auto camera = event->camera(); camera && blocks.size() > 1)
                 thread.cameraAt[blocks.size() - 2] = *camera;
+            break;
+        case MessageId::SensorFrameMode:
+            sensorMode = event->number<int32_t>(2);
+            break;
+        case MessageId::SensorRequestMode:
+            sensorOwnMode = true;
+            break;
+        case MessageId::SensorStart:
+            sensorOpened = true;
+            break;
+        case MessageId::SensorMismatch:
+            sensorFailed = true;
+            [[fallthrough]];
+        case MessageId::SensorMatch:
+        case MessageId::SensorNoPolicy:
+            sensorEnded = true;
+            break;
+        default:
+            break;
         }
-        if (auto mode = numberAfter<int32_t>(text, "perframeSensorMode:"))
-            sensorMode = mode;
-        sensorOwnMode = sensorOwnMode || has(text, "reqDesiredSensorMode");
-        sensorFailed = sensorFailed || has(text, "checkDesiredSensorMode fail!");
-        sensorOpened = sensorOpened || has(text, "[ZSLSelector] checkFrameNum = ");
-        sensorEnded = sensorEnded || has(text, "checkDesiredSensorMode success!") ||
-                      has(text, "checkDesiredSensorMode fail!") || has(text, "not support sensor policy");
     }
     blocks.pop_back(); // the one opened after the last block's end
     // Several metadata judged: the physical cameras, in the record's order.
@@ -470,7 +499,7 @@ void LogImporter::closeNeeded(Thread &thread)
         return;
     StepOutcome &step = addStep(thread, StepKind::Needed, "line " + std::to_string(thread.needed->second),
                                 thread.needed->first);
-    step.needed = numberAfter<int>(thread.needed->first.text, " isNeeded ").value_or(0) != 0;
+    step.needed = neededAnswer(thread.needed->first);
     step.log.push_back(std::move(thread.needed->first));
     thread.needed.reset();
 }
@@ -575,6 +604,8 @@ SessionOutcome LogImporter::finish()
         closeNeeded(thread);
     }
     resolveLevels();
+    for (StepOutcome &step : mSession.steps)
+        step.request = readRequestLines(step.log);
     for (const auto &[text, count] : mWarningCounts)
         if (count > kWarningsPerKind)
             mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text + " (not listed)");

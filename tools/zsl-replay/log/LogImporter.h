@@ -12,7 +12,7 @@
  */
 
 #include "outcome/Outcome.h"
-#include "messages/PluginMessages.h"
+#include "messages/PluginEvent.h"
 
 #include <cstdint>
 #include <map>
@@ -74,8 +74,9 @@ private:
 
     // A problem of one line: its kind (counted, listed ten times at most) and details.
     void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail);
-    void selectionLine(Thread &thread, kohost::LogLine line, uint64_t lineNumber, bool starts);
-    void checkLine(Thread &thread, messages::MessageKind kind, kohost::LogLine line, uint64_t lineNumber);
+    void selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber, bool starts);
+    void checkLine(Thread &thread, messages::MessageKind kind, const messages::PluginEvent &event, kohost::LogLine line,
+                   uint64_t lineNumber);
     void closeSelection(Thread &thread);
     void closeCall(Thread &thread);
     void closeNeeded(Thread &thread);

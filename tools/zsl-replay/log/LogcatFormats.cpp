@@ -219,7 +219,7 @@ std::optional<kohost::LogLine> readParenthesised(Cursor c, int64_t timeNs)
         return std::nullopt;
     const std::string_view inside = c.text.substr(2, close - 2);
     std::string_view message = c.text.substr(close + 2);
-    constexpr std::string_view kProcessEnd = "  (KoAlgoEngine)";
+    static const std::string kProcessEnd = "  (" + std::string(kTag) + ")";
     if (message.size() >= kProcessEnd.size() && message.substr(message.size() - kProcessEnd.size()) == kProcessEnd) {
         auto ids = readIds(inside, 1);
         if (!ids)
@@ -307,7 +307,7 @@ std::string_view withoutColour(std::string_view text, std::string &buffer)
 bool mayBeThePlugins(std::string_view text)
 {
     return (!text.empty() && (text.front() == '[' || text.front() == '\x1b')) || text.find(kTag) != std::string_view::npos ||
-           text.find("ZSLSelector") != std::string_view::npos;
+           text.find(kPluginFileMark) != std::string_view::npos;
 }
 
 } // namespace zsl::log

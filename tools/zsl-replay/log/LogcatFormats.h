@@ -8,6 +8,8 @@
  * costs linear time. Which reader a line goes to is LineParser's choice.
  */
 
+#include "messages/PluginMessages.h"
+
 #include <LogRecorder.h>
 
 #include <cstdint>
@@ -18,8 +20,7 @@
 
 namespace zsl::log {
 
-// The plug-in's Android-log tag.
-constexpr std::string_view kTag = "KoAlgoEngine";
+constexpr std::string_view kTag = messages::kPluginTag;
 
 // A cursor over one line, for the fixed shapes of the log formats.
 struct Cursor {

@@ -12,6 +12,7 @@ namespace zsl::messages {
 namespace {
 
 using K = MessageKind;
+using I = MessageId;
 
 bool isDigit(char c)
 {
@@ -41,12 +42,18 @@ size_t numberLength(std::string_view text, char conversion, bool alternate)
 
 } // namespace
 
-bool fillsFormat(std::string_view text, std::string_view format)
+bool fillsFormat(std::string_view text, std::string_view format, std::vector<std::string_view> *args)
 {
+    const size_t taken = args ? args->size() : 0; // a failed match takes nothing back with it
+    auto fail = [&] {
+        if (args)
+            args->resize(taken);
+        return false;
+    };
     while (!format.empty()) {
         if (format.front() != '%') {
             if (text.empty() || text.front() != format.front())
-                return false;
+                return fail();
             text.remove_prefix(1);
             format.remove_prefix(1);
             continue;
@@ -58,96 +65,108 @@ bool fillsFormat(std::string_view text, std::string_view format)
         while (at < format.size() && format[at] == 'l')
             ++at;
         if (at >= format.size())
-            return false;
+            return fail();
         const char conversion = format[at];
         format.remove_prefix(at + 1);
         if (conversion == 's') { // any text up to a place where the next literal part stands
-            if (format.empty())
+            if (format.empty()) {
+                if (args)
+                    args->push_back(text);
                 return true;
+            }
             const std::string_view next = format.substr(0, format.find('%'));
-            for (size_t at = text.find(next); at != std::string_view::npos; at = text.find(next, at + 1))
-                if (fillsFormat(text.substr(at), format))
+            for (size_t at = text.find(next); at != std::string_view::npos; at = text.find(next, at + 1)) {
+                if (args)
+                    args->push_back(text.substr(0, at));
+                if (fillsFormat(text.substr(at), format, args))
                     return true;
-            return false;
+                if (args)
+                    args->pop_back();
+            }
+            return fail();
         }
         if (conversion == 'x' && alternate && !text.empty() && text.front() == '0' &&
             (text.size() == 1 || text[1] != 'x')) { // %#x prints 0 without 0x
+            if (args)
+                args->push_back(text.substr(0, 1));
             text.remove_prefix(1);
             continue;
         }
         const size_t length = numberLength(text, conversion == 'u' ? 'd' : conversion, alternate);
         if (length == 0 || (conversion == 'u' && text.front() == '-'))
-            return false;
+            return fail();
+        if (args)
+            args->push_back(text.substr(0, length));
         text.remove_prefix(length);
     }
-    return text.empty();
+    return text.empty() || fail();
 }
 
 const std::vector<PluginMessage> &pluginMessages()
 {
     static const std::vector<PluginMessage> messages = {
         // The selector's construction and isSelectorNeeded.
-        {"mSupportPending %d mZSLTimeDiffMs(%ld) = default(%ld)+project(%ld)+user(%ld)", 'I', K::Config},
-        {"[ZSLSelector] %s isNeeded %d", 'D', K::Needed},
+        {"mSupportPending %d mZSLTimeDiffMs(%ld) = default(%ld)+project(%ld)+user(%ld)", 'I', K::Config, I::Config},
+        {"[ZSLSelector] %s isNeeded %d", 'D', K::Needed, I::Needed},
         // selectZSLFrames.
-        {"[ZSLSelector] fwkFrame:%u no metaQueue, select finished", 'D', K::SelectStart},
-        {"[ZSLSelector] fwkFrame:%u [%s] Current Consumer list none", 'I', K::SelectStart},
-        {"[ZSLSelector] fwkFrame:%u [%s] Current Consumer list: %s", 'I', K::SelectStart},
-        {"<mc anchor pick> anchorTS:%ld, motionCapType:0x%x", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u zsdTs:%ld curTime:%ld", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u Consumer list: %u ResultMetaTarget removed", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u Consumer list: %u shutter time:%ld", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u consumer list ts too old, select finished", 'D', K::Select},
-        {"[ZSLSelector] fwkFrame:%u [%s] Current Producer list: %s", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u Producer list: %u shutter time:%ld ", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u ZSLAnchor offset:%d csbegin:%d consumerQ[%s]", 'I', K::Select},
-        {"[ZSLSelector] fwkFrame:%u, cannot find zslFrame: %u in [%s], move begin to next", 'D', K::Select},
+        {"[ZSLSelector] fwkFrame:%u no metaQueue, select finished", 'D', K::SelectStart, I::SelectNoQueue},
+        {"[ZSLSelector] fwkFrame:%u [%s] Current Consumer list none", 'I', K::SelectStart, I::ConsumerNone},
+        {"[ZSLSelector] fwkFrame:%u [%s] Current Consumer list: %s", 'I', K::SelectStart, I::Consumer},
+        {"<mc anchor pick> anchorTS:%ld, motionCapType:0x%x", 'I', K::Select, I::AnchorPick},
+        {"[ZSLSelector] fwkFrame:%u zsdTs:%ld curTime:%ld", 'I', K::Select, I::Window},
+        {"[ZSLSelector] fwkFrame:%u Consumer list: %u ResultMetaTarget removed", 'I', K::Select, I::ConsumerGone},
+        {"[ZSLSelector] fwkFrame:%u Consumer list: %u shutter time:%ld", 'I', K::Select, I::ConsumerShutter},
+        {"[ZSLSelector] fwkFrame:%u consumer list ts too old, select finished", 'D', K::Select, I::ConsumerTooOld},
+        {"[ZSLSelector] fwkFrame:%u [%s] Current Producer list: %s", 'I', K::Select, I::Producer},
+        {"[ZSLSelector] fwkFrame:%u Producer list: %u shutter time:%ld ", 'I', K::Select, I::ProducerShutter},
+        {"[ZSLSelector] fwkFrame:%u ZSLAnchor offset:%d csbegin:%d consumerQ[%s]", 'I', K::Select, I::Anchor},
+        {"[ZSLSelector] fwkFrame:%u, cannot find zslFrame: %u in [%s], move begin to next", 'D', K::Select, I::BeginMoved},
         // checkFrame: one metadata's qualification.
-        {"Metadata is nullptr", 'D', K::QualifyStart},
-        {"get EV setting=%d", 'D', K::QualifyStart},
-        {"cannot get EV setting, set default EV=%d", 'D', K::QualifyStart}, // or a later line: the importer tells
-        {" get EV setting=%d", 'D', K::Qualify},
-        {"isRequiredEV OK: EV=%d", 'D', K::Qualify},
-        {"isRequiredEV fail: EV(History)=%d, EV(Target)=%d", 'D', K::Qualify},
-        {"QuickSnapshot bypass check AF/AE ", 'D', K::Qualify},
-        {"bypass AF/AE stable check for motion cap: 0x%x", 'D', K::Qualify},
-        {"android.control.afMode tag not found! ", 'D', K::Qualify},
-        {"android.control.afState tag not found!", 'D', K::Qualify},
-        {"android.lens.state not found!", 'D', K::Qualify},
-        {"AF ok: %s", 'D', K::Qualify},
-        {"AF fail: %s", 'D', K::Qualify},
-        {"[%s] tag(%#x) val=%s target=%s bc=%d", 'D', K::Qualify},
-        {"[%s] tag(%#x) not found!", 'D', K::Qualify},
-        {"hf does not include tareget EV", 'D', K::QualifyEnd},
-        {"AF X", 'D', K::QualifyEnd},
-        {"AE X", 'D', K::QualifyEnd},
-        {"hf OK", 'D', K::QualifyEnd},
+        {"Metadata is nullptr", 'D', K::QualifyStart, I::MetadataNull},
+        {"get EV setting=%d", 'D', K::QualifyStart, I::FrameEv},
+        {"cannot get EV setting, set default EV=%d", 'D', K::QualifyStart, I::DefaultEv}, // or a later line: the importer tells
+        {" get EV setting=%d", 'D', K::Qualify, I::RequestEv},
+        {"isRequiredEV OK: EV=%d", 'D', K::Qualify, I::EvOk},
+        {"isRequiredEV fail: EV(History)=%d, EV(Target)=%d", 'D', K::Qualify, I::EvFail},
+        {"QuickSnapshot bypass check AF/AE ", 'D', K::Qualify, I::QuickSnapshot},
+        {"bypass AF/AE stable check for motion cap: 0x%x", 'D', K::Qualify, I::MotionBypass},
+        {"android.control.afMode tag not found! ", 'D', K::Qualify, I::AfModeMissing},
+        {"android.control.afState tag not found!", 'D', K::Qualify, I::AfStateMissing},
+        {"android.lens.state not found!", 'D', K::Qualify, I::LensStateMissing},
+        {"AF ok: %s", 'D', K::Qualify, I::AfOk},
+        {"AF fail: %s", 'D', K::Qualify, I::AfFail},
+        {"[%s] tag(%#x) val=%s target=%s bc=%d", 'D', K::Qualify, I::TagValue},
+        {"[%s] tag(%#x) not found!", 'D', K::Qualify, I::TagMissing},
+        {"hf does not include tareget EV", 'D', K::QualifyEnd, I::HfNoTarget},
+        {"AF X", 'D', K::QualifyEnd, I::AfRefused},
+        {"AE X", 'D', K::QualifyEnd, I::AeRefused},
+        {"hf OK", 'D', K::QualifyEnd, I::HfOk},
         // checkFrame: the verdict on the metadata, and super resolution.
-        {"[ZSLSelector] fwkFrame:%u, No zslFrame: %u ,camid:%d invalid", 'D', K::RefusedCamera},
-        {"[ZSLSelector] fwkFrame:%u, No zslFrame: %uinvalid", 'D', K::RefusedOwn},
-        {"[ZSLSelector] get korvan.superResolution.enabled successful, srEnable = %d", 'D', K::SuperResolution},
-        {"[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = %d", 'D', K::SuperResolution},
+        {"[ZSLSelector] fwkFrame:%u, No zslFrame: %u ,camid:%d invalid", 'D', K::RefusedCamera, I::RefusedCamera},
+        {"[ZSLSelector] fwkFrame:%u, No zslFrame: %uinvalid", 'D', K::RefusedOwn, I::RefusedOwn},
+        {"[ZSLSelector] get korvan.superResolution.enabled successful, srEnable = %d", 'D', K::SuperResolution, I::SuperResolutionOn},
+        {"[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = %d", 'D', K::SuperResolution, I::SuperResolutionUnset},
         // The platform's sensor-mode check.
         {"[ZSLSelector] checkFrameNum = %d fwkFrameNum = %d  reqtMasterId = %d masterRoleId = %d "
          "AiHLFrameNum = %d this = %p",
-         'I', K::SensorStart},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame perframeSensorMode:%d", 'D', K::Sensor},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed perframeSensorMode = %d", 'D', K::Sensor},
-        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode failed, desiredSensorMode = %d", 'D', K::Sensor},
+         'I', K::SensorStart, I::SensorStart},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame perframeSensorMode:%d", 'D', K::Sensor, I::SensorFrameMode},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed perframeSensorMode = %d", 'D', K::Sensor, I::SensorFrameModeNoMeta},
+        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode failed, desiredSensorMode = %d", 'D', K::Sensor, I::SensorDesiredUnset},
         {"[ZSLSelector] get korvan.ext.control.policy.sensorMode successful, desiredSensorMode = %d", 'D',
-         K::Sensor},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame reqDesiredSensorMode:%d", 'D', K::Sensor},
-        {"[ZSLSelector] checkDesiredSensorMode success!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd},
-        {"[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd},
+         K::Sensor, I::SensorDesired},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame reqDesiredSensorMode:%d", 'D', K::Sensor, I::SensorRequestMode},
+        {"[ZSLSelector] checkDesiredSensorMode success!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd, I::SensorMatch},
+        {"[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd, I::SensorMismatch},
         // The interface's own sensor-mode check, for selectors that keep it.
-        {"[ZSLSelector] logicalId:%d, mSensorPolicyMask:%d", 'D', K::Sensor},
-        {"[ZSLSelector] not support sensor policy, skip sensor mode checking.", 'D', K::SensorEnd},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame koholder::sensorModetype:%d", 'D', K::Sensor},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed", 'D', K::Sensor},
-        {"[ZSLSelector] not find mcxFrameresult", 'D', K::Sensor},
+        {"[ZSLSelector] logicalId:%d, mSensorPolicyMask:%d", 'D', K::Sensor, I::SensorPolicyMask},
+        {"[ZSLSelector] not support sensor policy, skip sensor mode checking.", 'D', K::SensorEnd, I::SensorNoPolicy},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame koholder::sensorModetype:%d", 'D', K::Sensor, I::SensorFrameType},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed", 'D', K::Sensor, I::SensorFrameNoMeta},
+        {"[ZSLSelector] not find mcxFrameresult", 'D', K::Sensor, I::SensorNoResult},
         {"[ZSLSelector] getDesiredSensorMode cameraRoleType:%d modeSelectMask:0x%x modeOffset:%d sensorModetype%d",
-         'D', K::Sensor},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame koholder::sensorModetype:%d", 'D', K::Sensor},
+         'D', K::Sensor, I::SensorDesiredMask},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame koholder::sensorModetype:%d", 'D', K::Sensor, I::SensorRequestType},
     };
     return messages;
 }

@@ -13,6 +13,11 @@
 
 namespace zsl::messages {
 
+// The plug-in's Android-log tag, and a word in the prefix of each of its
+// lines (its file name): what a reader looks for first.
+constexpr std::string_view kPluginTag = "KoAlgoEngine";
+constexpr std::string_view kPluginFileMark = "ZSLSelector";
+
 // Where a message stands: the selector's configuration, isSelectorNeeded's
 // answer, the first or a later line of selectZSLFrames, or a part of
 // checkFrame (a metadata's qualification, a refusal, the super-resolution
@@ -23,10 +28,32 @@ enum class MessageKind : int {
     SensorStart, Sensor, SensorEnd
 };
 
+// Which message, one name each, for the readers that take its arguments
+// (PluginEvent). The names say what the line tells, not how it is worded.
+enum class MessageId : int {
+    // The selector's construction and isSelectorNeeded.
+    Config, Needed,
+    // selectZSLFrames.
+    SelectNoQueue, ConsumerNone, Consumer, AnchorPick, Window, ConsumerGone, ConsumerShutter, ConsumerTooOld,
+    Producer, ProducerShutter, Anchor, BeginMoved,
+    // checkFrame: one metadata's qualification.
+    MetadataNull, FrameEv, DefaultEv, RequestEv, EvOk, EvFail, QuickSnapshot, MotionBypass, AfModeMissing,
+    AfStateMissing, LensStateMissing, AfOk, AfFail, TagValue, TagMissing, HfNoTarget, AfRefused, AeRefused, HfOk,
+    // checkFrame: the verdict, and super resolution.
+    RefusedCamera, RefusedOwn, SuperResolutionOn, SuperResolutionUnset,
+    // The platform's sensor-mode check.
+    SensorStart, SensorFrameMode, SensorFrameModeNoMeta, SensorDesiredUnset, SensorDesired, SensorRequestMode,
+    SensorMatch, SensorMismatch,
+    // The interface's own sensor-mode check.
+    SensorPolicyMask, SensorNoPolicy, SensorFrameType, SensorFrameNoMeta, SensorNoResult, SensorDesiredMask,
+    SensorRequestType
+};
+
 struct PluginMessage {
     const char *format; // as the plug-in passes it to the log
     char level;         // 'D' debug, 'I' info
     MessageKind kind;
+    MessageId id;
 };
 
 const std::vector<PluginMessage> &pluginMessages();
@@ -36,7 +63,8 @@ const std::vector<PluginMessage> &pluginMessages();
 const PluginMessage *findPluginMessage(std::string_view text);
 
 // Whether text is what format prints for some arguments: %s takes any text,
-// numbers their digits (a sign for %d, 0x for %#x), %p a word.
-bool fillsFormat(std::string_view text, std::string_view format);
+// numbers their digits (a sign for %d, 0x for %#x), %p a word. With `args`,
+// each conversion's text, in order.
+bool fillsFormat(std::string_view text, std::string_view format, std::vector<std::string_view> *args = nullptr);
 
 } // namespace zsl::messages

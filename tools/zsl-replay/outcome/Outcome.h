@@ -59,6 +59,19 @@ struct CheckOutcome {
     std::vector<kohost::LogLine> log;
 };
 
+// What the lines of a step's frame checks show of the capture request
+// (read from a device log; the first value each line shows).
+struct RequestSeen {
+    std::optional<int> ev;                   // the request's EV setting
+    std::optional<int> superResolution;      // its super-resolution switch, where read
+    bool sensorCheck = false;                // the platform's sensor-mode check ran
+    std::optional<int32_t> desiredSensorMode;
+    bool desiredSensorModeSet = false;       // ... and the request carried it
+    bool quickSnapshot = false;
+    std::optional<int64_t> anchorTs;         // a motion capture's anchor pick
+    std::optional<uint32_t> motionCapType;
+};
+
 struct StepOutcome {
     StepKind kind = StepKind::Capture;
     std::string label;
@@ -98,7 +111,14 @@ struct StepOutcome {
     std::vector<std::string> notes;
     std::string selectionCaveat;
     std::string takenUnknown;
+    RequestSeen request; // read from a device log
     std::vector<kohost::LogLine> log;
+};
+
+// The selector's configuration as its construction line states it.
+struct SelectorConfig {
+    bool pending = false;
+    int64_t defaultMs = 0, projectMs = 0, userMs = 0;
 };
 
 struct SessionOutcome {
@@ -106,6 +126,7 @@ struct SessionOutcome {
     std::string file;
     std::string description;
     std::vector<kohost::LogLine> setupLog; // the selector's configuration line
+    std::optional<SelectorConfig> config;  // ... read from a device log: the last one
     std::vector<StepOutcome> steps;
     std::vector<kohost::LogLine> androidLog; // every Android-log line, in order
     bool fromLog = false; // read from a device log, not replayed

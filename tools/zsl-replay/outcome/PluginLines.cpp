@@ -1,11 +1,10 @@
-// Reading the plug-in's line texts back: fixed markers and the decimal
-// numbers after them, scanned in one pass without backtracking, so that a
-// line of any length (a list of thousands of frames, a queue name of
-// megabytes) costs linear time and no stack.
+// Reading the plug-in's lines back through their decoded events.
 
 #include "outcome/PluginLines.h"
 
 #include "outcome/AndroidEnums.h"
+
+#include "messages/PluginEvent.h"
 
 #include <algorithm>
 #include <charconv>
@@ -17,11 +16,11 @@ namespace zsl::outcome {
 
 namespace {
 
-bool contains(std::string_view text, std::string_view part)
-{
-    return text.find(part) != std::string_view::npos;
-}
+using messages::MessageId;
+using messages::PluginEvent;
 
+// Android's tag ids, for the names of their values.
+constexpr uint32_t kAfMode = 0x10007, kAfState = 0x10020, kAeState = 0x1001f, kLensState = 0x80009;
 
 // "2 CONVERGED": a value with Android's name for it, where it has one.
 std::string named(uint32_t tag, std::optional<int> value)
@@ -33,125 +32,187 @@ std::string named(uint32_t tag, std::optional<int> value)
     return std::to_string(*value) + (known ? " " + (*names)[static_cast<size_t>(*value)] : "");
 }
 
-// The engineer's wording of one rule line of the plug-in.
-std::string explain(std::string_view text)
+std::string aeExplanation(std::optional<int> state)
 {
-    if (auto history = numberAfter<int>(text, "EV(History)="))
-        return "EV: frame " + std::to_string(*history) + ", request " +
-               std::to_string(numberAfter<int>(text, "EV(Target)=").value_or(0));
-    if (contains(text, "AF fail: "))
-        return "AF: mode " + named(0x10007, numberAfter<int>(text, "afMode=")) + ", state " +
-               named(0x10020, numberAfter<int>(text, "afState=")) + ", lens " +
-               named(0x80009, numberAfter<int>(text, "lensState="));
-    if (contains(text, "aeState"))
-        return "AE: state " + named(0x1001f, numberAfter<int>(text, "aeState ")) + ", not 2 CONVERGED, 3 LOCKED or 4 FLASH_REQUIRED";
-    if (contains(text, "tag(0x1001f) not found"))
-        return "AE: android.control.aeState missing";
-    for (const char *tag : {"android.control.afMode", "android.control.afState", "android.lens.state"})
-        if (contains(text, tag))
-            return std::string("AF: ") + tag + " missing";
-    if (text == "Metadata is nullptr")
-        return "no metadata";
-    return std::string(text);
+    return "AE: state " + named(kAeState, state) + ", not 2 CONVERGED, 3 LOCKED or 4 FLASH_REQUIRED";
+}
+
+// A rule line that refuses the frame if a refusal follows: the plug-in's
+// words, and the engineer's.
+std::optional<Refusal> ruleOf(const PluginEvent &event, std::string_view text)
+{
+    const std::string words(text.substr(0, text.find_last_not_of(' ') + 1));
+    switch (event.id()) {
+    case MessageId::EvFail:
+        return Refusal{words, "EV: frame " + std::to_string(event.number<int>(0).value_or(0)) + ", request " +
+                                  std::to_string(event.number<int>(1).value_or(0))};
+    case MessageId::AfFail:
+        return Refusal{words, "AF: mode " + named(kAfMode, event.afMode()) + ", state " +
+                                  named(kAfState, event.afState()) + ", lens " + named(kLensState, event.lensState())};
+    case MessageId::AfModeMissing:
+        return Refusal{words, "AF: android.control.afMode missing"};
+    case MessageId::AfStateMissing:
+        return Refusal{words, "AF: android.control.afState missing"};
+    case MessageId::LensStateMissing:
+        return Refusal{words, "AF: android.lens.state missing"};
+    case MessageId::TagMissing:
+        return Refusal{words, event.number<uint32_t>(1, 16) == kAeState ? "AE: android.control.aeState missing" : words};
+    case MessageId::MetadataNull:
+        return Refusal{words, "no metadata"};
+    case MessageId::TagValue: { // the AE check prints the state it saw and the states it accepts
+        if (event.number<uint32_t>(1, 16) != kAeState)
+            return std::nullopt;
+        const std::optional<int> state = event.number<int>(2);
+        return Refusal{"aeState " + std::to_string(state.value_or(-1)) + " not settled (accepted " +
+                           std::string(event.text(3)) + ")",
+                       aeExplanation(state)};
+    }
+    default:
+        return std::nullopt;
+    }
 }
 
 } // namespace
-
-// Every decimal number of a list's text, "41 42 43 ".
-std::vector<uint32_t> numbersIn(std::string_view text)
-{
-    std::vector<uint32_t> numbers;
-    const char *at = text.data(), *end = text.data() + text.size();
-    while (at < end) {
-        uint32_t value = 0;
-        auto [next, error] = std::from_chars(at, end, value);
-        if (error == std::errc())
-            numbers.push_back(value);
-        at = next == at ? at + 1 : next;
-    }
-    return numbers;
-}
 
 // The selection's own account of itself, from its lines.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &result)
 {
     std::optional<std::pair<uint32_t, int64_t>> lastExamined;
     for (const kohost::LogLine &line : lines) {
-        const std::string_view text = line.text;
-        if (const auto list = text.find(" Current Consumer list: "); list != std::string_view::npos) {
-            result.consumer = numbersIn(text.substr(list + 23));
-        } else if (const auto list = text.find(" Current Producer list: "); list != std::string_view::npos) {
-            result.producer = numbersIn(text.substr(list + 23));
-        } else if (text.rfind("<mc anchor pick> anchorTS:", 0) == 0) {
-            const uint32_t type = numberAfter<uint32_t>(text, "motionCapType:0x", 16).value_or(0);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        if (!event)
+            continue;
+        switch (event->id()) {
+        case MessageId::Consumer:
+            result.consumer = messages::numbersIn(event->text(2));
+            break;
+        case MessageId::Producer:
+            result.producer = messages::numbersIn(event->text(2));
+            break;
+        case MessageId::AnchorPick: {
+            const uint32_t type = event->number<uint32_t>(1, 16).value_or(0);
             if ((type & 0xFF) == 1) // a motion capture: zsdTs follows the anchor time stamp
-                result.motionCapture = {numberAfter<int64_t>(text, "anchorTS:").value_or(0), type};
-        } else if (auto zsdTs = numberAfter<int64_t>(text, " zsdTs:")) {
-            result.zsdTs = zsdTs;
-            result.curTime = numberAfter<int64_t>(text, " curTime:");
-        } else if (contains(text, " shutter time:") &&
-                   (contains(text, " Consumer list: ") || contains(text, " Producer list: "))) {
-            auto frame = numberAfter<uint32_t>(text, " list: ");
-            auto shutter = numberAfter<int64_t>(text, " shutter time:");
+                result.motionCapture = {event->number<int64_t>(0).value_or(0), type};
+            break;
+        }
+        case MessageId::Window:
+            result.zsdTs = event->number<int64_t>(1);
+            result.curTime = event->number<int64_t>(2);
+            break;
+        case MessageId::ConsumerShutter:
+        case MessageId::ProducerShutter: {
+            auto frame = event->number<uint32_t>(1);
+            auto shutter = event->number<int64_t>(2);
             if (frame && shutter) {
                 lastExamined = {*frame, *shutter};
                 result.shutterNs.emplace(*frame, *shutter);
             }
-        } else if (auto offset = numberAfter<int32_t>(text, " ZSLAnchor offset:")) {
-            result.anchorOffset = offset;
-            result.csbegin = numberAfter<int32_t>(text, " csbegin:");
-        } else if (auto gone = numberAfter<uint32_t>(text, " list: "); gone && contains(text, "ResultMetaTarget removed")) {
-            result.warnings.push_back(
-                {*gone, "frame " + std::to_string(*gone) + " is listed but has left the queue (no record)"});
-        } else if (auto lacked = numberAfter<uint32_t>(text, "cannot find zslFrame: ")) {
-            const auto name = text.find(" in [");
-            result.warnings.push_back(
-                {*lacked, "the selection's first frame " + std::to_string(*lacked) + " was passed over: queue " +
-                              std::string(text.substr(name + 4, text.find("], move") - name - 3)) + " does not hold it"});
+            break;
+        }
+        case MessageId::Anchor:
+            result.anchorOffset = event->number<int32_t>(1);
+            result.csbegin = event->number<int32_t>(2);
+            break;
+        case MessageId::ConsumerGone:
+            if (auto gone = event->number<uint32_t>(1))
+                result.warnings.push_back(
+                    {*gone, "frame " + std::to_string(*gone) + " is listed but has left the queue (no record)"});
+            break;
+        case MessageId::BeginMoved:
+            if (auto lacked = event->number<uint32_t>(1))
+                result.warnings.push_back({*lacked, "the selection's first frame " + std::to_string(*lacked) +
+                                                        " was passed over: queue [" + std::string(event->text(2)) +
+                                                        "] does not hold it"});
+            break;
+        default:
+            break;
         }
     }
     if (lastExamined && result.zsdTs && lastExamined->second > *result.zsdTs)
         result.anchorFrame = lastExamined->first;
 }
 
+RequestSeen readRequestLines(const std::vector<kohost::LogLine> &lines)
+{
+    RequestSeen seen;
+    for (const kohost::LogLine &line : lines) {
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        if (!event)
+            continue;
+        switch (event->id()) {
+        case MessageId::RequestEv:
+            seen.ev = seen.ev ? seen.ev : event->number<int>(0);
+            break;
+        case MessageId::SuperResolutionOn:
+            seen.superResolution = seen.superResolution ? seen.superResolution : event->number<int>(0);
+            break;
+        case MessageId::SensorStart:
+            seen.sensorCheck = true;
+            break;
+        case MessageId::SensorDesired:
+            seen.desiredSensorModeSet = true;
+            [[fallthrough]];
+        case MessageId::SensorDesiredUnset:
+            seen.desiredSensorMode = seen.desiredSensorMode ? seen.desiredSensorMode : event->number<int32_t>(0);
+            break;
+        case MessageId::QuickSnapshot:
+            seen.quickSnapshot = true;
+            break;
+        case MessageId::AnchorPick:
+            seen.anchorTs = seen.anchorTs ? seen.anchorTs : event->number<int64_t>(0);
+            seen.motionCapType = seen.motionCapType ? seen.motionCapType : event->number<uint32_t>(1, 16);
+            break;
+        default:
+            break;
+        }
+    }
+    return seen;
+}
+
 // Why the plug-in refused a frame.
 Refusal refusal(const std::vector<kohost::LogLine> &log)
 {
-    constexpr std::string_view kAeLine = "[isAEStable] tag(0x1001f) val=";
     std::vector<Refusal> reasons;
-    std::string rule;
-    std::string explanation;
+    Refusal rule;
     std::string frameMode = "?", requestMode = "?";
+    bool sensorCheck = false;
     for (const kohost::LogLine &line : log) {
-        const std::string_view text = line.text;
-        if (contains(text, "AF fail: ") || contains(text, "isRequiredEV fail") || contains(text, "not found") ||
-            text == "Metadata is nullptr") {
-            rule = text.substr(0, text.find_last_not_of(' ') + 1);
-            explanation = explain(rule);
-        } else if (text.rfind(kAeLine, 0) == 0 && contains(text, " target=")) {
-            const auto target = text.find(" target=") + 8;
-            const auto end = text.find(" bc=", target);
-            rule = "aeState " + std::to_string(numberAfter<int>(text, kAeLine).value_or(-1)) +
-                   " not settled (accepted " + std::string(text.substr(target, end - target)) + ")";
-            explanation = explain(rule);
-        } else if (contains(text, "No zslFrame: ") && text.size() >= 7 && text.substr(text.size() - 7) == "invalid") {
-            auto camera = numberAfter<int>(text, ",camid:");
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        if (!event)
+            continue;
+        if (auto newRule = ruleOf(*event, line.text)) {
+            rule = std::move(*newRule);
+            continue;
+        }
+        switch (event->id()) {
+        case MessageId::RefusedCamera:
+        case MessageId::RefusedOwn: {
+            const std::optional<int> camera = event->camera();
             const std::string who = camera ? "camera " + std::to_string(*camera) + ": " : "";
-            reasons.push_back({who + rule, who + explanation});
-        } else if (contains(text, "perframeSensorMode")) {
-            const auto at = text.find_first_not_of(" :=", text.find("perframeSensorMode") + 18);
-            if (auto mode = numberAfter<int>(text.substr(at == std::string_view::npos ? text.size() : at), ""))
+            reasons.push_back({who + rule.reason, who + rule.explanation});
+            break;
+        }
+        case MessageId::SensorFrameMode:
+        case MessageId::SensorFrameModeNoMeta:
+            if (auto mode = event->number<int>(2))
                 frameMode = std::to_string(*mode);
-        } else if (auto mode = numberAfter<int>(text, "reqDesiredSensorMode:")) {
-            requestMode = std::to_string(*mode);
-        } else if (contains(text, "checkDesiredSensorMode fail")) {
+            break;
+        case MessageId::SensorRequestMode:
+            if (auto mode = event->number<int>(2))
+                requestMode = std::to_string(*mode);
+            break;
+        case MessageId::SensorMismatch:
             reasons.push_back({"sensor mode " + frameMode + ", request wants " + requestMode,
                                "sensor mode: frame " + frameMode + ", request " + requestMode});
+            break;
+        case MessageId::SensorStart:
+            sensorCheck = true;
+            break;
+        default:
+            break;
         }
     }
     if (reasons.empty()) {
-        bool sensorCheck = std::any_of(log.begin(), log.end(),
-                                       [](const kohost::LogLine &line) { return contains(line.text, "checkFrameNum = "); });
         if (sensorCheck)
             return {"no sensor-mode queue", "sensor mode: no sensor-mode queue to compare with"};
         return {"refused (no reason in the system log)", "not in the log: the system log was closed"};

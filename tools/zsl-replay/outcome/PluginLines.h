@@ -3,15 +3,15 @@
  * PluginLines: the plug-in's own log lines read back into facts: the
  * selection's time stamps, anchor offset and begin index, the anchor frame,
  * the frames it found gone or missing, and why a frame was refused, in the
- * plug-in's words and in a camera engineer's. Works on the message texts
- * alone, whatever output or device they came from.
+ * plug-in's words and in a camera engineer's. Works on the decoded
+ * messages alone (messages/PluginEvent), whatever output or device they
+ * came from.
  */
 
 #include "outcome/Outcome.h"
 
 #include <LogRecorder.h>
 
-#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,28 +25,14 @@ namespace zsl::outcome {
 // frame a queue lacks) from the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
+// What the lines of a step's calls show of the request (the trace writer
+// writes it back as the request's metadata).
+RequestSeen readRequestLines(const std::vector<kohost::LogLine> &lines);
+
 // Why one checkFrame call refused its frame: the plug-in's own line, and
 // the same worded alike for EV, AF, AE and sensor mode, states named as
 // Android names them ("AF: mode CONTINUOUS_PICTURE, state ACTIVE_SCAN,
 // lens MOVING").
-// The number right after the first marker in text, if one is there; in hex
-// for base 16 (the motion-capture type is printed as "0x%x").
-template <typename T> std::optional<T> numberAfter(std::string_view text, std::string_view marker, int base = 10)
-{
-    const auto at = text.find(marker);
-    if (at == std::string_view::npos)
-        return std::nullopt;
-    const char *begin = text.data() + at + marker.size();
-    T value{};
-    auto [end, error] = std::from_chars(begin, text.data() + text.size(), value, base);
-    if (error != std::errc() || end == begin)
-        return std::nullopt;
-    return value;
-}
-
-// Every decimal number in a list's text as the plug-in prints it.
-std::vector<uint32_t> numbersIn(std::string_view text);
-
 struct Refusal {
     std::string reason;
     std::string explanation;

@@ -2,6 +2,8 @@
 
 #include "output/LogcatWriter.h"
 
+#include "messages/PluginMessages.h"
+
 #include <log/logprint.h>
 
 #include <cstdlib>
@@ -13,7 +15,7 @@ namespace zsl::output {
 
 namespace {
 
-constexpr std::string_view kTag = "KoAlgoEngine";
+constexpr std::string_view kTag = messages::kPluginTag;
 
 } // namespace
 

@@ -24,22 +24,6 @@ using Json = nlohmann::ordered_json;
 constexpr int64_t kFrameIntervalNs = 33000000; // when the log shows no two neighbours
 
 
-// The value of the first line holding marker, read right after it.
-template <typename T>
-std::optional<T> logged(const std::vector<kohost::LogLine> &lines, std::string_view marker, int base = 10)
-{
-    for (const kohost::LogLine &line : lines)
-        if (auto value = numberAfter<T>(line.text, marker, base))
-            return value;
-    return std::nullopt;
-}
-
-bool anyLine(const std::vector<kohost::LogLine> &lines, std::string_view part)
-{
-    return std::any_of(lines.begin(), lines.end(),
-                       [part](const kohost::LogLine &line) { return line.text.find(part) != std::string::npos; });
-}
-
 Json metadataOf(const FrameStates &states)
 {
     Json meta = Json::object();
@@ -65,24 +49,24 @@ Json requestOf(const StepOutcome &step)
 {
     Json request = Json::object();
     request["android.control.enableZsl"] = step.needed.value_or(true) ? 1 : 0;
-    if (auto ev = logged<int>(step.log, " get EV setting=")) // the request's side has a leading blank
-        request["android.control.aeExposureCompensation"] = *ev;
-    if (auto sr = logged<int>(step.log, "enabled successful, srEnable = "))
-        request["korvan.superResolution.enabled"] = *sr;
+    const RequestSeen &seen = step.request;
+    if (seen.ev)
+        request["android.control.aeExposureCompensation"] = *seen.ev;
+    if (seen.superResolution)
+        request["korvan.superResolution.enabled"] = *seen.superResolution;
     // The sensor-mode check runs for super resolution or noise reduction;
     // without the first, the request enabled the second.
-    if (anyLine(step.log, "[ZSLSelector] checkFrameNum = ") && request.value("korvan.superResolution.enabled", 0) != 1)
+    if (seen.sensorCheck && request.value("korvan.superResolution.enabled", 0) != 1)
         request["korvan.mfnr.enabled"] = 1;
-    if (auto mode = logged<int32_t>(step.log, "desiredSensorMode = "); mode && *mode >= 0 &&
-                                                                    anyLine(step.log, "sensorMode successful"))
-        request["com.korvan.ext.control.policy.sensorMode"] = *mode;
-    if (anyLine(step.log, "QuickSnapshot bypass"))
+    if (seen.desiredSensorMode && *seen.desiredSensorMode >= 0 && seen.desiredSensorModeSet)
+        request["com.korvan.ext.control.policy.sensorMode"] = *seen.desiredSensorMode;
+    if (seen.quickSnapshot)
         request["korvan.quicksnapshot.isQuickSnapshot"] = 1;
-    if (auto anchor = logged<int64_t>(step.log, "anchorTS:"); anchor && *anchor != 0)
-        request["korvan.mfnr.anchorTimeStamp"] = *anchor;
-    if (auto type = logged<uint32_t>(step.log, "motionCapType:0x", 16); type && *type != 0) {
+    if (seen.anchorTs && *seen.anchorTs != 0)
+        request["korvan.mfnr.anchorTimeStamp"] = *seen.anchorTs;
+    if (seen.motionCapType && *seen.motionCapType != 0) {
         char hex[16];
-        std::snprintf(hex, sizeof(hex), "0x%x", *type);
+        std::snprintf(hex, sizeof(hex), "0x%x", *seen.motionCapType);
         request["korvan.ai.kosd.motionCaptureType"] = hex;
     }
     return request;
@@ -97,13 +81,11 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     trace["name"] = "fwkFrame " + std::to_string(step.fwkFrame) + " from " + session.file;
 
     Json properties = Json::object();
-    const kohost::LogLine *config = session.setupLog.empty() ? nullptr : &session.setupLog.back();
-    if (config) {
-        properties["persist.vendor.kohal.selector.pending.mask"] =
-            numberAfter<int>(config->text, "mSupportPending ").value_or(0) != 0;
-        properties["ro.vendor.camera3.zsl.default"] = numberAfter<int64_t>(config->text, "default(").value_or(0);
-        properties["ro.vendor.camera3.zsl.project"] = numberAfter<int64_t>(config->text, "project(").value_or(0);
-        properties["vendor.debug.camera3.zsl.timestamp"] = numberAfter<int64_t>(config->text, "user(").value_or(0);
+    if (const std::optional<SelectorConfig> &config = session.config) {
+        properties["persist.vendor.kohal.selector.pending.mask"] = config->pending;
+        properties["ro.vendor.camera3.zsl.default"] = config->defaultMs;
+        properties["ro.vendor.camera3.zsl.project"] = config->projectMs;
+        properties["vendor.debug.camera3.zsl.timestamp"] = config->userMs;
     } else if (step.zsdTs && step.curTime) {
         properties["ro.vendor.camera3.zsl.default"] = (*step.curTime - *step.zsdTs) / 1000000;
         filled.push_back("the selector's configuration line is not in the log: the time window is curTime - zsdTs "

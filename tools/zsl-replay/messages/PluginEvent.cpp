@@ -1,0 +1,78 @@
+// A plug-in line's message matched against the table, its arguments kept.
+
+#include "messages/PluginEvent.h"
+
+namespace zsl::messages {
+
+std::optional<PluginEvent> PluginEvent::decode(std::string_view text)
+{
+    std::vector<std::string_view> args;
+    for (const PluginMessage &message : pluginMessages()) {
+        args.clear();
+        if (fillsFormat(text, message.format, &args))
+            return PluginEvent(message, std::move(args));
+    }
+    return std::nullopt;
+}
+
+std::optional<size_t> PluginEvent::argumentAfter(std::string_view label) const
+{
+    std::string_view format = mMessage->format;
+    size_t index = 0;
+    for (size_t at = format.find('%'); at != std::string_view::npos; at = format.find('%', at + 1), ++index)
+        if (at >= label.size() && format.substr(at - label.size(), label.size()) == label)
+            return index;
+    return std::nullopt;
+}
+
+std::optional<uint32_t> PluginEvent::fwkFrame() const
+{
+    for (const char *label : {"fwkFrame:", "fwkFrameNum = "})
+        if (auto at = argumentAfter(label))
+            return number<uint32_t>(*at);
+    return std::nullopt;
+}
+
+std::optional<uint32_t> PluginEvent::zslFrame() const
+{
+    for (const char *label : {"zslFrame: ", "checkFrameNum = "})
+        if (auto at = argumentAfter(label))
+            return number<uint32_t>(*at);
+    return std::nullopt;
+}
+
+std::optional<int> PluginEvent::camera() const
+{
+    if (auto at = argumentAfter(",camid:"))
+        return number<int>(*at);
+    return std::nullopt;
+}
+
+std::optional<int> PluginEvent::valueOf(std::string_view key) const
+{
+    for (const std::string_view arg : mArgs)
+        if (const size_t at = arg.find(key); at != std::string_view::npos) {
+            const std::string_view rest = arg.substr(at + key.size());
+            int value = 0;
+            auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
+            if (error == std::errc() && end != rest.data())
+                return value;
+        }
+    return std::nullopt;
+}
+
+std::vector<uint32_t> numbersIn(std::string_view text)
+{
+    std::vector<uint32_t> numbers;
+    const char *at = text.data(), *end = text.data() + text.size();
+    while (at < end) {
+        uint32_t value = 0;
+        auto [next, error] = std::from_chars(at, end, value);
+        if (error == std::errc())
+            numbers.push_back(value);
+        at = next == at ? at + 1 : next;
+    }
+    return numbers;
+}
+
+} // namespace zsl::messages

@@ -1,0 +1,69 @@
+#pragma once
+/*
+ * PluginEvent: one line of the plug-in decoded into a typed event: which
+ * message it is (by the table of PluginMessages), where it stands in a
+ * call, and its arguments as the plug-in printed them, read as numbers on
+ * request. The frames a line names (fwkFrame, the judged zslFrame, a
+ * camera) are found by where the message prints them. This is the one
+ * place that knows the plug-in's words: every reader of its lines, a
+ * device log's or a replay's, asks an event, never the text.
+ */
+
+#include "messages/PluginMessages.h"
+
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace zsl::messages {
+
+class PluginEvent {
+public:
+    // The event of a line's message text, or nothing when the plug-in
+    // cannot write that text. The event views the text: keep the text.
+    static std::optional<PluginEvent> decode(std::string_view text);
+
+    MessageId id() const { return mMessage->id; }
+    MessageKind kind() const { return mMessage->kind; }
+    char level() const { return mMessage->level; }
+    bool is(MessageId id) const { return mMessage->id == id; }
+
+    // The i-th argument as printed, or the number it starts with (hex
+    // arguments in base 16).
+    std::string_view text(size_t i) const { return i < mArgs.size() ? mArgs[i] : std::string_view(); }
+    template <typename T> std::optional<T> number(size_t i, int base = 10) const
+    {
+        const std::string_view arg = text(i);
+        T value{};
+        const char *begin = arg.data() + (base == 16 && arg.substr(0, 2) == "0x" ? 2 : 0);
+        auto [end, error] = std::from_chars(begin, arg.data() + arg.size(), value, base);
+        if (error != std::errc() || end == begin)
+            return std::nullopt;
+        return value;
+    }
+    // The frames the line names, where its message prints them.
+    std::optional<uint32_t> fwkFrame() const;
+    std::optional<uint32_t> zslFrame() const;
+    std::optional<int> camera() const;
+    // The states an AF line prints inside its text ("afMode=4 afState=3 lensState=1").
+    std::optional<int> afMode() const { return valueOf("afMode="); }
+    std::optional<int> afState() const { return valueOf("afState="); }
+    std::optional<int> lensState() const { return valueOf("lensState="); }
+
+private:
+    PluginEvent(const PluginMessage &message, std::vector<std::string_view> args)
+        : mMessage(&message), mArgs(std::move(args)) {}
+    // The argument printed right after `label` in the message's format.
+    std::optional<size_t> argumentAfter(std::string_view label) const;
+    std::optional<int> valueOf(std::string_view key) const;
+
+    const PluginMessage *mMessage;
+    std::vector<std::string_view> mArgs;
+};
+
+// Every decimal number of a list as the plug-in prints it ("41 42 43 ").
+std::vector<uint32_t> numbersIn(std::string_view text);
+
+} // namespace zsl::messages
