@@ -2,6 +2,7 @@
 // every message in its sources is in the table with its level, and nothing
 // else; and a line is matched to a format exactly.
 
+#include "messages/PluginEvent.h"
 #include "messages/PluginMessages.h"
 
 #include <gtest/gtest.h>
@@ -88,5 +89,58 @@ INSTANTIATE_TEST_SUITE_P(
                              "fwkFrame:%u zslFrame: %u get metaFrame failed", false},
                     FillCase{"hf OK ", "hf OK", false}),
     [](const testing::TestParamInfo<FillCase> &info) { return "case" + std::to_string(info.index); });
+
+// A line decoded: which message, the frames it names where the message
+// prints them, and its arguments as numbers; a %s argument may hold the
+// text that follows it in other messages.
+TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
+{
+    using zsl::messages::MessageId;
+    using zsl::messages::PluginEvent;
+    const struct {
+        const char *text;
+        MessageId id;
+        std::optional<uint32_t> fwkFrame, zslFrame;
+        std::optional<int> camera;
+        size_t arg;
+        std::optional<int64_t> value; // of argument `arg`
+    } cases[] = {
+        {"[ZSLSelector] fwkFrame:7 zsdTs:-5 curTime:95", MessageId::Window, 7, {}, {}, 1, -5},
+        {"[ZSLSelector] fwkFrame:8, No zslFrame: 41 ,camid:3 invalid", MessageId::RefusedCamera, 8, 41, 3, 2, 3},
+        {"[ZSLSelector] fwkFrame:8, No zslFrame: 41invalid", MessageId::RefusedOwn, 8, 41, {}, 1, 41},
+        {"[ZSLSelector] checkFrameNum = 44 fwkFrameNum = 9  reqtMasterId = 0 masterRoleId = 0 AiHLFrameNum = 0 "
+         "this = <selector>",
+         MessageId::SensorStart, 9, 44, {}, 0, 44},
+        {"[ZSLSelector] fwkFrame:3 zslFrame: 5 zslFrame perframeSensorMode:-2", MessageId::SensorFrameMode, 3, 5, {}, 2, -2},
+        {"<mc anchor pick> anchorTS:123, motionCapType:0x1f", MessageId::AnchorPick, {}, {}, {}, 1, 0x1f},
+        {"[isAEStable] tag(0x1001f) val=3 target=2,3 bc=0", MessageId::TagValue, {}, {}, {}, 1, 0x1001f},
+        {"mSupportPending 1 mZSLTimeDiffMs(150) = default(100)+project(30)+user(20)", MessageId::Config, {}, {}, {}, 4, 20},
+        {"[ZSLSelector] ZSLSelectorDefault isNeeded 0", MessageId::Needed, {}, {}, {}, 1, 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        const std::optional<PluginEvent> event = PluginEvent::decode(c.text);
+        ASSERT_TRUE(event);
+        EXPECT_EQ(event->id(), c.id);
+        EXPECT_EQ(event->fwkFrame(), c.fwkFrame);
+        EXPECT_EQ(event->zslFrame(), c.zslFrame);
+        EXPECT_EQ(event->camera(), c.camera);
+        const int base = c.id == MessageId::AnchorPick || c.id == MessageId::TagValue ? 16 : 10;
+        EXPECT_EQ(event->number<int64_t>(c.arg, base), c.value);
+    }
+    EXPECT_FALSE(PluginEvent::decode("[ZSLSelector] fwkFrame:7 zsdTs:5"));
+
+    // The AF line's states, inside its one argument.
+    const std::optional<PluginEvent> af = PluginEvent::decode("AF fail: afMode=4 afState=3 lensState=1");
+    ASSERT_TRUE(af);
+    EXPECT_EQ(af->afMode(), 4);
+    EXPECT_EQ(af->afState(), 3);
+    EXPECT_EQ(af->lensState(), 1);
+    // A queue name with "] " in it: the list is still the text after the last match.
+    const std::optional<PluginEvent> list = PluginEvent::decode("[ZSLSelector] fwkFrame:1 [a] b] Current Consumer list: 4 5 ");
+    ASSERT_TRUE(list);
+    EXPECT_EQ(list->text(1), "a] b");
+    EXPECT_EQ(zsl::messages::numbersIn(list->text(2)), (std::vector<uint32_t>{4, 5}));
+}
 
 } // namespace

@@ -1,0 +1,181 @@
+// The subcommands' outputs where no other test reads them: the traces
+// written from a log (named apart, never over a file), the logcat written
+// in another format (read back whole), the machine's clock when asked for,
+// and what the summary's picture shows.
+
+#include "ReplayCli.h"
+
+#include "output/FleetSummary.h"
+
+#include <gtest/gtest.h>
+
+#include <time.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+
+namespace {
+
+using kotest::Outcome;
+using kotest::TempFile;
+namespace fs = std::filesystem;
+
+const std::string kSample = ZSL_SOURCE_DIR "/examples/device.log";
+
+class TempDir {
+public:
+    TempDir()
+    {
+        char path[] = "/tmp/zsl-commands-XXXXXX";
+        mPath = mkdtemp(path);
+    }
+    ~TempDir() { fs::remove_all(mPath); }
+    const std::string &path() const { return mPath; }
+    std::set<std::string> names() const
+    {
+        std::set<std::string> names;
+        for (const auto &entry : fs::directory_iterator(mPath))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+
+private:
+    std::string mPath;
+};
+
+std::string fileText(const std::string &path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+size_t count(const std::string &text, const std::string &part)
+{
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++n;
+    return n;
+}
+
+TEST(ExplainWriteTraces, EachCaptureOnceNamedApartAndNeverOverAFile)
+{
+    TempDir dir;
+    // The sample twice: each fwkFrame is read twice, and the second file takes "-2".
+    Outcome first = kotest::replay("explain " + kSample + " " + kSample + " --write-traces=" + dir.path());
+    ASSERT_EQ(first.status, 0) << first.err;
+    const std::set<std::string> expected = {"fwkFrame-100.json", "fwkFrame-100-2.json", "fwkFrame-200.json",
+                                            "fwkFrame-200-2.json", "fwkFrame-300.json", "fwkFrame-300-2.json",
+                                            "fwkFrame-400.json", "fwkFrame-400-2.json"};
+    EXPECT_EQ(dir.names(), expected);
+    // A written trace replays as the capture it was read from.
+    Outcome replayed = kotest::replay(dir.path() + "/fwkFrame-300.json");
+    EXPECT_EQ(replayed.status, 0) << replayed.err;
+    EXPECT_NE(replayed.out.find("fwkFrame 300"), std::string::npos) << replayed.out;
+
+    std::ofstream(dir.path() + "/fwkFrame-100.json") << "mine";
+    Outcome again = kotest::replay("explain " + kSample + " --write-traces " + dir.path());
+    EXPECT_EQ(again.status, 2);
+    EXPECT_EQ(count(again.err, "(not overwritten)"), 4u) << again.err;
+    EXPECT_EQ(fileText(dir.path() + "/fwkFrame-100.json"), "mine");
+    EXPECT_EQ(dir.names(), expected);
+    EXPECT_NE(again.out.find("-- capture fwkFrame 400"), std::string::npos); // the report is still written
+}
+
+TEST(ReplayWriteLogcat, EveryFormatReadsBackAsTheSameCaptures)
+{
+    const Outcome report = kotest::replay("");
+    ASSERT_EQ(report.status, 0) << report.err;
+    const size_t captures = count(report.out, "-- capture fwkFrame ");
+    ASSERT_GT(captures, 0u);
+    for (const char *format : {"long", "brief", "threadtime,year,usec", "process"}) {
+        SCOPED_TRACE(format);
+        TempFile logcat;
+        Outcome written = kotest::replay(std::string("--logcat-format=") + format + " --write-logcat " + logcat.path());
+        ASSERT_EQ(written.status, 0) << written.err;
+        const std::string text = logcat.text();
+        // Each format's own shape: long's header, brief's "L/TAG(", the year, process's "(TAG)".
+        const std::string shape = std::string(format) == "long"    ? "I/KoAlgoEngine ]"
+                                  : std::string(format) == "brief" ? "I/KoAlgoEngine("
+                                  : std::string(format) == "process" ? "  (KoAlgoEngine)"
+                                                                     : "1970-01-01 00:01:40.000000 ";
+        EXPECT_NE(text.find(shape), std::string::npos) << text.substr(0, 300);
+        Outcome read = kotest::replay("explain " + logcat.path());
+        EXPECT_EQ(read.status, 0) << read.err;
+        EXPECT_EQ(count(read.out, "-- capture fwkFrame "), captures) << read.out;
+    }
+}
+
+int64_t bootTimeNs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return int64_t(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+TEST(ReplayRealClock, ThePluginReadsTheMachinesBootTimeClock)
+{
+    const std::regex curTime("\"curTime\": (\\d+)");
+    std::smatch match;
+    const Outcome pinned = kotest::replay("--json " ZSL_SOURCE_DIR "/examples/overview.json");
+    ASSERT_TRUE(std::regex_search(pinned.out, match, curTime)) << pinned.out;
+    EXPECT_EQ(std::stoll(match[1]), 100'000'000'000);
+
+    const int64_t before = bootTimeNs();
+    const Outcome real = kotest::replay("--json --real-clock " ZSL_SOURCE_DIR "/examples/overview.json");
+    const int64_t after = bootTimeNs();
+    ASSERT_TRUE(std::regex_search(real.out, match, curTime)) << real.out;
+    EXPECT_GE(std::stoll(match[1]), before);
+    EXPECT_LE(std::stoll(match[1]), after);
+}
+
+zsl::output::CaptureRow row(const char *device, size_t requested, size_t taken, std::vector<double> lags,
+                            size_t lagUnknown = 0)
+{
+    zsl::output::CaptureRow row;
+    row.input = device + std::string(".txt");
+    row.device = device;
+    row.build = "B1";
+    row.selected = requested;
+    row.requested = requested;
+    row.taken = taken;
+    row.takenLagsMs = std::move(lags);
+    row.takenLagUnknown = lagUnknown;
+    return row;
+}
+
+TEST(SummarySvg, ShowsTheCountsOfTheRows)
+{
+    zsl::output::FleetSummary summary;
+    summary.add(row("kv1", 1, 1, {10.0}));
+    summary.add(row("kv1", 3, 2, {20.0, 30.0}, 1));
+    zsl::output::CaptureRow refused = row("kv2", 2, 2, {100.0, 100.0});
+    refused.checks = 5;
+    refused.refusedFrames = 3;
+    refused.refused = {{"af", 2}, {"ev", 1}};
+    summary.add(refused);
+    const std::string svg = summary.svg();
+
+    EXPECT_NE(svg.find(">3 captures from 2 inputs</text>"), std::string::npos) << svg;
+    // Per device and build: captures that took every frame they wanted.
+    EXPECT_NE(svg.find(">2 (50% in full)</text>"), std::string::npos) << svg;
+    EXPECT_NE(svg.find(">1 (100% in full)</text>"), std::string::npos) << svg;
+    EXPECT_NE(svg.find("<title>1 took fewer frames than wanted</title>"), std::string::npos) << svg;
+    // Refusals by reason class, of the frames checked.
+    EXPECT_NE(svg.find("(3 of 5 checked)"), std::string::npos) << svg;
+    EXPECT_NE(svg.find("<title>2 frames refused: af</title>"), std::string::npos) << svg;
+    EXPECT_NE(svg.find("<title>1 frames refused: ev</title>"), std::string::npos) << svg;
+    // The lag histogram holds every known lag once, and counts the unknown apart.
+    EXPECT_NE(svg.find("(ms; 5 frames, 1 not in the log)"), std::string::npos) << svg;
+    const std::regex bin("<title>(\\d+) frames, [0-9.]+ to [0-9.]+ ms</title>");
+    size_t binned = 0;
+    for (auto it = std::sregex_iterator(svg.begin(), svg.end(), bin); it != std::sregex_iterator(); ++it)
+        binned += std::stoul((*it)[1]);
+    EXPECT_EQ(binned, 5u);
+    EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
+}
+
+} // namespace
