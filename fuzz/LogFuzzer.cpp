@@ -11,6 +11,7 @@
 #include "log/LiveImporter.h"
 #include "log/LogImporter.h"
 #include "log/LogInput.h"
+#include "outcome/Error.h"
 #include "output/Perfetto.h"
 #include "output/Report.h"
 #include "output/Timeline.h"
@@ -43,13 +44,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         writeText(out, capture, true);
     });
     LogOrigin origin;
-    readLogInput(
-        "/proc/self/fd/" + std::to_string(fd),
-        [&](kohost::LogLine line, uint64_t number) {
-            live.add(line, number);
-            importer.add(std::move(line), number);
-        },
-        [&](const std::string &problem) { importer.problem(problem); }, origin);
+    try {
+        readLogInput(
+            "/proc/self/fd/" + std::to_string(fd),
+            [&](kohost::LogLine line, uint64_t number) {
+                live.add(line, number);
+                importer.add(std::move(line), number);
+            },
+            [&](const std::string &problem) { importer.problem(problem); }, origin);
+    } catch (const Error &) { // a damaged container: what was read before still counts
+    }
     close(fd);
     live.finish();
     const SessionOutcome session = importer.finish();

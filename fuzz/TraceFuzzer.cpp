@@ -18,7 +18,6 @@
 
 using namespace zsl::outcome;
 using namespace zsl::replay;
-using namespace zsl::log;
 using namespace zsl::output;
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
