@@ -3,6 +3,7 @@
 #include "output/FleetSummary.h"
 
 #include "outcome/PluginLines.h"
+#include "output/SvgText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -24,22 +25,12 @@ std::string groupName(const std::string &text, const char *none)
 
 std::string number(double value, int decimals = 3)
 {
-    char text[64];
-    std::snprintf(text, sizeof(text), "%.*f", decimals, value);
-    return text;
+    return svg::fixed(value, decimals);
 }
 
 std::string percent(size_t part, size_t whole)
 {
     return whole == 0 ? "-" : number(100.0 * static_cast<double>(part) / static_cast<double>(whole), 0) + "%";
-}
-
-std::string xml(const std::string &text)
-{
-    std::string out;
-    for (char c : text)
-        out += c == '<' ? "&lt;" : c == '>' ? "&gt;" : c == '&' ? "&amp;" : c == '"' ? "&quot;" : std::string(1, c);
-    return out;
 }
 
 } // namespace
@@ -172,16 +163,16 @@ std::string FleetSummary::svg() const
     std::ostringstream body;
     int y = 20;
     auto title = [&](const std::string &text) {
-        body << "<text x=\"10\" y=\"" << y + 14 << "\" class=\"title\">" << xml(text) << "</text>\n";
+        body << "<text x=\"10\" y=\"" << y + 14 << "\" class=\"title\">" << svg::escape(text) << "</text>\n";
         y += 28;
     };
     auto bar = [&](int x, int w, const char *colour, const std::string &tip) {
         if (w > 0)
             body << "<rect x=\"" << x << "\" y=\"" << y << "\" width=\"" << w << "\" height=\"" << rowHeight - 6
-                 << "\" fill=\"" << colour << "\"><title>" << xml(tip) << "</title></rect>\n";
+                 << "\" fill=\"" << colour << "\"><title>" << svg::escape(tip) << "</title></rect>\n";
     };
     auto label = [&](int x, const std::string &text, const char *anchor = "start") {
-        body << "<text x=\"" << x << "\" y=\"" << y + 12 << "\" text-anchor=\"" << anchor << "\">" << xml(text)
+        body << "<text x=\"" << x << "\" y=\"" << y + 12 << "\" text-anchor=\"" << anchor << "\">" << svg::escape(text)
              << "</text>\n";
     };
 
@@ -202,8 +193,8 @@ std::string FleetSummary::svg() const
     for (const auto &[key, group] : mGroups) {
         const std::string name = groupName(key.first, "(no bug report)") + "  " + groupName(key.second, "");
         // A long build is cut on the plot and whole in its tooltip.
-        body << "<text x=\"" << left - 8 << "\" y=\"" << y + 12 << "\" text-anchor=\"end\"><title>" << xml(name)
-             << "</title>" << xml(name.size() > 40 ? name.substr(0, 39) + "…" : name) << "</text>\n";
+        body << "<text x=\"" << left - 8 << "\" y=\"" << y + 12 << "\" text-anchor=\"end\"><title>" << svg::escape(name)
+             << "</title>" << svg::escape(name.size() > 40 ? name.substr(0, 39) + "…" : name) << "</text>\n";
         const size_t shortCount = group.takenKnown - group.takenInFull, untold = group.captures - group.takenKnown;
         const int full = scaled(group.takenInFull, most), cut = scaled(shortCount, most);
         bar(left, full, "#2e7d32", std::to_string(group.takenInFull) + " taken in full");

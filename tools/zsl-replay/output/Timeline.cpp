@@ -8,6 +8,7 @@
 
 #include "outcome/AndroidEnums.h"
 #include "outcome/FrameText.h"
+#include "output/SvgText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -32,26 +33,11 @@ constexpr double kRowHeight = 42;
 constexpr double kStripHeight = 16;
 constexpr double kLineHeight = 18;
 
-std::string escape(const std::string &text)
-{
-    std::string out;
-    for (char c : text) {
-        switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '\'': out += "&apos;"; break;
-        default: out += c;
-        }
-    }
-    return out;
-}
+using svg::escape;
 
 std::string number(double value)
 {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%.1f", value);
-    return text;
+    return svg::fixed(value, 1);
 }
 
 double textWidth(const std::string &text, double size)
