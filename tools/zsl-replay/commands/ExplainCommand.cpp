@@ -29,13 +29,6 @@ void stopReading(int)
     gStop = 1;
 }
 
-void printError(const std::exception &error)
-{
-    std::istringstream lines(error.what());
-    for (std::string line; std::getline(lines, line);)
-        std::cerr << "zsl-replay: " << line << "\n";
-}
-
 // Where --table writes: the format from "csv:"/"jsonl:" or the extension.
 struct TableTarget {
     std::string path;

@@ -51,13 +51,6 @@ int androidLogPriority()
     return forTag >= 0 ? forTag : forAll >= 0 ? forAll : ANDROID_LOG_VERBOSE;
 }
 
-void printError(const std::exception &error)
-{
-    std::istringstream lines(error.what());
-    for (std::string line; std::getline(lines, line);)
-        std::cerr << "zsl-replay: " << line << "\n";
-}
-
 // The traces to replay; a bad one is named and left out (status 2).
 std::vector<replay::TraceSpec> readTraces(const std::vector<std::string> &files, int &status)
 {

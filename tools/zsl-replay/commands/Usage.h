@@ -1,10 +1,13 @@
 #pragma once
 /*
- * Usage: how every subcommand refuses what it was asked: one line naming
- * the subcommand and where its help is, and exit status 2.
+ * Usage: how every subcommand says what went wrong: a usage error in one
+ * line naming the subcommand and where its help is (exit status 2), and an
+ * error of the work (outcome::Error), a line for each line of its message.
  */
 
+#include <exception>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 namespace zsl::commands {
@@ -13,6 +16,13 @@ inline int usageError(const std::string &command, const std::string &message)
 {
     std::cerr << "zsl-replay " << command << ": " << message << " (see zsl-replay " << command << " --help)\n";
     return 2;
+}
+
+inline void printError(const std::exception &error)
+{
+    std::istringstream lines(error.what());
+    for (std::string line; std::getline(lines, line);)
+        std::cerr << "zsl-replay: " << line << "\n";
 }
 
 } // namespace zsl::commands
