@@ -36,7 +36,7 @@ struct Read {
 void readLines(const std::string &text, const std::function<void(kohost::LogLine, uint64_t)> &line)
 {
     std::FILE *stream = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
-    ASSERT_TRUE(readDeviceLog(stream, line, [](const std::string &) {}));
+    readDeviceLog(stream, line, [](const std::string &) {});
     std::fclose(stream);
 }
 

@@ -92,20 +92,19 @@ void LineParser::finish(const std::function<void(const std::string &)> &problem)
     mUnread = 0;
 }
 
-bool readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
+void readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
                    const std::function<void(const std::string &)> &problem)
 {
     LineParser reader;
-    const bool read = forEachLine(
+    forEachLine(
         streamReader(stream),
         [&](std::string_view text, uint64_t number) {
             if (auto ours = reader.read(text, number))
                 line(std::move(*ours), number);
             return reader.inLongEntry();
         },
-        problem, &LineParser::filter());
+        problem, "the log", &LineParser::filter());
     reader.finish(problem);
-    return read;
 }
 
 } // namespace zsl::log

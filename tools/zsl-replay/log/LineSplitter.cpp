@@ -2,8 +2,11 @@
 
 #include "log/LineSplitter.h"
 
+#include "outcome/Error.h"
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -19,8 +22,9 @@ constexpr size_t kMaxLineBytes = 1 << 20;
 
 } // namespace
 
-bool forEachLine(const ByteReader &read, const std::function<bool(std::string_view, uint64_t)> &line,
-                 const std::function<void(const std::string &)> &problem, const LineFilter *filter)
+void forEachLine(const ByteReader &read, const std::function<bool(std::string_view, uint64_t)> &line,
+                 const std::function<void(const std::string &)> &problem, const std::string &what,
+                 const LineFilter *filter)
 {
     // Page-aligned, and small enough to stay in the cache between the
     // kernel's copy and the line search; not cleared: the reader fills it.
@@ -86,11 +90,10 @@ bool forEachLine(const ByteReader &read, const std::function<bool(std::string_vi
         }
     }
     if (got < 0)
-        return false;
+        throw outcome::Error("cannot read " + what + ": " + std::strerror(errno));
     // A line cut by the end may have lost any part of its text: not guessed at.
     if (skipping || !carried.empty())
         problem("the log ends in the middle of line " + std::to_string(number + 1) + ", which is left out");
-    return true;
 }
 
 ByteReader streamReader(std::FILE *stream)

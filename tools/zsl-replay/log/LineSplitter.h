@@ -35,8 +35,10 @@ struct LineFilter {
 // Hands each line of the stream with its number to `line`; without a
 // filter, every line. A line longer than any log line is reported to
 // `problem` and handed over empty; a line cut by the end is reported and
-// left out. False when the stream reports an error.
-bool forEachLine(const ByteReader &read, const std::function<bool(std::string_view, uint64_t)> &line,
-                 const std::function<void(const std::string &)> &problem, const LineFilter *filter = nullptr);
+// left out. Throws outcome::Error naming `what` when the stream reports an
+// error.
+void forEachLine(const ByteReader &read, const std::function<bool(std::string_view, uint64_t)> &line,
+                 const std::function<void(const std::string &)> &problem, const std::string &what,
+                 const LineFilter *filter = nullptr);
 
 } // namespace zsl::log

@@ -6,6 +6,7 @@
 
 #include "log/LogInput.h"
 
+#include "log/CopyFilter.h"
 #include "log/LineParser.h"
 #include "outcome/Error.h"
 
@@ -146,9 +147,8 @@ public:
         // A bug report's header and section lines start with '=', 'B' and '-'.
         static const std::string kStarts = std::string(LineParser::filter().starts) + "=B-";
         static const LineFilter kFilter{LineParser::filter().marks, kStarts};
-        if (!forEachLine(text, [&](std::string_view line, uint64_t number) { return this->line(line, number); },
-                         mProblem, &kFilter))
-            throw Error("cannot read " + what + ": " + std::strerror(errno));
+        forEachLine(text, [&](std::string_view line, uint64_t number) { return this->line(line, number); }, mProblem,
+                    what, &kFilter);
         mReader.finish(mProblem);
         endCopy();
     }
@@ -219,31 +219,11 @@ private:
             mReader.setReportDate(year, month);
     }
 
-    // The copies of one log: a line is new when this copy holds it more
-    // often than any copy before.
-    static std::string key(const kohost::LogLine &line)
-    {
-        // Milliseconds within the year: a copy in usec or with a year is the same line.
-        constexpr int64_t kYearNs = int64_t(12 * 31) * 86400 * 1000000000;
-        return std::to_string((line.timeNs % kYearNs) / 1000000) + ' ' + std::to_string(line.pid) + ' ' +
-               std::to_string(line.tid) + ' ' + line.level + ' ' + line.fileName + ':' + std::to_string(line.line) +
-               ' ' + line.function + ' ' + line.text;
-    }
-    void startCopy() { mThisCopy.clear(); }
-    void endCopy()
-    {
-        for (const auto &[text, count] : mThisCopy)
-            mBefore[text] = std::max(mBefore[text], count);
-        mThisCopy.clear();
-    }
+    void startCopy() { mCopies.startCopy(); }
+    void endCopy() { mCopies.endCopy(); }
     bool firstCopy(const kohost::LogLine &line)
     {
-        if (!mReport && !mSeveralSources) // a plain log is its only copy
-            return true;
-        const std::string text = key(line);
-        const unsigned count = ++mThisCopy[text];
-        auto before = mBefore.find(text);
-        return before == mBefore.end() || count > before->second;
+        return (!mReport && !mSeveralSources) || mCopies.isNew(line); // a plain log is its only copy
     }
 
     const std::function<void(kohost::LogLine, uint64_t)> &mLine;
@@ -252,7 +232,7 @@ private:
     LineParser mReader;
     bool mReport = false, mInLogSection = true;
     bool mSeveralSources = false; // a zip's entries
-    std::map<std::string, unsigned> mBefore, mThisCopy;
+    CopyFilter mCopies;
 };
 
 // The zip adb bugreport writes: the main entry (named by main_entry.txt, else

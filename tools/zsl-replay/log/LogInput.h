@@ -6,7 +6,7 @@
  * FS/data/misc/logd/), and gzip files anywhere among them (zlib), told
  * apart by their first bytes. In a bug report only the log sections count
  * (SYSTEM LOG, both of dumpstate's copies, and LAST LOGCAT); a plug-in line
- * that several copies hold is handed over once. Compressed data that
+ * that several copies hold is handed over once (CopyFilter). Compressed data that
  * expands far beyond its size (a zip bomb) or is damaged ends the reading
  * with an error; memory stays bounded by a block and a line.
  */
