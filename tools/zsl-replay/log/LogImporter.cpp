@@ -91,8 +91,6 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
                              line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
         return;
     }
-    if (line.level.empty()) // a raw log: the message tells its level
-        line.level = std::string(1, message->level());
     if (line.level == "D")
         mDebugProcesses.insert(line.pid);
     // A format without thread ids: the fwkFrame a line names tells its call

@@ -1,0 +1,160 @@
+// The importer's rules that a plain round trip does not reach: a check
+// whose selection is not in the log, the first camera of two refused, the
+// note that numbers unnamed accepted frames, pending support's producer
+// part, and a time stamp that ends its line.
+
+#include "log/LineParser.h"
+#include "log/LogImporter.h"
+#include "log/LogcatFormats.h"
+#include "messages/PluginEvent.h"
+#include "output/LogcatWriter.h"
+#include "replay/Replayer.h"
+#include "replay/TraceReader.h"
+
+#include <PluginLoader.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace zsl::outcome;
+using zsl::messages::MessageKind;
+using zsl::messages::PluginEvent;
+
+std::string fileText(const std::string &path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The trace's Android-log lines at debug level, those `keep` keeps.
+std::vector<kohost::LogLine> replayed(const std::string &traceText,
+                                      const std::function<bool(const PluginEvent &)> &keep = nullptr)
+{
+    zsl::replay::TraceSpec trace = zsl::replay::parseTrace(traceText, "test.json");
+    trace.logLevel = 3;
+    std::vector<kohost::LogLine> lines;
+    for (kohost::LogLine &line : zsl::replay::Replayer(kohost::defaultPluginPath()).run(trace).androidLog) {
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        if (event && (!keep || keep(*event)))
+            lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+SessionOutcome imported(const std::vector<kohost::LogLine> &lines)
+{
+    std::string log;
+    for (const kohost::LogLine &line : lines)
+        log += zsl::output::logcatLine(line) + "\n";
+    zsl::log::LogImporter importer("test.log");
+    std::FILE *stream = fmemopen(log.data(), log.size(), "r");
+    zsl::log::readDeviceLog(
+        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [](const std::string &) {});
+    std::fclose(stream);
+    return importer.finish();
+}
+
+const std::string kExamples = ZSL_SOURCE_DIR "/examples/";
+
+TEST(LogImporterRules, ACheckWithoutItsSelectionIsAStepOfItsFwkFrame)
+{
+    const auto checksOnly = [](const PluginEvent &event) {
+        return event.kind() != MessageKind::Config && event.kind() != MessageKind::Needed &&
+               event.kind() != MessageKind::SelectStart && event.kind() != MessageKind::Select;
+    };
+    const std::string trace = fileText(kExamples + "two-camera-focus.json");
+    const SessionOutcome whole = imported(replayed(trace));
+    ASSERT_FALSE(whole.steps.empty());
+    const uint32_t fwkFrame = whole.steps.front().fwkFrame;
+    ASSERT_NE(fwkFrame, 0u);
+    const SessionOutcome read = imported(replayed(trace, checksOnly));
+    ASSERT_FALSE(read.steps.empty());
+    // A check whose lines name its fwkFrame (a refusal does) is of that
+    // fwkFrame; an accepted frame's lines name none.
+    size_t named = 0;
+    for (const StepOutcome &step : read.steps) {
+        EXPECT_EQ(step.kind, StepKind::Check);
+        EXPECT_TRUE(step.fwkFrame == fwkFrame || step.fwkFrame == 0) << step.fwkFrame;
+        named += step.fwkFrame == fwkFrame;
+    }
+    EXPECT_GT(named, 0u);
+}
+
+TEST(LogImporterRules, TheFirstOfTwoCamerasRefusedIsNamed)
+{
+    // The two-camera example with the cameras' states swapped: camera 0,
+    // the first in the record, still scans focus.
+    std::string trace = fileText(kExamples + "two-camera-focus.json");
+    for (size_t at; (at = trace.find("\"0\": {")) != std::string::npos;)
+        trace.replace(at, 6, "\"X\": {");
+    for (size_t at; (at = trace.find("\"2\": {")) != std::string::npos;)
+        trace.replace(at, 6, "\"0\": {");
+    for (size_t at; (at = trace.find("\"X\": {")) != std::string::npos;)
+        trace.replace(at, 6, "\"2\": {");
+    const SessionOutcome read = imported(replayed(trace));
+    bool refusedByCamera0 = false;
+    for (const StepOutcome &step : read.steps)
+        for (const CheckOutcome &check : step.checks)
+            refusedByCamera0 = refusedByCamera0 || check.explanation.rfind("camera 0: AF", 0) == 0;
+    EXPECT_TRUE(refusedByCamera0);
+    for (const StepOutcome &step : read.steps)
+        if (!step.states.empty()) {
+            EXPECT_TRUE(step.states.count("cam 0")) << step.states.begin()->first;
+            EXPECT_FALSE(step.states.count("cam ?1"));
+        }
+}
+
+TEST(LogImporterRules, UnnamedAcceptedFramesAreNumberedAndSaidSo)
+{
+    const SessionOutcome read = imported(replayed(fileText(kExamples + "overview.json")));
+    const std::string note = "accepted frames without super resolution have no line naming them";
+    size_t said = 0;
+    for (const StepOutcome &step : read.steps)
+        for (const std::string &text : step.notes)
+            said += text.rfind(note, 0) == 0;
+    EXPECT_EQ(said, 1u);
+}
+
+TEST(LogImporterRules, WithPendingSupportNoProducerPartIsAssumed)
+{
+    // The end-to-end capture with pending support switched on, and a window
+    // of 30 ms: the last consumer frame anchors (anchor offset -1), where
+    // without pending the producer part would follow.
+    std::string trace = fileText(kExamples + "overview.json");
+    const std::string window = "\"ro.vendor.camera3.zsl.default\": 100";
+    ASSERT_NE(trace.find(window), std::string::npos);
+    trace.replace(trace.find(window), window.size(),
+                  "\"ro.vendor.camera3.zsl.default\": 30, \"persist.vendor.kohal.selector.pending.mask\": true");
+    const SessionOutcome read = imported(replayed(trace));
+    ASSERT_TRUE(read.config);
+    EXPECT_TRUE(read.config->pending);
+    bool selected = false;
+    for (const StepOutcome &step : read.steps) {
+        selected = selected || (step.selectRan && step.anchorOffset == -1);
+        for (const std::string &note : step.notes)
+            EXPECT_EQ(note.find("producer frames may follow"), std::string::npos) << note;
+    }
+    EXPECT_TRUE(selected);
+}
+
+TEST(LogcatTimes, ATimeThatEndsItsTextReadsNoFurther)
+{
+    // The view ends after the milliseconds; the buffer goes on with digits.
+    const std::string buffer = "11-23 18:46:29.1234567";
+    const std::string_view shown(buffer.data(), 18);
+    zsl::log::Cursor at{shown};
+    const std::optional<int64_t> time = zsl::log::readTime(at);
+    ASSERT_TRUE(time);
+    zsl::log::Cursor longer{std::string_view(buffer.data(), 19)};
+    EXPECT_EQ(*zsl::log::readTime(longer) - *time, 400000); // 29.1234 against 29.123
+    EXPECT_TRUE(at.done());
+}
+
+} // namespace
