@@ -144,6 +144,62 @@ TEST(LogImporterRules, WithPendingSupportNoProducerPartIsAssumed)
     EXPECT_TRUE(selected);
 }
 
+TEST(LogImporterRules, AnInfoLevelSelectionCutShortIsNotSaidToHaveFinishedEarly)
+{
+    // Pending support on, the log at info level, and the selection's last
+    // line (its anchor offset) missing: the log cannot tell why it ends.
+    std::string trace = fileText(kExamples + "overview.json");
+    const std::string window = "\"ro.vendor.camera3.zsl.default\": 100";
+    trace.replace(trace.find(window), window.size(),
+                  window + ", \"persist.vendor.kohal.selector.pending.mask\": true");
+    std::vector<kohost::LogLine> lines =
+        replayed(trace, [](const PluginEvent &event) { return event.level() == 'I' && !event.is(zsl::messages::MessageId::Anchor); });
+    const SessionOutcome read = imported(lines);
+    ASSERT_FALSE(read.steps.empty());
+    for (const StepOutcome &step : read.steps)
+        for (const std::string &note : step.notes)
+            EXPECT_EQ(note.find("the selection finished early"), std::string::npos) << note;
+}
+
+TEST(LogcatTimes, FieldsWeighAsTheClockDoes)
+{
+    const auto at = [](const char *text) {
+        zsl::log::Cursor cursor{text};
+        const std::optional<int64_t> time = zsl::log::readTime(cursor);
+        EXPECT_TRUE(time) << text;
+        return time.value_or(0);
+    };
+    const int64_t second = 1'000'000'000;
+    const struct {
+        const char *earlier, *later;
+        int64_t apart;
+    } cases[] = {
+        {"11-23 18:46:29.123", "11-23 18:46:29.124", second / 1000},
+        {"11-23 18:46:29.123", "11-23 18:46:30.123", second},
+        {"11-23 18:46:29.123", "11-23 18:47:29.123", 60 * second},
+        {"11-23 18:46:29.123", "11-23 19:46:29.123", 3600 * second},
+        {"11-23 18:46:29.123", "11-24 18:46:29.123", 86400 * second},
+        {"2026-11-22 18:46:29.123", "2026-11-23 18:46:29.123", 86400 * second},
+        {"9999-11-22 18:46:29.123", "9999-11-23 18:46:29.123", 86400 * second},
+        {"11-23 18:46:29.123456", "11-23 18:46:29.123457", 1000},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(at(c.later) - at(c.earlier), c.apart) << c.earlier << " / " << c.later;
+}
+
+TEST(LogcatFormatsLong, TheHeadersTimeIsKeptAsPrinted)
+{
+    std::string_view tag;
+    const std::optional<kohost::LogLine> header =
+        zsl::log::readLongHeader("[ 11-23 18:46:29.123  1187: 1301 I/KoAlgoEngine ]", tag);
+    ASSERT_TRUE(header);
+    EXPECT_EQ(header->timeText, "11-23 18:46:29.123");
+    EXPECT_EQ(tag, "KoAlgoEngine");
+    EXPECT_EQ(header->pid, 1187);
+    EXPECT_EQ(header->tid, 1301);
+    EXPECT_EQ(header->level, "I");
+}
+
 TEST(LogcatTimes, ATimeThatEndsItsTextReadsNoFurther)
 {
     // The view ends after the milliseconds; the buffer goes on with digits.
