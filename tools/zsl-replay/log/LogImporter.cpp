@@ -25,24 +25,52 @@ namespace {
 constexpr size_t kWarningsPerKind = 10;
 constexpr uint32_t kAeStateTag = 0x1001f; // android.control.aeState
 
-// Whether one of the lines is one of the messages.
-bool anyOf(const std::vector<kohost::LogLine> &lines, std::initializer_list<MessageId> ids)
-{
-    return std::any_of(lines.begin(), lines.end(), [&](const kohost::LogLine &line) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
-        return event && std::find(ids.begin(), ids.end(), event->id()) != ids.end();
-    });
-}
+// What a selection's lines show of how it went, read in one pass.
+struct SelectionMarks {
+    bool producerListed = false;
+    bool finishedEarly = false; // a finish line: no queue, or every frame too old
+    bool anchored = false;      // its anchor offset line, the last of a selection
+    size_t passedOver = 0;      // frames a queue lacked, the begin moved past
+    std::string queueName;      // the queue the lists name, the last one
+};
 
-bool finishedEarly(const std::vector<kohost::LogLine> &lines)
+SelectionMarks selectionMarks(const std::vector<kohost::LogLine> &lines)
 {
-    return anyOf(lines, {MessageId::SelectNoQueue, MessageId::ConsumerTooOld});
+    SelectionMarks marks;
+    for (const kohost::LogLine &line : lines) {
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        if (!event)
+            continue;
+        switch (event->id()) {
+        case MessageId::Producer:
+            marks.producerListed = true;
+            [[fallthrough]];
+        case MessageId::Consumer:
+        case MessageId::ConsumerNone:
+            marks.queueName = std::string(event->text(1));
+            break;
+        case MessageId::SelectNoQueue:
+        case MessageId::ConsumerTooOld:
+            marks.finishedEarly = true;
+            break;
+        case MessageId::Anchor:
+            marks.anchored = true;
+            break;
+        case MessageId::BeginMoved:
+            ++marks.passedOver;
+            break;
+        default:
+            break;
+        }
+    }
+    return marks;
 }
 
 // A selection ends with its anchor offset line, or early with a finish line.
 bool selectionEnded(const StepOutcome &step)
 {
-    return finishedEarly(step.log) || anyOf(step.log, {MessageId::Anchor});
+    const SelectionMarks marks = selectionMarks(step.log);
+    return marks.finishedEarly || marks.anchored;
 }
 
 // isSelectorNeeded's answer.
@@ -196,17 +224,18 @@ void LogImporter::closeSelection(Thread &thread)
     StepOutcome &step = mSession.steps[index];
     thread.selecting.reset();
     readSelectionLines(step.log, step);
+    const SelectionMarks marks = selectionMarks(step.log);
     const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;
     // The producer list is logged when the anchor scan reaches it and it is
     // not empty; it is reached when no consumer frame anchors, without pending.
     const bool anchorInConsumer =
         step.anchorFrame && std::count(step.consumer.begin(), step.consumer.end(), *step.anchorFrame) > 0;
-    step.producerKnown = anyOf(step.log, {MessageId::Producer}) || (step.csbegin && !pending && !anchorInConsumer);
+    step.producerKnown = marks.producerListed || (step.csbegin && !pending && !anchorInConsumer);
     if (step.curTime)
         step.captureNs = *step.curTime;
     else
         step.notes.push_back("the capture moment (curTime) is not in the log");
-    if (finishedEarly(step.log))
+    if (marks.finishedEarly)
         return;
     if (!step.csbegin) { // cut, or finished early with a debug line: the whole log tells
         mUnended.push_back(index);
@@ -215,11 +244,8 @@ void LogImporter::closeSelection(Thread &thread)
 
     // The frames the selection starts from: the consumer list from the
     // begin, past each frame a queue lacked.
-    const auto passedOver = std::count_if(step.log.begin(), step.log.end(), [](const kohost::LogLine &line) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
-        return event && event->is(MessageId::BeginMoved);
-    });
-    const size_t begin = static_cast<size_t>(std::max<int64_t>(0, int64_t(*step.csbegin) + passedOver));
+    const size_t begin =
+        static_cast<size_t>(std::max<int64_t>(0, int64_t(*step.csbegin) + static_cast<int64_t>(marks.passedOver)));
     if (begin < step.consumer.size())
         step.selectedFrames.assign(step.consumer.begin() + static_cast<std::ptrdiff_t>(begin), step.consumer.end());
     // A begin above 0 tells how many frames the capture wants: the begin is
@@ -257,10 +283,7 @@ void LogImporter::closeSelection(Thread &thread)
                              std::to_string(unknown.size()) + " frame" + (unknown.size() == 1 ? "" : "s") + ")");
     QueueView meta;
     meta.type = 1;
-    for (const kohost::LogLine &line : step.log) // the queue the lists name, the last one
-        if (const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
-            event && (event->is(MessageId::Consumer) || event->is(MessageId::ConsumerNone) || event->is(MessageId::Producer)))
-            meta.name = std::string(event->text(1));
+    meta.name = marks.queueName;
     for (const auto &entry : step.shutterNs)
         meta.held.push_back(entry.first);
     step.queues.push_back(std::move(meta));
@@ -354,12 +377,14 @@ void LogImporter::closeCall(Thread &thread)
     std::vector<FrameStates> blocks(1);
     std::map<std::string, FrameStates> named;
     std::optional<int32_t> sensorMode;
+    RequestSeen request; // what this call's lines show of the request
     for (const kohost::LogLine &line : call.lines) {
         const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
         if (!event)
             continue;
         frame = frame ? frame : event->zslFrame();
         fwkFrame = fwkFrame ? fwkFrame : event->fwkFrame();
+        readRequestLine(*event, request);
         FrameStates &states = blocks.back();
         switch (event->id()) {
         case MessageId::FrameEv:
@@ -439,6 +464,7 @@ void LogImporter::closeCall(Thread &thread)
             mMergedRanges[mSession.steps.size() - 1] = {call.firstLine, thread.lastLine};
     }
     StepOutcome &step = ownStep ? mSession.steps.back() : mSession.steps[*thread.capture];
+    addRequestSeen(step.request, request);
     if (step.kind == StepKind::Select)
         step.kind = StepKind::Capture;
 
@@ -602,8 +628,6 @@ SessionOutcome LogImporter::finish()
         closeNeeded(thread);
     }
     resolveLevels();
-    for (StepOutcome &step : mSession.steps)
-        step.request = readRequestLines(step.log);
     for (const auto &[text, count] : mWarningCounts)
         if (count > kWarningsPerKind)
             mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text + " (not listed)");

@@ -82,6 +82,7 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
         if (!event)
             continue;
+        readRequestLine(*event, result.request);
         switch (event->id()) {
         case MessageId::Consumer:
             result.consumer = messages::numbersIn(event->text(2));
@@ -132,41 +133,46 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         result.anchorFrame = lastExamined->first;
 }
 
-RequestSeen readRequestLines(const std::vector<kohost::LogLine> &lines)
+void readRequestLine(const PluginEvent &event, RequestSeen &seen)
 {
-    RequestSeen seen;
-    for (const kohost::LogLine &line : lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
-        if (!event)
-            continue;
-        switch (event->id()) {
-        case MessageId::RequestEv:
-            seen.ev = seen.ev ? seen.ev : event->number<int>(0);
-            break;
-        case MessageId::SuperResolutionOn:
-            seen.superResolution = seen.superResolution ? seen.superResolution : event->number<int>(0);
-            break;
-        case MessageId::SensorStart:
-            seen.sensorCheck = true;
-            break;
-        case MessageId::SensorDesired:
-            seen.desiredSensorModeSet = true;
-            [[fallthrough]];
-        case MessageId::SensorDesiredUnset:
-            seen.desiredSensorMode = seen.desiredSensorMode ? seen.desiredSensorMode : event->number<int32_t>(0);
-            break;
-        case MessageId::QuickSnapshot:
-            seen.quickSnapshot = true;
-            break;
-        case MessageId::AnchorPick:
-            seen.anchorTs = seen.anchorTs ? seen.anchorTs : event->number<int64_t>(0);
-            seen.motionCapType = seen.motionCapType ? seen.motionCapType : event->number<uint32_t>(1, 16);
-            break;
-        default:
-            break;
-        }
+    switch (event.id()) {
+    case MessageId::RequestEv:
+        seen.ev = seen.ev ? seen.ev : event.number<int>(0);
+        break;
+    case MessageId::SuperResolutionOn:
+        seen.superResolution = seen.superResolution ? seen.superResolution : event.number<int>(0);
+        break;
+    case MessageId::SensorStart:
+        seen.sensorCheck = true;
+        break;
+    case MessageId::SensorDesired:
+        seen.desiredSensorModeSet = true;
+        [[fallthrough]];
+    case MessageId::SensorDesiredUnset:
+        seen.desiredSensorMode = seen.desiredSensorMode ? seen.desiredSensorMode : event.number<int32_t>(0);
+        break;
+    case MessageId::QuickSnapshot:
+        seen.quickSnapshot = true;
+        break;
+    case MessageId::AnchorPick:
+        seen.anchorTs = seen.anchorTs ? seen.anchorTs : event.number<int64_t>(0);
+        seen.motionCapType = seen.motionCapType ? seen.motionCapType : event.number<uint32_t>(1, 16);
+        break;
+    default:
+        break;
     }
-    return seen;
+}
+
+void addRequestSeen(RequestSeen &seen, const RequestSeen &later)
+{
+    seen.ev = seen.ev ? seen.ev : later.ev;
+    seen.superResolution = seen.superResolution ? seen.superResolution : later.superResolution;
+    seen.sensorCheck = seen.sensorCheck || later.sensorCheck;
+    seen.desiredSensorMode = seen.desiredSensorMode ? seen.desiredSensorMode : later.desiredSensorMode;
+    seen.desiredSensorModeSet = seen.desiredSensorModeSet || later.desiredSensorModeSet;
+    seen.quickSnapshot = seen.quickSnapshot || later.quickSnapshot;
+    seen.anchorTs = seen.anchorTs ? seen.anchorTs : later.anchorTs;
+    seen.motionCapType = seen.motionCapType ? seen.motionCapType : later.motionCapType;
 }
 
 // Why the plug-in refused a frame.

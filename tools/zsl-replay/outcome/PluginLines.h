@@ -8,6 +8,7 @@
  * came from.
  */
 
+#include "messages/PluginEvent.h"
 #include "outcome/Outcome.h"
 
 #include <LogRecorder.h>
@@ -25,9 +26,11 @@ namespace zsl::outcome {
 // frame a queue lacks) from the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
-// What the lines of a step's calls show of the request (the trace writer
-// writes it back as the request's metadata).
-RequestSeen readRequestLines(const std::vector<kohost::LogLine> &lines);
+// What one line shows of the request (the trace writer writes it back as
+// the request's metadata), added to what earlier lines showed: the first
+// value of each stays. readSelectionLines adds the selection's lines.
+void readRequestLine(const messages::PluginEvent &event, RequestSeen &seen);
+void addRequestSeen(RequestSeen &seen, const RequestSeen &later);
 
 // Why one checkFrame call refused its frame: the plug-in's own line, and
 // the same worded alike for EV, AF, AE and sensor mode, states named as
