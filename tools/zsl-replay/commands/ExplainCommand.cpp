@@ -2,6 +2,7 @@
 
 #include "commands/ExplainCommand.h"
 
+#include "commands/SharedOutputs.h"
 #include "commands/Usage.h"
 #include "messages/PluginMessages.h"
 #include "log/LiveImporter.h"
@@ -57,7 +58,6 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
                    output::FleetSummary &summary, output::Outputs &outputs)
 {
     using output::OutputFile;
-    using output::PictureSink;
     const std::vector<std::string> &inputs = options.inputs;
     outputs.attach(std::make_unique<output::SummarySink>(summary));
     if (table)
@@ -71,12 +71,7 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
     if (!options.summarySvgPath.empty())
         outputs.attach(
             std::make_unique<output::SummarySvgSink>(std::make_unique<OutputFile>(options.summarySvgPath, inputs), summary));
-    if (!options.output.svgPath.empty())
-        outputs.attach(std::make_unique<PictureSink>(std::make_unique<OutputFile>(options.output.svgPath, inputs),
-                                                     PictureSink::Kind::Timeline));
-    if (!options.output.perfettoPath.empty())
-        outputs.attach(std::make_unique<PictureSink>(std::make_unique<OutputFile>(options.output.perfettoPath, inputs),
-                                                     PictureSink::Kind::Perfetto));
+    attachPictures(options.output, inputs, outputs);
     if (!options.tracesDir.empty())
         outputs.attach(std::make_unique<output::TraceFolderSink>(options.tracesDir));
 }

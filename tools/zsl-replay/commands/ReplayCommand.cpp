@@ -2,6 +2,7 @@
 
 #include "commands/ReplayCommand.h"
 
+#include "commands/SharedOutputs.h"
 #include "commands/Usage.h"
 #include "messages/PluginMessages.h"
 #include "outcome/Error.h"
@@ -79,12 +80,10 @@ std::vector<replay::TraceSpec> readTraces(const std::vector<std::string> &files,
 }
 
 // The outputs asked for; throws outcome::Error when a file cannot be opened.
-void attachOutputs(const ReplayOptions &options, output::Outputs &outputs)
+void attachOutputs(const ReplayOptions &options, const std::string &plugin, output::Outputs &outputs)
 {
     using output::OutputFile;
     const std::vector<std::string> &inputs = options.traces;
-    const std::string plugin = options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR)
-                                                          : options.pluginPath;
     // Lines the trace's own gates keep closed are echoed only when asked for.
     if (options.logcatPath.empty() || std::getenv("ANDROID_LOG_TAGS"))
         outputs.attach(std::make_unique<output::AndroidLogSink>(std::cerr, androidLogPriority(), "threadtime"));
@@ -93,12 +92,7 @@ void attachOutputs(const ReplayOptions &options, output::Outputs &outputs)
                                                                 ANDROID_LOG_VERBOSE, options.logcatFormat));
     const auto form = options.output.json ? output::ReportSink::Form::Json : output::ReportSink::Form::Text;
     outputs.attach(std::make_unique<output::ReportSink>(std::cout, form, options.withLog, nullptr, plugin));
-    if (!options.output.svgPath.empty())
-        outputs.attach(std::make_unique<output::PictureSink>(
-            std::make_unique<OutputFile>(options.output.svgPath, inputs), output::PictureSink::Kind::Timeline));
-    if (!options.output.perfettoPath.empty())
-        outputs.attach(std::make_unique<output::PictureSink>(
-            std::make_unique<OutputFile>(options.output.perfettoPath, inputs), output::PictureSink::Kind::Perfetto));
+    attachPictures(options.output, inputs, outputs);
 }
 
 } // namespace
@@ -112,9 +106,11 @@ int runReplay(const ReplayOptions &options)
         return usageError("replay", "standard input can be read once: give - once");
     if (std::string bad; !output::isLogcatFormat(options.logcatFormat, bad))
         return usageError("replay", "--logcat-format: \"" + bad + "\" is not a format of logcat -v");
+    const std::string plugin =
+        options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR) : options.pluginPath;
     output::Outputs outputs;
     try {
-        attachOutputs(options, outputs);
+        attachOutputs(options, plugin, outputs);
     } catch (const outcome::Error &error) {
         printError(error);
         return 2;
@@ -124,9 +120,7 @@ int runReplay(const ReplayOptions &options)
     std::vector<replay::TraceSpec> traces = readTraces(options.traces, status);
     std::vector<std::string> differences; // said after every trace has run, in the traces' order
     try {
-        const replay::Replayer replayer(
-            options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR) : options.pluginPath,
-            options.realClock);
+        const replay::Replayer replayer(plugin, options.realClock);
         for (replay::TraceSpec &trace : traces) {
             if (!options.logcatPath.empty()) { // the Android log open, at debug level
                 trace.logLevel = std::min<uint32_t>(trace.logLevel, ANDROID_LOG_DEBUG);

@@ -83,18 +83,22 @@ void SummarySvgSink::finish()
     mFile->close();
 }
 
-void PictureSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
+void PicturesSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
 {
     mSessions.push_back(session);
 }
 
-void PictureSink::finish()
+void PicturesSink::finish()
 {
-    if (mKind == Kind::Timeline)
-        mFile->stream() << drawTimeline(mSessions);
-    else
-        mFile->stream() << jsonText(perfettoTrace(mSessions)) << "\n";
-    mFile->close();
+    // Each file is closed, and so checked, before the other is drawn.
+    if (mTimeline) {
+        mTimeline->stream() << drawTimeline(mSessions);
+        mTimeline->close();
+    }
+    if (mPerfetto) {
+        mPerfetto->stream() << jsonText(perfettoTrace(mSessions)) << "\n";
+        mPerfetto->close();
+    }
 }
 
 TraceFolderSink::TraceFolderSink(std::string dir) : mDir(std::move(dir))

@@ -77,17 +77,17 @@ private:
     const FleetSummary &mSummary;
 };
 
-// The timeline SVG or the Perfetto file: drawn from every session at the end.
-class PictureSink : public Sink {
+// The timeline SVG and the Perfetto file, either or both: drawn from every
+// session at the end, which are kept once for both.
+class PicturesSink : public Sink {
 public:
-    enum class Kind { Timeline, Perfetto };
-    PictureSink(std::unique_ptr<OutputFile> file, Kind kind) : mFile(std::move(file)), mKind(kind) {}
+    PicturesSink(std::unique_ptr<OutputFile> timeline, std::unique_ptr<OutputFile> perfetto)
+        : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)) {}
     void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
     void finish() override;
 
 private:
-    std::unique_ptr<OutputFile> mFile;
-    Kind mKind;
+    std::unique_ptr<OutputFile> mTimeline, mPerfetto; // null: not asked for
     std::vector<outcome::SessionOutcome> mSessions;
 };
 

@@ -1,0 +1,18 @@
+#pragma once
+/*
+ * SharedOutputs: the pictures replay and explain both draw when asked
+ * (--svg, --perfetto), attached to a subcommand's outputs the same way.
+ */
+
+#include "commands/Options.h"
+#include "output/Outputs.h"
+
+#include <string>
+#include <vector>
+
+namespace zsl::commands {
+
+// Throws outcome::Error when a file cannot be opened or is one of `inputs`.
+void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs);
+
+} // namespace zsl::commands
