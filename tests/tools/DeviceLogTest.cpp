@@ -397,13 +397,19 @@ TEST(DeviceLogLines, OtherShapesAndOtherTags)
         const auto read = parseLogLine(line);
         ASSERT_TRUE(read.has_value()) << line;
         EXPECT_EQ(read->text, "[ZSLSelector] fwkFrame:9 zsdTs:99900000000 curTime:100000000000");
+        EXPECT_EQ(read->timeText, line[0] == '[' ? "" : "11-23 18:46:29.123") << line; // as printed, no blank
     }
     for (const char *line : {"11-23 18:46:29.123  1234  1240 I CameraService: " MESSAGE,
                              "11-23 18:46:29.123  1234  1240 I KoAlgoEngineX: " MESSAGE,
                              "I( 1187: 1301) ZSL a.cpp:1 f()not a message of the plug-in",
                              "------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------",
                              "--------- beginning of main", "KoAlgoEngine", "", "[ZSL]", "[ ]",
-                             "11-23 18:46:29.123 KoAlgoEngine: x"})
+                             "11-23 18:46:29.123 KoAlgoEngine: x",
+                             // Another group's system-log line, in the same shape.
+                             "[CAM] I ZSLSelectorDefault.cpp:353 selectZSLFrames() [ZSLSelector] fwkFrame:9 "
+                             "zsdTs:99900000000 curTime:100000000000",
+                             // A long header without its blank after the bracket.
+                             "[11-23 18:46:29.123  1187: 1301 I/KoAlgoEngine ]"})
         EXPECT_FALSE(parseLogLine(line).has_value()) << line;
 }
 

@@ -6,6 +6,7 @@
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
 #include "log/LogcatFormats.h"
+#include "outcome/PluginLines.h"
 #include "messages/PluginEvent.h"
 #include "output/LogcatWriter.h"
 #include "replay/Replayer.h"
@@ -161,6 +162,56 @@ TEST(LogImporterRules, AnInfoLevelSelectionCutShortIsNotSaidToHaveFinishedEarly)
             EXPECT_EQ(note.find("the selection finished early"), std::string::npos) << note;
 }
 
+TEST(LogImporterRules, AMotionCapturesAnchorIsInTheRequest)
+{
+    const SessionOutcome read = imported(replayed(fileText(kExamples + "motion-capture.json")));
+    ASSERT_FALSE(read.steps.empty());
+    const RequestSeen &request = read.steps.front().request;
+    EXPECT_EQ(request.anchorTs, 99'880'000'000);
+    EXPECT_EQ(request.motionCapType, 0x10001u);
+}
+
+// Why a frame was refused: the plug-in's own line, and the engineer's words.
+TEST(Refusals, ThePluginsWordsAndTheEngineers)
+{
+    const auto lines = [](std::initializer_list<const char *> texts) {
+        std::vector<kohost::LogLine> log;
+        for (const char *text : texts) {
+            kohost::LogLine line;
+            line.text = text;
+            log.push_back(line);
+        }
+        return log;
+    };
+    const char *refused = "[ZSLSelector] fwkFrame:8, No zslFrame: 41invalid";
+    const struct {
+        std::vector<kohost::LogLine> log;
+        const char *reason, *explanation;
+    } cases[] = {
+        {lines({"AF fail: afMode=4 afState=3 lensState=1", refused}), "AF fail: afMode=4 afState=3 lensState=1",
+         "AF: mode 4 CONTINUOUS_PICTURE, state 3 ACTIVE_SCAN, lens 1 MOVING"},
+        {lines({"isRequiredEV fail: EV(History)=2, EV(Target)=0", refused}),
+         "isRequiredEV fail: EV(History)=2, EV(Target)=0", "EV: frame 2, request 0"},
+        {lines({"[isAEStable] tag(0x1001f) val=1 target=2,3,4 bc=0", "AE X", refused}),
+         "aeState 1 not settled (accepted 2,3,4)",
+         "AE: state 1 SEARCHING, not 2 CONVERGED, 3 LOCKED or 4 FLASH_REQUIRED"},
+        {lines({"android.control.afMode tag not found! ", refused}), "android.control.afMode tag not found!",
+         "AF: android.control.afMode missing"},
+        {lines({"Metadata is nullptr", "[ZSLSelector] fwkFrame:8, No zslFrame: 41 ,camid:2 invalid"}),
+         "camera 2: Metadata is nullptr", "camera 2: no metadata"},
+        {lines({"[ZSLSelector] fwkFrame:8 zslFrame: 41 zslFrame perframeSensorMode:2",
+                "[ZSLSelector] fwkFrame:8 zslFrame: 41 reqestFrame reqDesiredSensorMode:3",
+                "[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:8 zslFrame: 41"}),
+         "sensor mode 2, request wants 3", "sensor mode: frame 2, request 3"},
+        {lines({}), "refused (no reason in the system log)", "not in the log: the system log was closed"},
+    };
+    for (const auto &c : cases) {
+        const Refusal why = refusal(c.log);
+        EXPECT_EQ(why.reason, c.reason);
+        EXPECT_EQ(why.explanation, c.explanation);
+    }
+}
+
 TEST(LogcatTimes, FieldsWeighAsTheClockDoes)
 {
     const auto at = [](const char *text) {
@@ -182,6 +233,7 @@ TEST(LogcatTimes, FieldsWeighAsTheClockDoes)
         {"2026-11-22 18:46:29.123", "2026-11-23 18:46:29.123", 86400 * second},
         {"9999-11-22 18:46:29.123", "9999-11-23 18:46:29.123", 86400 * second},
         {"11-23 18:46:29.123456", "11-23 18:46:29.123457", 1000},
+        {"1700000000.123456789 ", "1700000000.123456790 ", 1}, // -v epoch,nsec
     };
     for (const auto &c : cases)
         EXPECT_EQ(at(c.later) - at(c.earlier), c.apart) << c.earlier << " / " << c.later;
