@@ -8,6 +8,7 @@
 
 #include "log/CopyFilter.h"
 #include "log/LineParser.h"
+#include "log/PerfettoLog.h"
 #include "outcome/Error.h"
 
 #include <fcntl.h>
@@ -29,6 +30,7 @@
 namespace zsl::log {
 
 using namespace zsl::outcome;
+using perfetto::looksLikeTrace;
 
 namespace {
 
@@ -39,6 +41,9 @@ using Problem = std::function<void(const std::string &)>;
 constexpr uint64_t kBombBytes = uint64_t(64) << 20;
 constexpr uint64_t kBombRatio = 100;
 constexpr std::string_view kPersistentLogs = "FS/data/misc/logd/";
+// The first bytes that tell a file's content: a container's magic number, a
+// Perfetto trace's first packet, or text.
+constexpr size_t kHeadBytes = 4096;
 
 // A damaged or overexpanding container ends the whole input with one
 // line: an outcome::Error thrown where it is found.
@@ -116,6 +121,32 @@ bool isZip(std::string_view head)
     return head.substr(0, 4) == std::string_view("PK\x03\x04", 4) || head.substr(0, 4) == std::string_view("PK\x05\x06", 4);
 }
 
+// Bytes no text log holds: NUL (logcat ends a message at one) and most
+// control characters. A head with a NUL, or with many of the others, is a
+// binary file's.
+bool isBinary(std::string_view head)
+{
+    size_t controls = 0;
+    for (char c : head) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte == 0)
+            return true;
+        controls += byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' && byte != 0x1b;
+    }
+    return controls * 10 > head.size();
+}
+
+// A zip entry that may be a Perfetto trace, by the names the device and
+// its tools give them.
+bool traceEntryName(std::string_view name)
+{
+    auto endsWith = [&](std::string_view end) {
+        return name.size() > end.size() && name.substr(name.size() - end.size()) == end;
+    };
+    return endsWith(".pftrace") || endsWith(".perfetto-trace") || endsWith(".perfetto") ||
+           name.find("perfetto-traces/") != std::string_view::npos;
+}
+
 // One input's lines, from all its sources, into the importer.
 class Reading {
 public:
@@ -128,19 +159,13 @@ public:
     // bytes, already read from `in`.
     void source(std::string head, const ByteReader &in, const std::string &what)
     {
-        ByteReader withHead = [&head, &in](char *buffer, size_t size) -> long {
-            if (head.empty())
-                return in(buffer, size);
-            const size_t n = std::min(size, head.size());
-            std::memcpy(buffer, head.data(), n);
-            head.erase(0, n);
-            return static_cast<long>(n);
-        };
+        const bool gzip = isGzip(head);
+        const ByteReader whole = withHead(head, in);
         std::optional<Gunzip> gunzip;
-        if (isGzip(head))
-            gunzip.emplace(withHead, what);
+        if (gzip)
+            gunzip.emplace(whole, what);
         const ByteReader text = gunzip ? ByteReader([&gunzip](char *b, size_t s) { return gunzip->read(b, s); })
-                                       : withHead;
+                                       : whole;
         startCopy();
         mReader = LineParser();
         applyReportDate();
@@ -153,10 +178,35 @@ public:
         endCopy();
     }
 
+    // A Perfetto trace: its android.log entries. `head` as for source().
+    void trace(std::string head, const ByteReader &in, const std::string &what)
+    {
+        readPerfettoLog(withHead(head, in), what, [&](kohost::LogLine line, uint64_t number) {
+            ++mHandedOver;
+            mLine(std::move(line), number);
+        });
+    }
+
     // A zip's entries may hold the same lines (logd's files, the report).
     void severalSources() { mSeveralSources = true; }
+    // Plug-in lines handed over so far.
+    uint64_t handedOver() const { return mHandedOver; }
+    void problem(const std::string &text) { mProblem(text); }
 
 private:
+    // The source's bytes, `head` first: it was read to tell what the source is.
+    static ByteReader withHead(std::string &head, const ByteReader &in)
+    {
+        return [&head, &in](char *buffer, size_t size) -> long {
+            if (head.empty())
+                return in(buffer, size);
+            const size_t n = std::min(size, head.size());
+            std::memcpy(buffer, head.data(), n);
+            head.erase(0, n);
+            return static_cast<long>(n);
+        };
+    }
+
     // True while the next line is wanted whatever it holds.
     bool line(std::string_view text, uint64_t number)
     {
@@ -165,8 +215,10 @@ private:
         if (mReport && !mInLogSection)
             return false;
         if (auto ours = mReader.read(text, number))
-            if (firstCopy(*ours))
+            if (firstCopy(*ours)) {
+                ++mHandedOver;
                 mLine(std::move(*ours), number);
+            }
         return mReader.inLongEntry();
     }
 
@@ -232,6 +284,7 @@ private:
     LineParser mReader;
     bool mReport = false, mInLogSection = true;
     bool mSeveralSources = false; // a zip's entries
+    uint64_t mHandedOver = 0;
     CopyFilter mCopies;
 };
 
@@ -248,7 +301,8 @@ void readZip(const std::string &path, Reading &reading)
         zip_error_fini(&error);
         throw Error(text);
     }
-    auto entryText = [&](zip_int64_t index) {
+    // An entry's text, or with `trace` its Perfetto trace.
+    auto readEntry = [&](zip_int64_t index, bool trace) {
         const std::string name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
         zip_stat_t stat;
         zip_stat_init(&stat);
@@ -267,9 +321,17 @@ void readZip(const std::string &path, Reading &reading)
             checkExpansion(expanded, (stat.valid & ZIP_STAT_COMP_SIZE) ? stat.comp_size : 0, what);
             return static_cast<long>(got);
         };
-        char head[4];
-        const long got = in(head, sizeof head);
-        reading.source(std::string(head, static_cast<size_t>(std::max(0L, got))), in, what);
+        std::string head(trace ? kHeadBytes : 4, '\0');
+        size_t got = 0;
+        for (long more; got < head.size() && (more = in(head.data() + got, head.size() - got)) > 0;)
+            got += static_cast<size_t>(more);
+        head.resize(got);
+        if (!trace)
+            reading.source(std::move(head), in, what);
+        else if (looksLikeTrace(head))
+            reading.trace(std::move(head), in, what);
+        else
+            reading.problem(what + ": not a Perfetto trace, though named as one (passed over)");
     };
 
     const zip_int64_t entries = zip_get_num_entries(archive.get(), 0);
@@ -286,6 +348,7 @@ void readZip(const std::string &path, Reading &reading)
     }
     zip_int64_t mainEntry = mainName.empty() ? -1 : zip_name_locate(archive.get(), mainName.c_str(), 0);
     std::vector<std::pair<int, zip_int64_t>> persistent; // (age, index): logcat.NNN is older for a larger NNN
+    std::vector<zip_int64_t> traces;
     for (zip_int64_t index = 0; index < entries; ++index) {
         const std::string_view name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
         const std::string_view base = name.substr(name.rfind('/') + 1);
@@ -294,15 +357,26 @@ void readZip(const std::string &path, Reading &reading)
             mainEntry = index;
         if (name.rfind(kPersistentLogs, 0) == 0 && base.rfind("logcat", 0) == 0)
             persistent.emplace_back(base.size() > 7 && base[6] == '.' ? std::atoi(base.data() + 7) : 0, index);
+        else if (traceEntryName(name))
+            traces.push_back(index);
     }
-    if (mainEntry < 0 && persistent.empty())
-        throw Error(path + ": a zip without a bug report (no main_entry.txt, bugreport-*.txt or " +
-                         std::string(kPersistentLogs) + ")");
+    if (mainEntry < 0 && persistent.empty() && traces.empty())
+        throw Error(path + ": a zip without a bug report or a Perfetto trace (no main_entry.txt, bugreport-*.txt, " +
+                    std::string(kPersistentLogs) + " or *.pftrace)");
     std::sort(persistent.rbegin(), persistent.rend());
     for (const auto &[age, index] : persistent)
-        entryText(index);
+        readEntry(index, false);
     if (mainEntry >= 0)
-        entryText(mainEntry);
+        readEntry(mainEntry, false);
+    // A trace holds lines the logs may hold too, on another clock, so that
+    // no copy can be told: it is read only for a report whose logs have none.
+    for (zip_int64_t index : traces) {
+        if (reading.handedOver() == 0)
+            readEntry(index, true);
+        else
+            reading.problem(path + " (" + zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0) +
+                            "): a Perfetto trace, not read: the report's logs already hold the plug-in's lines");
+    }
 }
 
 } // namespace
@@ -336,25 +410,31 @@ void readLogInput(const std::string &path, const std::function<void(kohost::LogL
                     return static_cast<long>(got);
             }
         };
-        // The first bytes tell the container; a pipe may hand them over one by one.
-        char head[4];
+        // The first bytes tell the content; a pipe may hand them over one by
+        // one. A live log is told by what has come: waiting for more would
+        // hold its first lines back.
+        std::string head(kHeadBytes, '\0');
         size_t got = 0;
-        while (got < sizeof head) {
-            const long more = in(head + got, sizeof head - got);
+        while (got < head.size() && (got < 4 || !live)) {
+            const long more = in(head.data() + got, head.size() - got);
             if (more < 0)
                 throw Error("cannot read " + path + ": " + std::strerror(errno));
             if (more == 0)
                 break;
             got += static_cast<size_t>(more);
         }
-        const std::string first(head, got);
-        if (isZip(first)) {
+        head.resize(got);
+        if (isZip(head)) {
             if (fd == STDIN_FILENO)
                 throw Error("a zip on standard input: give the zip's file name instead");
             reading.severalSources();
             readZip(path, reading);
+        } else if (looksLikeTrace(head)) {
+            reading.trace(std::move(head), in, path);
+        } else if (!isGzip(head) && isBinary(head)) {
+            throw Error(path + ": not a log: binary data that is neither a zip, gzip nor a Perfetto trace");
         } else {
-            reading.source(first, in, path);
+            reading.source(std::move(head), in, path);
         }
     }
 }
