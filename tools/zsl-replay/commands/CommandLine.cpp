@@ -88,8 +88,14 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
     group->add_flag("--json", output.json, "print the results as JSON instead of the text report");
     group->add_option("--svg", output.svgPath, "draw each capture as a timeline into FILE")->type_name("FILE");
     group->add_option("--perfetto", output.perfettoPath,
-                      "write a Trace Event Format file (ui.perfetto.dev, chrome://tracing)")
+                      "write the captures for Perfetto: FILE.json in the Trace Event Format (also "
+                      "chrome://tracing), FILE.zip as an archive with the --device-trace files on one "
+                      "timeline, any other name in Perfetto's protobuf format (boot-time clock)")
         ->type_name("FILE");
+    group->add_option("--device-trace", output.deviceTraces,
+                      "a Perfetto trace recorded on the device, put unchanged into the --perfetto FILE.zip "
+                      "archive beside ours (repeat for several)")
+        ->type_name("TRACE");
 }
 
 bool isSubcommandOrTopLevel(const std::string &arg)

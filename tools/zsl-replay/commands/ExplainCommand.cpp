@@ -164,6 +164,8 @@ int runExplain(const ExplainOptions &options)
                                          ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
     if (table && table->path == "-" && options.output.json)
         return usageError("explain", "--json and a table on standard output: one of them can have it");
+    if (const std::string problem = outputOptionsProblem(options.output); !problem.empty())
+        return usageError("explain", problem);
 
     output::FleetSummary summary;
     output::Outputs outputs;

@@ -15,7 +15,8 @@ namespace zsl::commands {
 struct OutputOptions {
     bool json = false;        // the JSON report instead of the text one
     std::string svgPath;      // each capture as a timeline
-    std::string perfettoPath; // a Trace Event Format file
+    std::string perfettoPath; // FILE.json: the Trace Event Format; FILE.zip: an archive; else protobuf
+    std::vector<std::string> deviceTraces; // the device's Perfetto traces, into the archive
 };
 
 struct ReplayOptions {

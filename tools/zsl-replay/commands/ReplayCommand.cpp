@@ -106,6 +106,8 @@ int runReplay(const ReplayOptions &options)
         return usageError("replay", "standard input can be read once: give - once");
     if (std::string bad; !output::isLogcatFormat(options.logcatFormat, bad))
         return usageError("replay", "--logcat-format: \"" + bad + "\" is not a format of logcat -v");
+    if (const std::string problem = outputOptionsProblem(options.output); !problem.empty())
+        return usageError("replay", problem);
     const std::string plugin =
         options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR) : options.pluginPath;
     output::Outputs outputs;

@@ -6,13 +6,36 @@
 
 namespace zsl::commands {
 
+namespace {
+
+bool isArchive(const std::string &path)
+{
+    return path.size() > 4 && path.compare(path.size() - 4, 4, ".zip") == 0;
+}
+
+} // namespace
+
+std::string outputOptionsProblem(const OutputOptions &options)
+{
+    if (!options.deviceTraces.empty() && !isArchive(options.perfettoPath))
+        return "--device-trace goes into an archive with our trace: give --perfetto FILE.zip";
+    return "";
+}
+
 void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs)
 {
+    // The device's traces are inputs too: the archive never overwrites one.
+    std::vector<std::string> read = inputs;
+    read.insert(read.end(), options.deviceTraces.begin(), options.deviceTraces.end());
     auto file = [&](const std::string &path) {
-        return path.empty() ? nullptr : std::make_unique<output::OutputFile>(path, inputs);
+        return path.empty() ? nullptr : std::make_unique<output::OutputFile>(path, read);
     };
-    if (!options.svgPath.empty() || !options.perfettoPath.empty())
-        outputs.attach(std::make_unique<output::PicturesSink>(file(options.svgPath), file(options.perfettoPath)));
+    if (options.svgPath.empty() && options.perfettoPath.empty())
+        return;
+    auto archive = isArchive(options.perfettoPath) ? std::make_unique<output::PerfettoArchive>(options.deviceTraces)
+                                                   : nullptr;
+    outputs.attach(
+        std::make_unique<output::PicturesSink>(file(options.svgPath), file(options.perfettoPath), std::move(archive)));
 }
 
 } // namespace zsl::commands

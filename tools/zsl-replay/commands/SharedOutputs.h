@@ -1,7 +1,7 @@
 #pragma once
 /*
  * SharedOutputs: the pictures replay and explain both draw when asked
- * (--svg, --perfetto), attached to a subcommand's outputs the same way.
+ * (--svg, --perfetto with its --device-trace), attached to a subcommand's outputs the same way.
  */
 
 #include "commands/Options.h"
@@ -11,6 +11,9 @@
 #include <vector>
 
 namespace zsl::commands {
+
+// What is wrong with the outputs asked for, for a usage error; "" if nothing.
+std::string outputOptionsProblem(const OutputOptions &options);
 
 // Throws outcome::Error when a file cannot be opened or is one of `inputs`.
 void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs);

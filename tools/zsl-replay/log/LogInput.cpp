@@ -179,9 +179,10 @@ public:
     }
 
     // A Perfetto trace: its android.log entries. `head` as for source().
-    void trace(std::string head, const ByteReader &in, const std::string &what)
+    // False when it holds no log.
+    bool trace(std::string head, const ByteReader &in, const std::string &what)
     {
-        readPerfettoLog(withHead(head, in), what, [&](kohost::LogLine line, uint64_t number) {
+        return readPerfettoLog(withHead(head, in), what, [&](kohost::LogLine line, uint64_t number) {
             ++mHandedOver;
             mLine(std::move(line), number);
         });
@@ -301,6 +302,7 @@ void readZip(const std::string &path, Reading &reading)
         zip_error_fini(&error);
         throw Error(text);
     }
+    std::string logTrace; // the trace whose log was read
     // An entry's text, or with `trace` its Perfetto trace.
     auto readEntry = [&](zip_int64_t index, bool trace) {
         const std::string name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
@@ -328,10 +330,10 @@ void readZip(const std::string &path, Reading &reading)
         head.resize(got);
         if (!trace)
             reading.source(std::move(head), in, what);
-        else if (looksLikeTrace(head))
-            reading.trace(std::move(head), in, what);
-        else
+        else if (!looksLikeTrace(head))
             reading.problem(what + ": not a Perfetto trace, though named as one (passed over)");
+        else if (reading.trace(std::move(head), in, what) && reading.handedOver() > 0)
+            logTrace = name; // one trace's log is enough: another holds the same entries
     };
 
     const zip_int64_t entries = zip_get_num_entries(archive.get(), 0);
@@ -368,14 +370,17 @@ void readZip(const std::string &path, Reading &reading)
         readEntry(index, false);
     if (mainEntry >= 0)
         readEntry(mainEntry, false);
-    // A trace holds lines the logs may hold too, on another clock, so that
-    // no copy can be told: it is read only for a report whose logs have none.
+    // A trace holds lines the logs (or another trace) may hold too, on
+    // another clock, so that no copy can be told: a trace is read only while
+    // nothing has given the plug-in's lines. One without a log is passed over.
     for (zip_int64_t index : traces) {
-        if (reading.handedOver() == 0)
+        if (reading.handedOver() == 0) {
             readEntry(index, true);
-        else
-            reading.problem(path + " (" + zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0) +
-                            "): a Perfetto trace, not read: the report's logs already hold the plug-in's lines");
+            continue;
+        }
+        const std::string name = zip_get_name(archive.get(), static_cast<zip_uint64_t>(index), 0);
+        reading.problem(path + " (" + name + "): a Perfetto trace, not read for the plug-in's lines: " +
+                        (logTrace.empty() ? "the report's logs hold them" : "they were read from " + logTrace));
     }
 }
 
@@ -430,7 +435,9 @@ void readLogInput(const std::string &path, const std::function<void(kohost::LogL
             reading.severalSources();
             readZip(path, reading);
         } else if (looksLikeTrace(head)) {
-            reading.trace(std::move(head), in, path);
+            if (!reading.trace(std::move(head), in, path))
+                throw Error(path + ": a Perfetto trace without android.log packets: it holds no log (record it with "
+                                   "the android.log data source)");
         } else if (!isGzip(head) && isBinary(head)) {
             throw Error(path + ": not a log: binary data that is neither a zip, gzip nor a Perfetto trace");
         } else {

@@ -51,7 +51,7 @@ std::string utcTimeText(int64_t realtimeNs)
     return text;
 }
 
-void readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
+bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
                      const std::function<void(kohost::LogLine, uint64_t)> &line)
 {
     perfetto::Clocks clocks;
@@ -80,8 +80,7 @@ void readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
         }
     });
     if (!logged)
-        throw outcome::Error(what + ": a Perfetto trace without android.log packets: it holds no log (record it "
-                                    "with the android.log data source)");
+        return false;
     std::stable_sort(entries.begin(), entries.end(),
                      [](const Entry &a, const Entry &b) { return a.realtimeNs < b.realtimeNs; });
     uint64_t number = 0;
@@ -104,6 +103,7 @@ void readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
             line(withIds(std::move(parsed), timeNs, event.pid, event.tid), ++number);
         }
     }
+    return true;
 }
 
 } // namespace zsl::log

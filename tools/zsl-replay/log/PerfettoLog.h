@@ -20,10 +20,10 @@
 
 namespace zsl::log {
 
-// Hands each plug-in line of the trace with its line number to `line`.
-// Throws outcome::Error when the trace is cut or damaged, or holds no
-// android.log packet.
-void readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
+// Hands each plug-in line of the trace with its line number to `line`;
+// false when the trace holds no android.log packet. Throws outcome::Error
+// when the trace is cut or damaged.
+bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
                      const std::function<void(kohost::LogLine, uint64_t)> &line);
 
 // "2026-11-23 18:40:05.077 +0000": a wall-clock time in ns, in UTC.

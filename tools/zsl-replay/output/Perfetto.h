@@ -1,16 +1,10 @@
 #pragma once
 /*
- * Perfetto: a session's outcome as a trace in the Trace Event Format, which
- * ui.perfetto.dev and chrome://tracing open. Per session one process; per
- * queue one track with an instant at each frame's shutter time; per step a
- * track with the capture as a slice holding the plug-in's calls, and the
- * zsdTs moment; counters per frame for AE state, AF state, lens state and
- * sensor mode; a flow from each capture to each frame the host took.
- * Times are the boot-time clock's (in the format's microseconds, to the
- * nanosecond), so the file lines up with a device's own trace. The calls'
- * slices are laid out one after another from the capture moment: neither
- * a replay (its clock is pinned) nor a log (its clock is the wall clock, in
- * milliseconds) times them on the boot-time clock.
+ * Perfetto: the sessions' timeline (TimelineLayout) as a file that
+ * ui.perfetto.dev opens: in the Trace Event Format's JSON, which
+ * chrome://tracing opens too (times in its microseconds, to the
+ * nanosecond), or in Perfetto's own protobuf format (PerfettoProto), which
+ * can sit beside a device's trace on one timeline.
  */
 
 #include "outcome/Outcome.h"

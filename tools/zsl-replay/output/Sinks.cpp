@@ -6,6 +6,7 @@
 #include "output/LogcatWriter.h"
 #include "output/Outputs.h"
 #include "output/Perfetto.h"
+#include "output/PerfettoProto.h"
 #include "output/Report.h"
 #include "output/Timeline.h"
 #include "output/TraceWriter.h"
@@ -18,6 +19,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <sstream>
 
 namespace zsl::output {
 
@@ -95,10 +97,19 @@ void PicturesSink::finish()
         mTimeline->stream() << drawTimeline(mSessions);
         mTimeline->close();
     }
-    if (mPerfetto) {
+    if (!mPerfetto)
+        return;
+    const std::string &path = mPerfetto->path();
+    if (path.size() > 5 && path.compare(path.size() - 5, 5, ".json") == 0) {
         mPerfetto->stream() << jsonText(perfettoTrace(mSessions)) << "\n";
-        mPerfetto->close();
+    } else if (mArchive) {
+        std::ostringstream ours;
+        writePerfettoProto(mSessions, ours);
+        mArchive->write(ours.str(), mPerfetto->stream());
+    } else {
+        writePerfettoProto(mSessions, mPerfetto->stream());
     }
+    mPerfetto->close();
 }
 
 TraceFolderSink::TraceFolderSink(std::string dir) : mDir(std::move(dir))

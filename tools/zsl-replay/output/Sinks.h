@@ -12,6 +12,7 @@
 #include "output/CaptureTable.h"
 #include "output/FleetSummary.h"
 #include "output/OutputFile.h"
+#include "output/PerfettoArchive.h"
 #include "output/Sink.h"
 
 #include <nlohmann/json.hpp>
@@ -78,16 +79,20 @@ private:
 };
 
 // The timeline SVG and the Perfetto file, either or both: drawn from every
-// session at the end, which are kept once for both.
+// session at the end, which are kept once for both. The Perfetto file is
+// the Trace Event Format's JSON, Perfetto's protobuf, or an archive of ours
+// and the device's traces.
 class PicturesSink : public Sink {
 public:
-    PicturesSink(std::unique_ptr<OutputFile> timeline, std::unique_ptr<OutputFile> perfetto)
-        : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)) {}
+    PicturesSink(std::unique_ptr<OutputFile> timeline, std::unique_ptr<OutputFile> perfetto,
+                 std::unique_ptr<PerfettoArchive> archive = nullptr)
+        : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)), mArchive(std::move(archive)) {}
     void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
     void finish() override;
 
 private:
     std::unique_ptr<OutputFile> mTimeline, mPerfetto; // null: not asked for
+    std::unique_ptr<PerfettoArchive> mArchive;         // null: the Perfetto file alone
     std::vector<outcome::SessionOutcome> mSessions;
 };
 
