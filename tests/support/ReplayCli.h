@@ -26,10 +26,11 @@ struct Outcome {
 // A temporary file holding text, removed with the object.
 class TempFile {
 public:
-    explicit TempFile(const std::string &text = "")
+    // `suffix`: the file name's end, for a tool that chooses by it (".json").
+    explicit TempFile(const std::string &text = "", const std::string &suffix = "")
     {
-        char path[] = "/tmp/zsl-replay-test-XXXXXX";
-        close(mkstemp(path));
+        std::string path = "/tmp/zsl-replay-test-XXXXXX" + suffix;
+        close(mkstemps(path.data(), static_cast<int>(suffix.size())));
         mPath = path;
         std::ofstream(mPath) << text;
     }

@@ -529,7 +529,7 @@ void expectValidTraceEvents(const json &trace)
 
 TEST(PerfettoExport, ReplayAndLogFollowTheTraceEventFormat)
 {
-    TempFile replayTrace, logTrace, log;
+    TempFile replayTrace("", ".json"), logTrace("", ".json"), log;
     ASSERT_EQ(kotest::replay("--write-logcat " + log.path() + " --perfetto " + replayTrace.path()).status, 0);
     ASSERT_EQ(kotest::replay("explain " + log.path() + " --perfetto=" + logTrace.path()).status, 0);
     for (const TempFile *file : {&replayTrace, &logTrace}) {

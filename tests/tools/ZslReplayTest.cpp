@@ -326,7 +326,11 @@ INSTANTIATE_TEST_SUITE_P(
         CliCase{"replayOptionIsRefused", "", "explain TRACE --plugin=x", 2, "", {"--plugin is an option of zsl-replay replay, not of explain"}},
         CliCase{"writeTracesNeedsADirectory", "cd " ZSL_SOURCE_DIR " &&",
                 "explain examples/device.log --write-traces /nonexistent", 2, "",
-                {"--write-traces /nonexistent: not a directory"}}),
+                {"--write-traces /nonexistent: not a directory"}},
+        CliCase{"deviceTraceGoesIntoAnArchive", "", "TRACE --perfetto out.pftrace --device-trace TRACE", 2, "",
+                {"--device-trace goes into an archive with our trace: give --perfetto FILE.zip"}},
+        CliCase{"deviceTraceMustBeATrace", "", "TRACE --perfetto /tmp/zsl-test-archive.zip --device-trace TRACE", 2, "",
+                {"not a Perfetto trace (a protobuf trace file is wanted)"}}),
     [](const testing::TestParamInfo<CliCase> &info) { return info.param.name; });
 
 } // namespace
