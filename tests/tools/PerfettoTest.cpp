@@ -237,6 +237,20 @@ TEST(PerfettoRead, ATextLogStartingWithABlankLineIsStillText)
     EXPECT_NE(run.out.find("fwkFrame 300"), std::string::npos);
 }
 
+TEST(PerfettoRead, ABinaryFileInAFolderIsPassedOverAsAnotherFile)
+{
+    char dir[] = "/tmp/zsl-replay-folder-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string log = std::string(dir) + "/phone.log", picture = std::string(dir) + "/screen.png";
+    std::ofstream(log) << fileText(kDeviceLog);
+    std::ofstream(picture) << std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+    const Outcome run = replay(std::string("explain ") + dir);
+    std::remove(log.c_str()), std::remove(picture.c_str()), rmdir(dir);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.err.find("1 file in the folders given holds no line of the plug-in"), std::string::npos) << run.err;
+    EXPECT_NE(run.out.find("fwkFrame 300"), std::string::npos);
+}
+
 TEST(PerfettoClocks, ATimeIsCarriedByTheNearestSnapshotBeforeIt)
 {
     zsl::perfetto::Clocks clocks;

@@ -46,15 +46,17 @@ Environment:
 
 const char kExplainHelp[] = R"(Explains captures from a device's log: adb logcat in any -v format and modifier (threadtime,
 long, thread, time, brief, process, tag, raw), a bug report as text or as the zip adb bugreport
-writes, the host's system-log lines, or a folder of them. Each capture is rebuilt from the
-plug-in's own lines (tag KoAlgoEngine), told apart by process and thread where the format shows
-them; nothing is replayed. What the log cannot tell (a thread, a debug line an info-level log
-lacks) is said, not guessed. A folder's files are read on -j threads and reported in name order;
-files without a line of the plug-in are passed over and counted. With more than one capture the
-report ends with a summary of them all (per device and build, refusals by reason class, the
-taken frames' lag); --table writes one row per capture (docs/capture-table.md): as CSV or
-JSON Lines by the file's ending or a csv: or jsonl: prefix, and csv:- or jsonl:- put it on standard
-output in place of the report.
+writes, a Perfetto trace recorded with the android.log data source (told by its content; its
+lines numbered as logcat would print its whole log, its times in UTC with the year), the host's
+system-log lines, or a folder of them; any other binary file is refused (in a folder, passed
+over). Each capture is rebuilt from the plug-in's own lines (tag KoAlgoEngine), told apart by
+process and thread where the format shows them; nothing is replayed. What the log cannot tell (a
+thread, a debug line an info-level log lacks) is said, not guessed. A folder's files are read on
+-j threads and reported in name order; files without a line of the plug-in are passed over and
+counted. With more than one capture the report ends with a summary of them all (per device and
+build, refusals by reason class, the taken frames' lag); --table writes one row per capture
+(docs/capture-table.md): as CSV or JSON Lines by the file's ending or a csv: or jsonl: prefix, and
+csv:- or jsonl:- put it on standard output in place of the report.
 
 With --follow, one log is read as it is written (adb logcat through a pipe): a capture is
 explained once the next call on its thread has begun, or the thread has been quiet for a second;
@@ -65,6 +67,7 @@ const char kExplainFooter[] = R"(Examples:
   zsl-replay explain bugreport.zip
   zsl-replay explain reports/ --table captures.csv --summary-svg fleet.svg
   adb logcat -v threadtime | zsl-replay explain - --follow
+  zsl-replay explain device.pftrace --perfetto both.zip --device-trace device.pftrace
 
 Exit status:
   0  every input was read
@@ -148,7 +151,7 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
 
     mExplainApp = mApp.add_subcommand("explain", "explain captures from device logs, bug reports and folders of them");
     mExplainApp->footer(std::string(kExplainHelp) + "\n\n" + kExplainFooter);
-    mExplainApp->add_option("INPUT", mExplain.inputs, "logs, bug reports (text or zip), folders of them; - reads standard input")
+    mExplainApp->add_option("INPUT", mExplain.inputs, "logs, bug reports (text or zip), Perfetto traces, folders of them; - reads standard input")
         ->required();
     mExplain.jobs = std::max(1u, std::thread::hardware_concurrency());
     mExplainApp->add_option("-j,--jobs", mExplain.jobs, "read N inputs at a time (default: the cores); the output is the same for any N")

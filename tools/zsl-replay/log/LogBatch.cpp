@@ -72,6 +72,10 @@ LogRead readLogSource(const LogSource &source)
             return read;
         }
         read.session = std::move(session);
+    } catch (const NotALog &) {
+        if (!source.inFolder)
+            read.error = std::current_exception();
+        read.withoutPluginLines = source.inFolder; // a folder's picture or binary: another file, not a log
     } catch (const Error &) {
         read.error = std::current_exception(); // crosses to the thread that reports it
     }

@@ -439,7 +439,7 @@ void readLogInput(const std::string &path, const std::function<void(kohost::LogL
                 throw Error(path + ": a Perfetto trace without android.log packets: it holds no log (record it with "
                                    "the android.log data source)");
         } else if (!isGzip(head) && isBinary(head)) {
-            throw Error(path + ": not a log: binary data that is neither a zip, gzip nor a Perfetto trace");
+            throw NotALog(path + ": not a log: binary data that is neither a zip, gzip nor a Perfetto trace");
         } else {
             reading.source(std::move(head), in, path);
         }

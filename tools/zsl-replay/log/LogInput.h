@@ -11,6 +11,8 @@
  * with an error; memory stays bounded by a block and a line.
  */
 
+#include "outcome/Error.h"
+
 #include <LogRecorder.h>
 
 #include <csignal>
@@ -34,9 +36,17 @@ struct LiveReading {
     const volatile std::sig_atomic_t *stop = nullptr;
 };
 
+// A file that is no log at all (binary data of another kind): an error
+// when named, passed over in a folder.
+class NotALog : public outcome::Error {
+public:
+    using outcome::Error::Error;
+};
+
 // Reads path ("-": standard input) and hands each plug-in line with its line
 // number (in the entry that holds it) to `line`, each problem of the log to
-// `problem`. Throws outcome::Error when the input cannot be read.
+// `problem`. Throws outcome::Error when the input cannot be read, NotALog
+// when it is no log.
 void readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
                   const std::function<void(const std::string &)> &problem, LogOrigin &origin,
                   const LiveReading *live = nullptr);
