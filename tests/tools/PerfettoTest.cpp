@@ -186,6 +186,21 @@ TEST(PerfettoRead, LinesAreNumberedAsLogcatPrintsTheWholeLog)
     EXPECT_NE(run.out.find("pid 9 tid 9, line 3"), std::string::npos) << run.out;
 }
 
+TEST(PerfettoRead, AnEntryWithoutItsOwnTimeTakesItsPacketsThroughTheSnapshot)
+{
+    const std::string needed = "ZSL ZSLSelectorDefault.cpp:251 isSelectorNeeded()[ZSLSelector] ZSLSelectorDefault isNeeded 0";
+    TempFile trace;
+    // 2026-11-23 18:40:05 UTC on the wall clock is 5 s after boot; the entry is 85 ms later.
+    encode("packet { clock_snapshot { clocks { clock_id: 1 timestamp: 1795459205000000000 } clocks { clock_id: 6 "
+           "timestamp: 5000000000 } } }\n"
+           "packet { timestamp: 5085000000 timestamp_clock_id: 6 android_log { events { pid: 9 tid: 9 tag: "
+           "\"KoAlgoEngine\" prio: 3 message: " + quoted(needed) + " } } }",
+           trace);
+    const Outcome run = replay("explain " + trace.path() + " --table jsonl:-");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("\"log_time\":\"2026-11-23 18:40:05.085 +0000\""), std::string::npos) << run.out;
+}
+
 // What no trace reader may do: read a damaged or binary file as a log.
 struct BadTrace {
     const char *name;

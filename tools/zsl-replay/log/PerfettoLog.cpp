@@ -64,9 +64,14 @@ bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
         if (!packet.has_android_log())
             return;
         logged = true;
+        // An entry without its own time has the packet's, on the packet's clock.
+        const uint32_t packetClock = packet.has_timestamp_clock_id() ? packet.timestamp_clock_id() : perfetto::kBoottime;
+        const auto packetNs = static_cast<int64_t>(packet.timestamp());
         for (const auto &event : packet.android_log().events()) {
             Entry entry;
-            entry.realtimeNs = static_cast<int64_t>(event.timestamp());
+            entry.realtimeNs = event.has_timestamp()
+                                   ? static_cast<int64_t>(event.timestamp())
+                                   : clocks.convert(packetClock, packetNs, perfetto::kRealtime).value_or(packetNs);
             entry.order = entries.size();
             std::string_view message = event.message();
             if (!message.empty() && message.back() == '\n')
