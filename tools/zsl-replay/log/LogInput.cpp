@@ -147,6 +147,24 @@ bool traceEntryName(std::string_view name)
            name.find("perfetto-traces/") != std::string_view::npos;
 }
 
+// The first `size` bytes of a stream, or all it has: a pipe may hand them
+// over one by one.
+std::string readHead(const ByteReader &in, size_t size, const std::string &what)
+{
+    std::string head(size, '\0');
+    size_t got = 0;
+    while (got < size) {
+        const long more = in(head.data() + got, size - got);
+        if (more < 0)
+            throw Error("cannot read " + what + ": " + std::strerror(errno));
+        if (more == 0)
+            break;
+        got += static_cast<size_t>(more);
+    }
+    head.resize(got);
+    return head;
+}
+
 // One input's lines, from all its sources, into the importer.
 class Reading {
 public:
@@ -155,27 +173,25 @@ public:
     {
     }
 
-    // One text source; gzip is unpacked on the way. `head` holds its first
-    // bytes, already read from `in`.
-    void source(std::string head, const ByteReader &in, const std::string &what)
+    // Any source, told by its first bytes (`head`, already read from `in`):
+    // gzip, unpacked and told again; a Perfetto trace; binary data of
+    // another kind, refused; or text.
+    void content(std::string head, const ByteReader &in, const std::string &what)
     {
-        const bool gzip = isGzip(head);
-        const ByteReader whole = withHead(head, in);
-        std::optional<Gunzip> gunzip;
-        if (gzip)
-            gunzip.emplace(whole, what);
-        const ByteReader text = gunzip ? ByteReader([&gunzip](char *b, size_t s) { return gunzip->read(b, s); })
-                                       : whole;
-        startCopy();
-        mReader = LineParser();
-        applyReportDate();
-        // A bug report's header and section lines start with '=', 'B' and '-'.
-        static const std::string kStarts = std::string(LineParser::filter().starts) + "=B-";
-        static const LineFilter kFilter{LineParser::filter().marks, kStarts};
-        forEachLine(text, [&](std::string_view line, uint64_t number) { return this->line(line, number); }, mProblem,
-                    what, &kFilter);
-        mReader.finish(mProblem);
-        endCopy();
+        if (isGzip(head)) {
+            const ByteReader whole = withHead(head, in);
+            Gunzip gunzip(whole, what);
+            const ByteReader unpacked = [&gunzip](char *b, size_t s) { return gunzip.read(b, s); };
+            content(readHead(unpacked, kHeadBytes, what), unpacked, what);
+        } else if (looksLikeTrace(head)) {
+            if (!trace(std::move(head), in, what))
+                throw Error(what + ": a Perfetto trace without android.log packets: it holds no log (record it with "
+                                   "the android.log data source)");
+        } else if (isBinary(head)) {
+            throw NotALog(what + ": not a log: binary data that is neither a zip, gzip nor a Perfetto trace");
+        } else {
+            text(std::move(head), in, what);
+        }
     }
 
     // A Perfetto trace: its android.log entries. `head` as for source().
@@ -195,6 +211,21 @@ public:
     void problem(const std::string &text) { mProblem(text); }
 
 private:
+    // A text source, line by line.
+    void text(std::string head, const ByteReader &in, const std::string &what)
+    {
+        startCopy();
+        mReader = LineParser();
+        applyReportDate();
+        // A bug report's header and section lines start with '=', 'B' and '-'.
+        static const std::string kStarts = std::string(LineParser::filter().starts) + "=B-";
+        static const LineFilter kFilter{LineParser::filter().marks, kStarts};
+        forEachLine(withHead(head, in), [&](std::string_view line, uint64_t number) { return this->line(line, number); },
+                    mProblem, what, &kFilter);
+        mReader.finish(mProblem);
+        endCopy();
+    }
+
     // The source's bytes, `head` first: it was read to tell what the source is.
     static ByteReader withHead(std::string &head, const ByteReader &in)
     {
@@ -323,13 +354,9 @@ void readZip(const std::string &path, Reading &reading)
             checkExpansion(expanded, (stat.valid & ZIP_STAT_COMP_SIZE) ? stat.comp_size : 0, what);
             return static_cast<long>(got);
         };
-        std::string head(trace ? kHeadBytes : 4, '\0');
-        size_t got = 0;
-        for (long more; got < head.size() && (more = in(head.data() + got, head.size() - got)) > 0;)
-            got += static_cast<size_t>(more);
-        head.resize(got);
+        std::string head = readHead(in, kHeadBytes, what);
         if (!trace)
-            reading.source(std::move(head), in, what);
+            reading.content(std::move(head), in, what);
         else if (!looksLikeTrace(head))
             reading.problem(what + ": not a Perfetto trace, though named as one (passed over)");
         else if (reading.trace(std::move(head), in, what) && reading.handedOver() > 0)
@@ -415,33 +442,16 @@ void readLogInput(const std::string &path, const std::function<void(kohost::LogL
                     return static_cast<long>(got);
             }
         };
-        // The first bytes tell the content; a pipe may hand them over one by
-        // one. A live log is told by what has come: waiting for more would
-        // hold its first lines back.
-        std::string head(kHeadBytes, '\0');
-        size_t got = 0;
-        while (got < head.size() && (got < 4 || !live)) {
-            const long more = in(head.data() + got, head.size() - got);
-            if (more < 0)
-                throw Error("cannot read " + path + ": " + std::strerror(errno));
-            if (more == 0)
-                break;
-            got += static_cast<size_t>(more);
-        }
-        head.resize(got);
+        // The first bytes tell the content. A live log is told by its first
+        // four: waiting for more would hold its first lines back.
+        std::string head = readHead(in, live ? 4 : kHeadBytes, path);
         if (isZip(head)) {
             if (fd == STDIN_FILENO)
                 throw Error("a zip on standard input: give the zip's file name instead");
             reading.severalSources();
             readZip(path, reading);
-        } else if (looksLikeTrace(head)) {
-            if (!reading.trace(std::move(head), in, path))
-                throw Error(path + ": a Perfetto trace without android.log packets: it holds no log (record it with "
-                                   "the android.log data source)");
-        } else if (!isGzip(head) && isBinary(head)) {
-            throw NotALog(path + ": not a log: binary data that is neither a zip, gzip nor a Perfetto trace");
         } else {
-            reading.source(std::move(head), in, path);
+            reading.content(std::move(head), in, path);
         }
     }
 }
