@@ -77,13 +77,12 @@ std::vector<LogEntry> threadtimeEntries(const std::string &text, int year)
     return entries;
 }
 
-// A device trace in text form: a clock snapshot, then the entries in two
-// android.log packets, as two log buffers are read: neither in time order.
+// A device trace in text form: the entries in two android.log packets, as
+// two log buffers are read (neither in time order; the first far larger
+// than the bytes a reader looks at to tell a trace), then a clock snapshot.
 std::string traceText(const std::vector<LogEntry> &entries)
 {
-    std::string text = "packet { trusted_packet_sequence_id: 7 clock_snapshot { clocks { clock_id: 1 timestamp: " +
-                       std::to_string(entries.front().realtimeNs) + " } clocks { clock_id: 6 timestamp: " +
-                       std::to_string(entries.front().realtimeNs - kBootOffsetNs) + " } primary_trace_clock: 6 } }\n";
+    std::string text;
     for (int buffer : {0, 1}) {
         text += "packet { trusted_packet_sequence_id: 7 android_log {\n";
         for (size_t i = static_cast<size_t>(buffer); i < entries.size(); i += 2) {
@@ -94,7 +93,9 @@ std::string traceText(const std::vector<LogEntry> &entries)
         }
         text += "} }\n";
     }
-    return text;
+    return text + "packet { trusted_packet_sequence_id: 7 clock_snapshot { clocks { clock_id: 1 timestamp: " +
+           std::to_string(entries.front().realtimeNs) + " } clocks { clock_id: 6 timestamp: " +
+           std::to_string(entries.front().realtimeNs - kBootOffsetNs) + " } primary_trace_clock: 6 } }\n";
 }
 
 // protoc's binary encoding of a Trace given in text form, in a file.
