@@ -23,10 +23,9 @@ std::string levelLetter(int prio)
     return prio >= 2 && prio <= 7 ? std::string(1, kLetters[static_cast<size_t>(prio - 2)]) : std::string("?");
 }
 
-// One log entry, in the order logcat prints: by time, then as recorded.
+// One log entry; logcat prints them by time, then as recorded (a stable sort).
 struct Entry {
     int64_t realtimeNs = 0;
-    uint64_t order = 0;
     uint32_t lines = 1; // logcat prints each line of a message as a line of its own
     int ours = -1;      // index into the plug-in's entries, -1: another tag's
 };
@@ -72,7 +71,6 @@ bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
             entry.realtimeNs = event.has_timestamp()
                                    ? static_cast<int64_t>(event.timestamp())
                                    : clocks.convert(packetClock, packetNs, perfetto::kRealtime).value_or(packetNs);
-            entry.order = entries.size();
             std::string_view message = event.message();
             if (!message.empty() && message.back() == '\n')
                 message.remove_suffix(1);
