@@ -64,13 +64,14 @@ bool looksLikeTrace(std::string_view head)
     const std::optional<uint64_t> length = varint(head, at);
     if (!length || *length > kLargestPacket)
         return false;
-    const size_t whole = static_cast<size_t>(std::min<uint64_t>(*length, head.size() - at));
+    const std::string_view packetBytes = head.substr(at, static_cast<size_t>(*length));
     ::perfetto::protos::TracePacket packet;
-    // A cut packet parses partly; the head is judged by what it holds.
-    if (whole == *length && !packet.ParseFromArray(head.data() + at, static_cast<int>(whole)))
+    // A packet whole in the head must parse; one the head cuts is judged by
+    // the fields it holds before the cut.
+    if (packetBytes.size() == *length && !packet.ParseFromArray(packetBytes.data(), static_cast<int>(packetBytes.size())))
         return false;
-    if (whole < *length)
-        packet.ParsePartialFromArray(head.data() + at, static_cast<int>(whole));
+    if (packetBytes.size() < *length)
+        packet.ParsePartialFromArray(packetBytes.data(), static_cast<int>(packetBytes.size()));
     return packet.ByteSizeLong() > 0; // a field a packet has, not only unknown ones
 }
 
