@@ -8,9 +8,9 @@ namespace zsl::commands {
 
 namespace {
 
-bool isArchive(const std::string &path)
+bool isArchive(const std::string &perfettoPath)
 {
-    return path.size() > 4 && path.compare(path.size() - 4, 4, ".zip") == 0;
+    return output::PicturesSink::perfettoForm(perfettoPath) == output::PicturesSink::PerfettoForm::Archive;
 }
 
 } // namespace

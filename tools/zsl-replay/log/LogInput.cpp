@@ -121,19 +121,13 @@ bool isZip(std::string_view head)
     return head.substr(0, 4) == std::string_view("PK\x03\x04", 4) || head.substr(0, 4) == std::string_view("PK\x05\x06", 4);
 }
 
-// Bytes no text log holds: NUL (logcat ends a message at one) and most
-// control characters. A head with a NUL, or with many of the others, is a
-// binary file's.
+// A binary file's first bytes: a NUL (logcat ends a message at one), or
+// many of the other bytes no text holds.
 bool isBinary(std::string_view head)
 {
-    size_t controls = 0;
-    for (char c : head) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte == 0)
-            return true;
-        controls += byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' && byte != 0x1b;
-    }
-    return controls * 10 > head.size();
+    if (head.find('\0') != std::string_view::npos)
+        return true;
+    return static_cast<size_t>(std::count_if(head.begin(), head.end(), perfetto::binaryByte)) * 10 > head.size();
 }
 
 // A zip entry that may be a Perfetto trace, by the names the device and

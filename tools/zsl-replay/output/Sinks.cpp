@@ -85,6 +85,14 @@ void SummarySvgSink::finish()
     mFile->close();
 }
 
+PicturesSink::PerfettoForm PicturesSink::perfettoForm(const std::string &path)
+{
+    auto endsWith = [&](const std::string &end) {
+        return path.size() > end.size() && path.compare(path.size() - end.size(), end.size(), end) == 0;
+    };
+    return endsWith(".json") ? PerfettoForm::Json : endsWith(".zip") ? PerfettoForm::Archive : PerfettoForm::Protobuf;
+}
+
 void PicturesSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
 {
     mSessions.push_back(session);
@@ -99,15 +107,19 @@ void PicturesSink::finish()
     }
     if (!mPerfetto)
         return;
-    const std::string &path = mPerfetto->path();
-    if (path.size() > 5 && path.compare(path.size() - 5, 5, ".json") == 0) {
+    switch (perfettoForm(mPerfetto->path())) {
+    case PerfettoForm::Json:
         mPerfetto->stream() << jsonText(perfettoTrace(mSessions)) << "\n";
-    } else if (mArchive) {
+        break;
+    case PerfettoForm::Protobuf:
+        writePerfettoProto(mSessions, mPerfetto->stream());
+        break;
+    case PerfettoForm::Archive: {
         std::ostringstream ours;
         writePerfettoProto(mSessions, ours);
         mArchive->write(ours.str(), mPerfetto->stream());
-    } else {
-        writePerfettoProto(mSessions, mPerfetto->stream());
+        break;
+    }
     }
     mPerfetto->close();
 }

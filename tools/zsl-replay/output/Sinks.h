@@ -84,6 +84,11 @@ private:
 // and the device's traces.
 class PicturesSink : public Sink {
 public:
+    enum class PerfettoForm { Json, Protobuf, Archive };
+    // The form a file's name asks for: .json, .zip, or any other.
+    static PerfettoForm perfettoForm(const std::string &path);
+
+    // `archive` is needed for the archive form only.
     PicturesSink(std::unique_ptr<OutputFile> timeline, std::unique_ptr<OutputFile> perfetto,
                  std::unique_ptr<PerfettoArchive> archive = nullptr)
         : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)), mArchive(std::move(archive)) {}
@@ -92,7 +97,7 @@ public:
 
 private:
     std::unique_ptr<OutputFile> mTimeline, mPerfetto; // null: not asked for
-    std::unique_ptr<PerfettoArchive> mArchive;         // null: the Perfetto file alone
+    std::unique_ptr<PerfettoArchive> mArchive;
     std::vector<outcome::SessionOutcome> mSessions;
 };
 

@@ -30,14 +30,6 @@ std::optional<uint64_t> varint(std::string_view bytes, size_t &at)
     return std::nullopt;
 }
 
-// Bytes a text log does not hold: NUL and the control characters other
-// than tab, line ends, form feed and the escape of a coloured log.
-bool binaryByte(char c)
-{
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' && byte != 0x1b;
-}
-
 // Reads from `read` until `size` bytes or the end; the count read.
 size_t readFully(const TraceBytes &read, char *buffer, size_t size, const std::string &what)
 {
@@ -54,6 +46,12 @@ size_t readFully(const TraceBytes &read, char *buffer, size_t size, const std::s
 }
 
 } // namespace
+
+bool binaryByte(char c)
+{
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' && byte != 0x1b;
+}
 
 bool looksLikeTrace(std::string_view head)
 {

@@ -21,6 +21,10 @@ namespace zsl::perfetto {
 // the count read, 0 at the end, -1 on an error of the source.
 using TraceBytes = std::function<long(char *buffer, size_t size)>;
 
+// A byte no text log holds: NUL and the control characters other than tab,
+// line ends, form feed and the escape of a coloured log.
+bool binaryByte(char c);
+
 // Whether a file's first bytes are a Perfetto trace's: whole packets (or a
 // packet cut only by the end of `head`), the first with a field a packet
 // has, and bytes that no text holds.
