@@ -34,8 +34,10 @@ struct LogLine {
     int64_t timeNs = 0;
     int pid = 0;
     int tid = 0;
-    // Read from a device log: the time as the log prints it ("" if none).
+    // Read from a device log: the time as the log prints it ("" if none),
+    // and the line's number in the log (0: not read from one).
     std::string timeText;
+    uint64_t logLine = 0;
 };
 
 // Splits an Android-log message of the selector, "group file:line

@@ -66,6 +66,7 @@ trace, DIR/fwkFrame-N.json (-2, -3... for a fwkFrame seen again), never over an 
 const char kExplainFooter[] = R"(Examples:
   zsl-replay explain bugreport.zip
   zsl-replay explain reports/ --table captures.csv --summary-svg fleet.svg
+  zsl-replay explain bugreport.zip --html captures.html
   adb logcat -v threadtime | zsl-replay explain - --follow
   zsl-replay explain device.pftrace --perfetto both.zip --device-trace device.pftrace
 
@@ -94,6 +95,11 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
                       "write the captures for Perfetto: FILE.json in the Trace Event Format (also "
                       "chrome://tracing), FILE.zip as an archive with the --device-trace files on one "
                       "timeline, any other name in Perfetto's protobuf format (boot-time clock)")
+        ->type_name("FILE");
+    group->add_option("--html", output.htmlPath,
+                      "write one self-contained HTML page of every capture into FILE: the summary, a table "
+                      "to sort and filter, and each capture's explanation, timeline, checks and lines; it "
+                      "opens from a file or an e-mail and fetches nothing")
         ->type_name("FILE");
     group->add_option("--device-trace", output.deviceTraces,
                       "a Perfetto trace recorded on the device, put unchanged into the --perfetto FILE.zip "

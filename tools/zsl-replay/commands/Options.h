@@ -16,6 +16,7 @@ struct OutputOptions {
     bool json = false;        // the JSON report instead of the text one
     std::string svgPath;      // each capture as a timeline
     std::string perfettoPath; // FILE.json: the Trace Event Format; FILE.zip: an archive; else protobuf
+    std::string htmlPath;     // one self-contained page of every capture
     std::vector<std::string> deviceTraces; // the device's Perfetto traces, into the archive
 };
 

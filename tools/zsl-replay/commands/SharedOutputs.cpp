@@ -1,4 +1,4 @@
-// The timeline and the Perfetto file, for either subcommand.
+// The pictures, the Perfetto file and the page, for either subcommand.
 
 #include "commands/SharedOutputs.h"
 
@@ -30,6 +30,8 @@ void attachPictures(const OutputOptions &options, const std::vector<std::string>
     auto file = [&](const std::string &path) {
         return path.empty() ? nullptr : std::make_unique<output::OutputFile>(path, read);
     };
+    if (!options.htmlPath.empty())
+        outputs.attach(std::make_unique<output::HtmlSink>(file(options.htmlPath)));
     if (options.svgPath.empty() && options.perfettoPath.empty())
         return;
     auto archive = isArchive(options.perfettoPath) ? std::make_unique<output::PerfettoArchive>(options.deviceTraces)

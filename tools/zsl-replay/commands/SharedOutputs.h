@@ -1,7 +1,8 @@
 #pragma once
 /*
- * SharedOutputs: the pictures replay and explain both draw when asked
- * (--svg, --perfetto with its --device-trace), attached to a subcommand's outputs the same way.
+ * SharedOutputs: the pictures and the page replay and explain both write
+ * when asked (--svg, --perfetto with its --device-trace, --html), attached
+ * to a subcommand's outputs the same way.
  */
 
 #include "commands/Options.h"

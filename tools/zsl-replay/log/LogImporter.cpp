@@ -113,6 +113,7 @@ void LogImporter::problem(const std::string &text)
 void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 {
     ++mLinesUsed;
+    line.logLine = lineNumber;
     const std::optional<PluginEvent> message = PluginEvent::decode(line.text);
     if (!message) {
         warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +

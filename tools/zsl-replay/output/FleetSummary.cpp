@@ -72,6 +72,20 @@ std::vector<double> FleetSummary::sortedLags() const
     return lags;
 }
 
+FleetSummary::Histogram FleetSummary::histogram(size_t bins) const
+{
+    Histogram out;
+    if (mLagsMs.empty() || bins == 0)
+        return out;
+    const auto [least, most] = std::minmax_element(mLagsMs.begin(), mLagsMs.end());
+    out.low = std::min(0.0, *least);
+    out.high = std::max(*most, out.low + 1);
+    out.counts.assign(bins, 0);
+    for (double lag : mLagsMs)
+        ++out.counts[std::min(bins - 1, static_cast<size_t>((lag - out.low) / (out.high - out.low) * double(bins)))];
+    return out;
+}
+
 void FleetSummary::writeText(std::ostream &out) const
 {
     out << "Summary: " << mCaptures << " capture" << (mCaptures == 1 ? "" : "s") << " from " << mInputs.size()
@@ -229,10 +243,9 @@ std::string FleetSummary::svg() const
         label(plotLeft, "no taken frame's shutter time is known");
         y += rowHeight;
     } else {
-        const double low = std::min(0.0, lags.front()), high = std::max(lags.back(), low + 1);
-        std::vector<size_t> counts(bins);
-        for (double lag : lags)
-            ++counts[std::min<size_t>(bins - 1, static_cast<size_t>((lag - low) / (high - low) * bins))];
+        const Histogram shape = histogram(bins);
+        const double low = shape.low, high = shape.high;
+        const std::vector<size_t> &counts = shape.counts;
         const size_t tallest = *std::max_element(counts.begin(), counts.end());
         const int base = y + plotHeight;
         for (int b = 0; b < bins; ++b) {

@@ -31,6 +31,13 @@ public:
     nlohmann::json toJson() const;
     std::string svg() const;
 
+    // The taken frames' lags in equal bins from min(0, least) to the most.
+    struct Histogram {
+        double low = 0, high = 0;
+        std::vector<size_t> counts; // empty: no lag is known
+    };
+    Histogram histogram(size_t bins) const;
+
     // The nearest-rank percentile p (0 < p <= 100) of sorted values.
     static double percentile(const std::vector<double> &sorted, double p);
 

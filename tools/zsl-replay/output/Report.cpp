@@ -95,6 +95,13 @@ nlohmann::json logJson(const std::vector<kohost::LogLine> &log)
 
 void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
 {
+    writeSessionHeader(out, trace);
+    for (const StepOutcome &step : trace.steps)
+        writeStepText(out, trace, step, withLog);
+}
+
+void writeSessionHeader(std::ostream &out, const SessionOutcome &trace)
+{
     out << "== " << trace.name << "  (" << trace.file << ")" << (trace.fromLog ? ", read from a log" : "") << "\n";
     if (!trace.description.empty())
         out << "   " << trace.description << "\n";
@@ -103,60 +110,62 @@ void writeText(std::ostream &out, const SessionOutcome &trace, bool withLog)
             << (trace.reportTime.empty() ? "" : ", taken " + trace.reportTime) << "\n";
     for (const kohost::LogLine &line : trace.setupLog)
         out << "   selector: " << line.text << "\n";
-    for (const StepOutcome &step : trace.steps) {
-        out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
-        if (!step.label.empty())
-            out << ": " << step.label;
-        out << "\n";
-        if (step.needed)
-            out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
-        if (step.selectRan) {
-            out << "   consumer list: " << frames(step.consumer) << "   producer list: "
-                << (step.producerKnown ? frames(step.producer) : "not in the log") << "\n";
-            if (step.motionCapture) {
-                char type[16];
-                std::snprintf(type, sizeof(type), "0x%x", step.motionCapture->second);
-                out << "   motion capture " << type << ": anchor time stamp at "
-                    << relativeMs(step.motionCapture->first, step.captureNs) << ", zsdTs "
-                    << ((step.motionCapture->second & 0xF0000) ? 30 : 60) << " ms after it\n";
-            }
-            if (step.zsdTs)
-                out << "   window: frames shot after " << relativeMs(*step.zsdTs, step.captureNs)
-                    << " may anchor the selection (zsdTs)\n";
-            if (step.anchorFrame)
-                out << "   anchor: frame " << *step.anchorFrame << ", the first shot after that, at "
-                    << relativeMs(step.shutterNs.count(*step.anchorFrame) ? step.shutterNs.at(*step.anchorFrame) : 0,
-                                  step.captureNs)
-                    << "\n";
-            else if (step.anchorOffset)
-                out << "   anchor: none, no listed frame was shot after that\n";
-            if (step.anchorOffset)
-                out << "   the selection starts at list position " << *step.csbegin << " (csbegin; anchor offset "
-                    << *step.anchorOffset << ")\n";
-            if (trace.fromLog && !step.selectedFrames.empty())
-                out << "   selected: " << frames(step.selectedFrames)
-                    << (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")") << "\n";
-            else if (step.selection.empty())
-                out << "   selected: none (the selector finished early)\n";
-            for (const auto &[id, list] : step.selection)
-                out << "   selected for queue " << id << ": " << frames(list) << "\n";
+}
+
+void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOutcome &step, bool withLog)
+{
+    out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
+    if (!step.label.empty())
+        out << ": " << step.label;
+    out << "\n";
+    if (step.needed)
+        out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
+    if (step.selectRan) {
+        out << "   consumer list: " << frames(step.consumer) << "   producer list: "
+            << (step.producerKnown ? frames(step.producer) : "not in the log") << "\n";
+        if (step.motionCapture) {
+            char type[16];
+            std::snprintf(type, sizeof(type), "0x%x", step.motionCapture->second);
+            out << "   motion capture " << type << ": anchor time stamp at "
+                << relativeMs(step.motionCapture->first, step.captureNs) << ", zsdTs "
+                << ((step.motionCapture->second & 0xF0000) ? 30 : 60) << " ms after it\n";
         }
-        for (const StepWarning &warning : step.warnings)
-            out << "   warning: " << warning.text << "\n";
-        for (const CheckOutcome &check : step.checks) {
-            const std::string when = lag(step, check.frame);
-            out << "   frame " << check.frame << (when.empty() ? "" : " (" + when + ")") << ": " << verdictText(check)
+        if (step.zsdTs)
+            out << "   window: frames shot after " << relativeMs(*step.zsdTs, step.captureNs)
+                << " may anchor the selection (zsdTs)\n";
+        if (step.anchorFrame)
+            out << "   anchor: frame " << *step.anchorFrame << ", the first shot after that, at "
+                << relativeMs(step.shutterNs.count(*step.anchorFrame) ? step.shutterNs.at(*step.anchorFrame) : 0,
+                              step.captureNs)
                 << "\n";
-        }
-        if (!step.takenUnknown.empty())
-            out << "   taken: not in the log (" << step.takenUnknown << ")\n";
-        else if (step.kind == StepKind::Capture && step.selectRan && (step.requested > 0 || !trace.fromLog))
-            out << "   " << takenText(step) << "\n";
-        for (const std::string &note : step.notes)
-            out << "   note: " << note << "\n";
-        if (withLog)
-            writeLog(out, step.log);
+        else if (step.anchorOffset)
+            out << "   anchor: none, no listed frame was shot after that\n";
+        if (step.anchorOffset)
+            out << "   the selection starts at list position " << *step.csbegin << " (csbegin; anchor offset "
+                << *step.anchorOffset << ")\n";
+        if (trace.fromLog && !step.selectedFrames.empty())
+            out << "   selected: " << frames(step.selectedFrames)
+                << (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")") << "\n";
+        else if (step.selection.empty())
+            out << "   selected: none (the selector finished early)\n";
+        for (const auto &[id, list] : step.selection)
+            out << "   selected for queue " << id << ": " << frames(list) << "\n";
     }
+    for (const StepWarning &warning : step.warnings)
+        out << "   warning: " << warning.text << "\n";
+    for (const CheckOutcome &check : step.checks) {
+        const std::string when = lag(step, check.frame);
+        out << "   frame " << check.frame << (when.empty() ? "" : " (" + when + ")") << ": " << verdictText(check)
+            << "\n";
+    }
+    if (!step.takenUnknown.empty())
+        out << "   taken: not in the log (" << step.takenUnknown << ")\n";
+    else if (step.kind == StepKind::Capture && step.selectRan && (step.requested > 0 || !trace.fromLog))
+        out << "   " << takenText(step) << "\n";
+    for (const std::string &note : step.notes)
+        out << "   note: " << note << "\n";
+    if (withLog)
+        writeLog(out, step.log);
 }
 
 nlohmann::json toJson(const SessionOutcome &trace)

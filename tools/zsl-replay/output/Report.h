@@ -16,6 +16,11 @@
 namespace zsl::output {
 
 void writeText(std::ostream &out, const outcome::SessionOutcome &trace, bool withLog);
+// The session's lines of the text report, above its steps.
+void writeSessionHeader(std::ostream &out, const outcome::SessionOutcome &trace);
+// One step of the text report, as writeText writes it under its session.
+void writeStepText(std::ostream &out, const outcome::SessionOutcome &trace, const outcome::StepOutcome &step,
+                   bool withLog);
 nlohmann::json toJson(const outcome::SessionOutcome &trace);
 
 } // namespace zsl::output

@@ -124,6 +124,19 @@ void PicturesSink::finish()
     mPerfetto->close();
 }
 
+void HtmlSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
+{
+    for (const CaptureRow &row : rows)
+        mSummary.add(row);
+    mPage.add(session, rows);
+}
+
+void HtmlSink::finish()
+{
+    mPage.write(mFile->stream(), mSummary);
+    mFile->close();
+}
+
 TraceFolderSink::TraceFolderSink(std::string dir) : mDir(std::move(dir))
 {
     struct stat info {};

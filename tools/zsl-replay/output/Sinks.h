@@ -2,8 +2,8 @@
 /*
  * Sinks: each output zsl-replay writes, as a Sink: the report (text, one
  * JSON document, or JSON Lines for a live log), the capture table, the
- * summary's picture, the timeline, the Perfetto file, a folder of traces,
- * and the plug-in's Android-log lines. Each adapts one writer (Report,
+ * summary's picture, the timeline, the Perfetto file, the HTML page, a
+ * folder of traces, and the plug-in's Android-log lines. Each adapts one writer (Report,
  * CaptureTable, FleetSummary, Timeline, Perfetto, TraceWriter,
  * LogcatWriter) to the sink's feed; pictures drawn from every session keep
  * the sessions, the others write as they go.
@@ -11,6 +11,7 @@
 
 #include "output/CaptureTable.h"
 #include "output/FleetSummary.h"
+#include "output/HtmlPage.h"
 #include "output/OutputFile.h"
 #include "output/PerfettoArchive.h"
 #include "output/Sink.h"
@@ -99,6 +100,20 @@ private:
     std::unique_ptr<OutputFile> mTimeline, mPerfetto; // null: not asked for
     std::unique_ptr<PerfettoArchive> mArchive;
     std::vector<outcome::SessionOutcome> mSessions;
+};
+
+// The self-contained HTML page of every capture, with its own summary.
+class HtmlSink : public Sink {
+public:
+    explicit HtmlSink(std::unique_ptr<OutputFile> file) : mFile(std::move(file)) {}
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
+    void finish() override;
+    bool readsRows() const override { return true; }
+
+private:
+    std::unique_ptr<OutputFile> mFile;
+    HtmlPage mPage;
+    FleetSummary mSummary;
 };
 
 // Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...

@@ -1,0 +1,208 @@
+// The self-contained page: data gathered per capture, then written into
+// the page's template with its style and script.
+
+#include "output/HtmlPage.h"
+
+#include "outcome/PluginLines.h"
+#include "output/Outputs.h"
+#include "output/PageAssets.h"
+#include "output/Report.h"
+
+#include <zlib.h>
+
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <set>
+#include <sstream>
+
+namespace zsl::output {
+
+using namespace zsl::outcome;
+
+namespace {
+
+constexpr const char kNonceMark[] = "@NONCE@";
+
+std::vector<std::string> textLines(const std::string &text)
+{
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+// What the timeline of a selection draws: the metadata queue's frames, the
+// consumer list's, and the frames selected and taken, with their time from
+// the capture moment, null where the log lacks it.
+nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step)
+{
+    if (!step.selectRan)
+        return nullptr;
+    const bool momentKnown = !session.fromLog || step.curTime;
+    std::vector<uint32_t> frames;
+    std::set<uint32_t> seen;
+    auto addFrames = [&](const std::vector<uint32_t> &list) {
+        for (uint32_t frame : list)
+            if (seen.insert(frame).second)
+                frames.push_back(frame);
+    };
+    for (const QueueView &queue : step.queues)
+        if (queue.type == 1)
+            addFrames(queue.held);
+    addFrames(step.consumer);
+    addFrames(step.selectedFrames);
+    for (const auto &entry : step.selection)
+        addFrames(entry.second);
+    addFrames(step.taken);
+    auto ms = [&](int64_t ns) {
+        return (static_cast<double>(ns) - static_cast<double>(step.captureNs)) / 1e6;
+    };
+    nlohmann::json drawn = nlohmann::json::array();
+    for (uint32_t frame : frames) {
+        const auto shutter = step.shutterNs.find(frame);
+        drawn.push_back({frame, momentKnown && shutter != step.shutterNs.end() ? nlohmann::json(ms(shutter->second))
+                                                                                : nlohmann::json()});
+    }
+    std::vector<uint32_t> selected = step.selectedFrames;
+    if (selected.empty())
+        for (const auto &entry : step.selection)
+            selected.insert(selected.end(), entry.second.begin(), entry.second.end());
+    return {{"frames", drawn},
+            {"selected", selected},
+            {"taken", step.takenUnknown.empty() ? nlohmann::json(step.taken) : nlohmann::json()},
+            {"anchor", step.anchorFrame ? nlohmann::json(*step.anchorFrame) : nlohmann::json()},
+            {"zsdMs", step.zsdTs && momentKnown ? nlohmann::json(ms(*step.zsdTs)) : nlohmann::json()},
+            {"momentKnown", momentKnown}};
+}
+
+nlohmann::json viewOf(const SessionOutcome &session, const StepOutcome &step)
+{
+    std::ostringstream header, text;
+    writeSessionHeader(header, session);
+    writeStepText(text, session, step, false);
+    nlohmann::json checks = nlohmann::json::array();
+    for (const CheckOutcome &check : step.checks) {
+        const bool known = check.unknown.empty();
+        checks.push_back({check.frame, !known ? "unknown" : check.verdict.first ? "accepted" : "refused",
+                          !known ? check.unknown : check.explanation});
+    }
+    nlohmann::json lines = nlohmann::json::array();
+    for (const kohost::LogLine &line : step.log)
+        lines.push_back({line.logLine, line.timeText, line.level,
+                         line.fileName.empty() ? "" : line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()",
+                         line.text});
+    return {{"session", textLines(header.str())},
+            {"text", textLines(text.str())},
+            {"timeline", timelineOf(session, step)},
+            {"checks", checks},
+            {"lines", lines}};
+}
+
+std::string base64(const std::string &bytes)
+{
+    static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    out.reserve((bytes.size() + 2) / 3 * 4);
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        const size_t n = std::min<size_t>(3, bytes.size() - i);
+        uint32_t group = 0;
+        for (size_t k = 0; k < 3; ++k)
+            group = group << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+        for (size_t k = 0; k < 4; ++k)
+            out += k <= n ? digits[(group >> (18 - 6 * k)) & 63] : '=';
+    }
+    return out;
+}
+
+std::string gzip(const std::string &bytes)
+{
+    z_stream stream{};
+    // 15 + 16: a gzip member, which the browser's DecompressionStream reads.
+    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
+    std::string out(deflateBound(&stream, bytes.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    deflateEnd(&stream);
+    return out;
+}
+
+// One data block of the page: JSON as it is, or compressed when large.
+void writeBlock(std::ostream &out, const std::string &id, const std::string &json)
+{
+    if (json.size() > HtmlPage::kCompressAbove)
+        out << "<script type=\"text/plain\" id=\"" << id << "\" data-encoding=\"gzip-base64\">" << base64(gzip(json))
+            << "</script>\n";
+    else
+        out << "<script type=\"application/json\" id=\"" << id << "\">" << scriptSafeJson(json) << "</script>\n";
+}
+
+std::string joined(const std::vector<std::string> &items, size_t from, size_t to)
+{
+    std::string out = "[";
+    for (size_t i = from; i < to; ++i)
+        out += (i > from ? "," : "") + items[i];
+    return out + "]";
+}
+
+} // namespace
+
+std::string scriptSafeJson(const std::string &json)
+{
+    std::string out;
+    out.reserve(json.size());
+    for (char c : json)
+        if (c == '<')
+            out += "\\u003c";
+        else
+            out += c;
+    return out;
+}
+
+void HtmlPage::add(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
+{
+    for (size_t i = 0; i < rows.size() && i < session.steps.size(); ++i) {
+        nlohmann::ordered_json row = toJson(rows[i]);
+        row.erase("schema");
+        mRows.push_back(jsonText(row));
+        mViews.push_back(jsonText(viewOf(session, session.steps[i])));
+    }
+}
+
+void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
+{
+    std::ostringstream text;
+    summary.writeText(text);
+    nlohmann::json classes = nlohmann::json::array();
+    for (const char *kind : kRefusalClasses)
+        classes.push_back(kind);
+    const FleetSummary::Histogram lags = summary.histogram(20);
+    const nlohmann::json head = {{"summary", summary.toJson()},
+                                 {"histogram", {{"low", lags.low}, {"high", lags.high}, {"counts", lags.counts}}},
+                                 {"summaryText", textLines(text.str())},
+                                 {"reasonClasses", classes},
+                                 {"captures", mRows.size()},
+                                 {"chunk", kChunk}};
+    // A nonce of this page's own: text planted in a report cannot know it.
+    std::random_device random;
+    char nonce[33];
+    std::snprintf(nonce, sizeof(nonce), "%08x%08x%08x%08x", random(), random(), random(), random());
+    std::string page(pageTemplate());
+    for (size_t at = page.find(kNonceMark); at != std::string::npos; at = page.find(kNonceMark, at))
+        page.replace(at, std::strlen(kNonceMark), nonce);
+    const std::string dataMark = "<!--data-->";
+    const size_t at = page.find(dataMark);
+    out << std::string_view(page).substr(0, at);
+    writeBlock(out, "zsl-head", jsonText(head));
+    writeBlock(out, "zsl-rows", joined(mRows, 0, mRows.size()));
+    for (size_t from = 0, chunk = 0; from < mViews.size(); from += kChunk, ++chunk)
+        writeBlock(out, "zsl-views-" + std::to_string(chunk), joined(mViews, from, std::min(mViews.size(), from + kChunk)));
+    out << std::string_view(page).substr(at + dataMark.size());
+}
+
+} // namespace zsl::output

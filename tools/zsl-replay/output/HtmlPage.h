@@ -1,0 +1,46 @@
+#pragma once
+/*
+ * HtmlPage: one self-contained HTML file of every capture, for a ticket: a
+ * summary, the capture table, and a view per capture (its explanation as
+ * the text report words it, its timeline, its checks, and the plug-in's
+ * lines with their file and line number). Style, script and data are
+ * inside the page, nothing is fetched. The data is JSON in script elements
+ * of their own, never markup: text from a log is shown as text by the
+ * page's script. Captures are kept as compact JSON, not as sessions, and
+ * the views are stored in chunks the page decodes only when one is opened,
+ * so that a page of many captures opens as fast as a small one; large data
+ * is gzip-compressed and base64-encoded.
+ */
+
+#include "outcome/Outcome.h"
+#include "output/CaptureTable.h"
+#include "output/FleetSummary.h"
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace zsl::output {
+
+class HtmlPage {
+public:
+    // Views per chunk; data blocks above kCompressAbove bytes are compressed.
+    static constexpr size_t kChunk = 256;
+    static constexpr size_t kCompressAbove = 32 * 1024;
+
+    // `rows` are captureRows(session).
+    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows);
+    // The page, with the summary of every capture added.
+    void write(std::ostream &out, const FleetSummary &summary) const;
+
+private:
+    std::vector<std::string> mRows;  // each capture's row, as JSON
+    std::vector<std::string> mViews; // each capture's view, as JSON
+};
+
+// The text as it may stand inside a <script> element: "<" written as
+// "\u003c", so that no "</script>" or "<!--" in a log's text ends it.
+std::string scriptSafeJson(const std::string &json);
+
+} // namespace zsl::output
