@@ -215,18 +215,20 @@
     if (f.q !== undefined && !row.search.includes(f.q.toLowerCase())) return false;
     return true;
   }
-  function compare(a, b, column) {
+  // Either way, what is not known comes last and equal rows keep their input order.
+  function compare(a, b, column, desc) {
     const x = column.value(a), y = column.value(b);
     const missingX = x === null || x === undefined || x === '', missingY = y === null || y === undefined || y === '';
-    if (missingX || missingY) return missingX === missingY ? a.n - b.n : missingX ? 1 : -1; // unknown last
-    if (typeof x === 'number' && typeof y === 'number') return x - y || a.n - b.n;
-    return String(x).localeCompare(String(y), undefined, { numeric: true }) || a.n - b.n;
+    if (missingX || missingY) return missingX === missingY ? a.n - b.n : missingX ? 1 : -1;
+    const order = typeof x === 'number' && typeof y === 'number' ? x - y
+      : String(x).localeCompare(String(y), undefined, { numeric: true });
+    return (desc ? -order : order) || a.n - b.n;
   }
   function shownRows() {
     const rows = state.rows.filter(rowMatches);
     if (state.sort) {
       const column = columnByKey.get(state.sort.key);
-      rows.sort((a, b) => (state.sort.desc ? -1 : 1) * compare(a, b, column));
+      rows.sort((a, b) => compare(a, b, column, state.sort.desc));
     }
     return rows;
   }
