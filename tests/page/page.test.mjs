@@ -245,16 +245,19 @@ describe('the page of a replay', () => {
   });
 });
 
-describe('a page large enough to be compressed', () => {
-  test('decodes its rows and the view of a capture in a later chunk', async () => {
+describe('a page of over a thousand captures', () => {
+  test('shows them a hundred at a time, and decodes the view of a capture in a later chunk', async () => {
     const big = path.join(work, 'big');
     fs.mkdirSync(big);
-    for (let i = 0; i < 80; ++i) fs.writeFileSync(path.join(big, 'log-' + String(i).padStart(3, '0') + '.log'), deviceLog);
+    for (let i = 0; i < 260; ++i) fs.writeFileSync(path.join(big, 'log-' + String(i).padStart(3, '0') + '.log'), deviceLog);
     const bigPage = path.join(work, 'big.html');
     const bigReport = run(['explain', big, '--html', bigPage]);
     assert.match(fs.readFileSync(bigPage, 'utf8'), /data-encoding="gzip-base64"/);
     const page = await open(bigPage);
-    assert.equal(await page.$eval('#shown', (p) => p.textContent), 'Captures 1 to 320 of 320.');
+    assert.equal(await page.$eval('#shown', (p) => p.textContent), 'Captures 1 to 100 of 1040.');
+    await page.click('#pager button:last-child');
+    assert.deepEqual((await shownRows(page)).map((row) => row.n), Array.from({ length: 100 }, (_, i) => 101 + i));
+    assert.equal(new URL(page.url()).hash, '#page=2');
     await page.goto('file://' + bigPage + '#capture=300');
     await page.waitForFunction(() => document.querySelector('#capture-title').textContent.startsWith('Capture 300'));
     const explanation = await page.$eval('#capture-body pre.explanation', (pre) => pre.textContent);

@@ -3,6 +3,7 @@
 
 #include "output/HtmlPage.h"
 
+#include "outcome/FrameText.h"
 #include "outcome/PluginLines.h"
 #include "output/Outputs.h"
 #include "output/PageAssets.h"
@@ -167,11 +168,31 @@ std::string scriptSafeJson(const std::string &json)
 void HtmlPage::add(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
 {
     for (size_t i = 0; i < rows.size() && i < session.steps.size(); ++i) {
-        nlohmann::ordered_json row = toJson(rows[i]);
-        row.erase("schema");
-        mRows.push_back(jsonText(row));
+        const CaptureRow &row = rows[i];
+        auto text = [&](const std::string &value) { return intern(mTexts, mTextNumbers, value); };
+        auto orNull = [](const auto &value) { return value ? nlohmann::json(*value) : nlohmann::json(); };
+        nlohmann::json refused = nlohmann::json::array();
+        for (const char *kind : kRefusalClasses)
+            refused.push_back(row.refused.count(kind) ? row.refused.at(kind) : 0);
+        std::string unknown;
+        for (const std::string &note : row.unknown)
+            unknown += (unknown.empty() ? "" : " | ") + note;
+        // The order the page's script reads (page.js, expandRow).
+        mRows.push_back(jsonText(nlohmann::json::array(
+            {text(row.input), text(row.device), text(row.build), row.logTime.empty() ? row.reportTime : row.logTime,
+             row.fwkFrame, row.kind, orNull(row.zslNeeded), orNull(row.anchorFrame), orNull(row.selected),
+             orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
+             text(unknown)})));
         mViews.push_back(jsonText(viewOf(session, session.steps[i])));
     }
+}
+
+size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers, const std::string &text)
+{
+    const auto [at, fresh] = numbers.try_emplace(text, texts.size());
+    if (fresh)
+        texts.push_back(text);
+    return at->second;
 }
 
 void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
@@ -186,6 +207,7 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
                                  {"histogram", {{"low", lags.low}, {"high", lags.high}, {"counts", lags.counts}}},
                                  {"summaryText", textLines(text.str())},
                                  {"reasonClasses", classes},
+                                 {"texts", mTexts},
                                  {"captures", mRows.size()},
                                  {"chunk", kChunk}};
     // A nonce of this page's own: text planted in a report cannot know it.
@@ -195,14 +217,18 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
     std::string page(pageTemplate());
     for (size_t at = page.find(kNonceMark); at != std::string::npos; at = page.find(kNonceMark, at))
         page.replace(at, std::strlen(kNonceMark), nonce);
-    const std::string dataMark = "<!--data-->";
-    const size_t at = page.find(dataMark);
-    out << std::string_view(page).substr(0, at);
+    // The summary and the rows before the script, the views after it: the
+    // first view is drawn while the views are still being read.
+    const std::string dataMark = "<!--data-->", viewsMark = "<!--views-->";
+    const size_t data = page.find(dataMark), views = page.find(viewsMark);
+    const std::string_view layout(page);
+    out << layout.substr(0, data);
     writeBlock(out, "zsl-head", jsonText(head));
     writeBlock(out, "zsl-rows", joined(mRows, 0, mRows.size()));
+    out << layout.substr(data + dataMark.size(), views - data - dataMark.size());
     for (size_t from = 0, chunk = 0; from < mViews.size(); from += kChunk, ++chunk)
         writeBlock(out, "zsl-views-" + std::to_string(chunk), joined(mViews, from, std::min(mViews.size(), from + kChunk)));
-    out << std::string_view(page).substr(at + dataMark.size());
+    out << layout.substr(views + viewsMark.size());
 }
 
 } // namespace zsl::output

@@ -17,6 +17,7 @@
 #include "output/FleetSummary.h"
 
 #include <cstddef>
+#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -35,7 +36,15 @@ public:
     void write(std::ostream &out, const FleetSummary &summary) const;
 
 private:
-    std::vector<std::string> mRows;  // each capture's row, as JSON
+    // A text's number in `texts`, added on first sight.
+    static size_t intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers, const std::string &text);
+
+    // Each capture's row as a JSON array, its texts that repeat from capture
+    // to capture (input, device and build, what the log could not tell)
+    // given by number: the page reads 16,000 rows at once.
+    std::vector<std::string> mRows;
+    std::vector<std::string> mTexts;
+    std::map<std::string, size_t> mTextNumbers;
     std::vector<std::string> mViews; // each capture's view, as JSON
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 /*
  * PageAssets: the HTML page's template, with its style and script built in
- * from output/page/. "<!--data-->" marks where the data blocks go, and
+ * from output/page/. "<!--data-->" marks where the summary and rows go, "<!--views-->" the views, and
  * "@NONCE@" the nonce that lets the page's own script, and no other, run.
  */
 

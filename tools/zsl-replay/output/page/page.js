@@ -5,7 +5,9 @@
 // never parsed as markup.
 (function () {
   const SVG = 'http://www.w3.org/2000/svg';
-  const PAGE_ROWS = 500; // rows in the DOM at once; a page of 16,000 stays fast
+  // Up to ALL_ROWS rows are shown at once; more are shown PAGE_ROWS at a
+  // time, so that a page of 16,000 captures opens about as fast as a small one.
+  const ALL_ROWS = 1000, PAGE_ROWS = 100;
   const $ = (id) => document.getElementById(id);
 
   // el('td', {class: 'num'}, 'text', child...): an element, strings as text.
@@ -41,6 +43,21 @@
 
   const state = { head: null, rows: [], views: new Map(), filter: {}, sort: null, page: 0, capture: null };
 
+  // A row as the page reads it (HtmlPage.cpp writes it): repeated texts by number.
+  function expandRow(a, i) {
+    const texts = state.head.texts;
+    const row = { n: i + 1, input: texts[a[0]], device: texts[a[1]], build: texts[a[2]], time: a[3], fwk_frame: a[4],
+      kind: a[5], zsl_needed: a[6], anchor_frame: a[7], selected: a[8], requested: a[9], taken: a[10],
+      taken_frames: a[11], refused: a[12], unknown: texts[a[14]], search: null };
+    state.head.reasonClasses.forEach((kind, k) => { row['refused_' + kind] = a[13][k]; });
+    return row;
+  }
+  // The text the free-text filter looks in: what the row shows, made when first asked.
+  function searchText(row) {
+    if (row.search === null) row.search = columns.map((c) => (c.text ? c.text(row) : c.value(row))).join('\u0001').toLowerCase();
+    return row.search;
+  }
+
   // ---- what a row shows ----
   const dash = '–';
   const orDash = (v) => (v === null || v === undefined || v === '' ? dash : String(v));
@@ -63,7 +80,7 @@
     { key: 'input', label: 'input', value: (r) => r.input, cls: 'input' },
     { key: 'device', label: 'device', value: (r) => r.device },
     { key: 'build', label: 'build', value: (r) => r.build },
-    { key: 'time', label: 'time', value: (r) => r.log_time || r.report_time },
+    { key: 'time', label: 'time', value: (r) => r.time },
     { key: 'fwkFrame', label: 'fwkFrame', num: true, value: (r) => r.fwk_frame },
     { key: 'needed', label: 'ZSL needed', value: neededText },
     { key: 'anchor', label: 'anchor', num: true, value: (r) => r.anchor_frame },
@@ -212,7 +229,7 @@
     if (f.device !== undefined && row.device !== f.device) return false;
     if (f.build !== undefined && row.build !== f.build) return false;
     if (f.reason !== undefined && !(row['refused_' + f.reason] > 0)) return false;
-    if (f.q !== undefined && !row.search.includes(f.q.toLowerCase())) return false;
+    if (f.q !== undefined && !searchText(row).includes(f.q.toLowerCase())) return false;
     return true;
   }
   // Either way, what is not known comes last and equal rows keep their input order.
@@ -277,12 +294,13 @@
   function drawTable() {
     drawHead();
     const rows = shownRows();
-    const pages = Math.max(1, Math.ceil(rows.length / PAGE_ROWS));
+    const pageRows = rows.length > ALL_ROWS ? PAGE_ROWS : ALL_ROWS;
+    const pages = Math.max(1, Math.ceil(rows.length / pageRows));
     state.page = Math.min(state.page, pages - 1);
-    const first = state.page * PAGE_ROWS;
+    const first = state.page * pageRows;
     const body = document.querySelector('#captures tbody');
     const fragment = document.createDocumentFragment();
-    for (const row of rows.slice(first, first + PAGE_ROWS)) {
+    for (const row of rows.slice(first, first + pageRows)) {
       const tr = el('tr', { 'data-n': row.n });
       for (const column of columns) {
         const value = column.text ? column.text(row) : column.value(row);
@@ -297,7 +315,7 @@
     body.replaceChildren(fragment);
     const filtered = rows.length !== state.rows.length;
     $('shown').textContent = (rows.length === 0 ? 'No capture matches the filters' :
-        'Captures ' + (first + 1) + ' to ' + Math.min(rows.length, first + PAGE_ROWS) + ' of ' + rows.length) +
+        'Captures ' + (first + 1) + ' to ' + Math.min(rows.length, first + pageRows) + ' of ' + rows.length) +
         (filtered ? ' (' + state.rows.length + ' in all)' : '') + '.';
     const pager = $('pager');
     pager.replaceChildren();
@@ -314,6 +332,8 @@
   // ---- one capture ----
   async function viewOf(n) {
     const chunk = Math.floor((n - 1) / state.head.chunk);
+    // The views come after the script in the page: wait until they are read.
+    if (document.readyState === 'loading') await new Promise((done) => document.addEventListener('DOMContentLoaded', done, { once: true }));
     if (!state.views.has(chunk)) state.views.set(chunk, await block('zsl-views-' + chunk));
     return state.views.get(chunk)[(n - 1) % state.head.chunk];
   }
@@ -326,7 +346,7 @@
     $('capture-title').textContent = 'Capture ' + n + ': fwkFrame ' + row.fwk_frame + ' (' + row.kind + ')';
     const body = $('capture-body');
     body.replaceChildren();
-    body.append(el('p', {}, 'From ', el('strong', {}, row.input), row.device ? ', device ' + row.device + (row.build ? ', build ' + row.build : '') : '', row.log_time ? ', at ' + row.log_time : '', '.'));
+    body.append(el('p', {}, 'From ', el('strong', {}, row.input), row.device ? ', device ' + row.device + (row.build ? ', build ' + row.build : '') : '', row.time ? ', at ' + row.time : '', '.'));
     body.append(el('h3', {}, 'What the selector did'), el('pre', { class: 'explanation' }, view.session.concat(view.text).join('\n')));
     if (view.timeline) body.append(el('h3', {}, 'Timeline'), timeline(view.timeline, view.checks));
     body.append(el('h3', {}, 'Checks'));
@@ -426,11 +446,11 @@
   async function start() {
     try {
       state.head = await block('zsl-head');
+      performance.mark('zsl-head-read');
       state.rows = await block('zsl-rows');
-      state.rows.forEach((row, i) => {
-        row.n = i + 1;
-        row.search = columns.map((c) => (c.text ? c.text(row) : c.value(row))).concat([row.fingerprint, row.kind]).join('\u0001').toLowerCase();
-      });
+      performance.mark('zsl-rows-read');
+      state.rows = state.rows.map(expandRow);
+      performance.mark('zsl-rows-indexed');
       drawSummary();
       $('f-q').addEventListener('input', () => {
         const q = $('f-q').value;
@@ -449,6 +469,7 @@
       window.addEventListener('hashchange', () => show().catch(fail));
       setStatus(state.rows.length + ' capture' + (state.rows.length === 1 ? '' : 's') + ', read by zsl-replay.');
       await show();
+      performance.mark('zsl-first-view'); // what scripts/bench-page times
       document.body.dataset.ready = 'true';
     } catch (error) {
       fail(error);
