@@ -13,6 +13,8 @@
 namespace zsl::output {
 
 using namespace zsl::outcome;
+using svg::glyphCount;
+using svg::glyphPrefix;
 
 namespace {
 
@@ -173,7 +175,17 @@ std::string FleetSummary::svg() const
     // Three panels, one under the other: captures per device and build
     // (taken in full, short, not told), refusals per reason class, and the
     // taken frames' lag as a histogram with its percentiles marked.
-    const int width = 760, left = 260, barWidth = 330, rowHeight = 22;
+    // Labels start at the left edge and the bars after the longest one, with
+    // room for fonts up to 0.7 em a character (librsvg's run wider than
+    // Chromium's): a label is never cut, nor drawn over a bar.
+    const int barWidth = 330, rowHeight = 22, kMaxName = 40;
+    auto labelWidth = [](size_t glyphs) { return static_cast<int>(glyphs) * 9; }; // 12 px text
+    size_t longest = std::string("sensor_mode").size();
+    for (const auto &[key, group] : mGroups)
+        longest = std::max(longest, std::min<size_t>(kMaxName, glyphCount(groupName(key.first, "(no bug report)") +
+                                                                       "  " + groupName(key.second, ""))));
+    const int left = 10 + labelWidth(longest) + 12;
+    const int width = std::max(760, left + barWidth + labelWidth(24)); // "16000 (100% in full)" after the bar
     std::ostringstream body;
     int y = 20;
     auto title = [&](const std::string &text) {
@@ -207,8 +219,8 @@ std::string FleetSummary::svg() const
     for (const auto &[key, group] : mGroups) {
         const std::string name = groupName(key.first, "(no bug report)") + "  " + groupName(key.second, "");
         // A long build is cut on the plot and whole in its tooltip.
-        body << "<text x=\"" << left - 8 << "\" y=\"" << y + 12 << "\" text-anchor=\"end\"><title>" << svg::escape(name)
-             << "</title>" << svg::escape(name.size() > 40 ? name.substr(0, 39) + "…" : name) << "</text>\n";
+        body << "<text x=\"10\" y=\"" << y + 12 << "\"><title>" << svg::escape(name) << "</title>"
+             << svg::escape(glyphCount(name) > kMaxName ? glyphPrefix(name, kMaxName - 1) + "…" : name) << "</text>\n";
         const size_t shortCount = group.takenKnown - group.takenInFull, untold = group.captures - group.takenKnown;
         const int full = scaled(group.takenInFull, most), cut = scaled(shortCount, most);
         bar(left, full, "#2e7d32", std::to_string(group.takenInFull) + " taken in full");
@@ -228,7 +240,7 @@ std::string FleetSummary::svg() const
         mostRefused = std::max(mostRefused, entry.second);
     for (const char *kind : kRefusalClasses) {
         const size_t count = mRefused.count(kind) ? mRefused.at(kind) : 0;
-        label(left - 8, kind, "end");
+        label(10, kind);
         bar(left, scaled(count, mostRefused), "#c62828", std::to_string(count) + " frames refused: " + kind);
         label(left + scaled(count, mostRefused) + 6, std::to_string(count));
         y += rowHeight;
@@ -247,7 +259,9 @@ std::string FleetSummary::svg() const
         const double low = shape.low, high = shape.high;
         const std::vector<size_t> &counts = shape.counts;
         const size_t tallest = *std::max_element(counts.begin(), counts.end());
-        const int base = y + plotHeight;
+        // The percentiles' labels in a band of their own above the bars.
+        const int band = 12 * static_cast<int>(std::size(kPercentiles)) + 6;
+        const int base = y + band + plotHeight;
         for (int b = 0; b < bins; ++b) {
             const int h = static_cast<int>(std::lround(double(counts[b]) * plotHeight / double(tallest)));
             body << "<rect x=\"" << plotLeft + b * plotWidth / bins << "\" y=\"" << base - h << "\" width=\""
@@ -264,7 +278,7 @@ std::string FleetSummary::svg() const
             const bool atRight = x > plotLeft + plotWidth - 80;
             body << "<line x1=\"" << x << "\" y1=\"" << y - 4 << "\" x2=\"" << x << "\" y2=\"" << base
                  << "\" stroke=\"#000\" stroke-dasharray=\"3,3\"/>\n<text x=\"" << x + (atRight ? -3 : 3) << "\" y=\""
-                 << y + 6 + 12 * line++ << "\" class=\"small\" text-anchor=\"" << (atRight ? "end" : "start") << "\">p" << p
+                 << y + 8 + 12 * line++ << "\" class=\"small\" text-anchor=\"" << (atRight ? "end" : "start") << "\">p" << p
                  << " " << number(value, 1) << " ms</text>\n";
         }
         y = base + 4;

@@ -6,6 +6,7 @@
  * on every machine and locale.
  */
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,11 @@ namespace zsl::output::svg {
 
 // Text with &, <, >, ' and " escaped.
 std::string escape(std::string_view text);
+
+// UTF-8 text's characters, and its first n of them: a label is measured
+// and cut by characters, never inside one.
+size_t glyphCount(std::string_view text);
+std::string glyphPrefix(std::string_view text, size_t n);
 
 // value with `decimals` digits after the point ("12.5"), never in the
 // locale's notation.

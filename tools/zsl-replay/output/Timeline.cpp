@@ -32,6 +32,7 @@ constexpr double kMinFrameGapPx = 48;
 constexpr double kRowHeight = 42;
 constexpr double kStripHeight = 16;
 constexpr double kLineHeight = 18;
+constexpr const char kUntimed[] = "time not in the log";
 
 using svg::escape;
 
@@ -43,8 +44,7 @@ std::string number(double value)
 double textWidth(const std::string &text, double size)
 {
     // Multi-byte characters (marks) count once.
-    const auto glyphs = std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; });
-    return 0.6 * size * static_cast<double>(glyphs);
+    return 0.6 * size * static_cast<double>(svg::glyphCount(text));
 }
 
 void text(std::ostream &svg, double x, double y, double size, const char *anchor, const char *cls,
@@ -104,9 +104,12 @@ std::string shortName(uint32_t tag, int value)
 }
 
 // Where a selection panel's frames sit: ms from the capture moment to x.
+// The time axis, and right of it a zone for the frames whose shutter time
+// the log lacks.
 struct Axis {
-    double low = 0, high = 0, width = kMinWidth;
-    double x(double ms) const { return kLeft + (ms - low) / (high - low) * (width - kLeft - kRight); }
+    double low = 0, high = 0, width = kMinWidth, zone = 0;
+    double end() const { return width - kRight - zone; }
+    double x(double ms) const { return kLeft + (ms - low) / (high - low) * (end() - kLeft); }
 };
 
 // In double: the difference of two times near the int64 limits overflows.
@@ -115,10 +118,35 @@ double msFrom(int64_t ns, int64_t originNs)
     return (static_cast<double>(ns) - static_cast<double>(originNs)) / 1e6;
 }
 
+// The frames a queue's row draws that have no shutter time: for the
+// metadata queue also the listed, selected and taken frames, which a log
+// names without their times.
+std::vector<uint32_t> untimedFrames(const StepOutcome &step, const QueueView &queue)
+{
+    std::vector<uint32_t> frames;
+    auto add = [&](const std::vector<uint32_t> &list) {
+        for (uint32_t frame : list)
+            if (!step.shutterNs.count(frame) && std::find(frames.begin(), frames.end(), frame) == frames.end())
+                frames.push_back(frame);
+    };
+    add(queue.held);
+    if (queue.type == 1 && &queue == &step.queues.front()) {
+        add(step.consumer);
+        add(step.selectedFrames);
+        add(step.taken);
+    }
+    return frames;
+}
+
 // The span a panel shows, and the width that keeps its frames apart.
 Axis axisOf(const StepOutcome &step)
 {
     Axis axis;
+    size_t untimed = 0;
+    for (const QueueView &queue : step.queues)
+        untimed = std::max(untimed, untimedFrames(step, queue).size());
+    if (untimed > 0)
+        axis.zone = std::max(24 + kMinFrameGapPx * static_cast<double>(untimed), 24 + textWidth(kUntimed, 10));
     std::vector<double> times; // the frames' shutter times, then zsdTs
     for (const auto &entry : step.shutterNs)
         times.push_back(msFrom(entry.second, step.captureNs));
@@ -136,7 +164,7 @@ Axis axisOf(const StepOutcome &step)
     for (size_t i = 1; i < times.size(); ++i)
         if (times[i] > times[i - 1])
             gap = std::min(gap, times[i] - times[i - 1]);
-    const double needed = kLeft + kRight + (axis.high - axis.low) * kMinFrameGapPx / gap;
+    const double needed = kLeft + kRight + axis.zone + (axis.high - axis.low) * kMinFrameGapPx / gap;
     axis.width = std::clamp(needed, kMinWidth, kMaxWidth);
     return axis;
 }
@@ -154,7 +182,7 @@ void drawTicks(std::ostream &svg, const Axis &axis, double y)
     const double label = textWidth(number(axis.low) + " ms", 10) + 12;
     while (axis.x(tick) - axis.x(0) < label)
         tick *= 2;
-    svg << "<line x1='" << number(kLeft) << "' x2='" << number(axis.width - kRight) << "' y1='" << number(y)
+    svg << "<line x1='" << number(kLeft) << "' x2='" << number(axis.end()) << "' y1='" << number(y)
         << "' y2='" << number(y) << "' class='row'/>\n";
     for (double t = std::ceil(axis.low / tick) * tick; t <= axis.high; t += tick) {
         svg << "<line x1='" << number(axis.x(t)) << "' x2='" << number(axis.x(t)) << "' y1='" << number(y) << "' y2='"
@@ -169,10 +197,17 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
 {
     Axis axis = axisOf(step);
     axis.width = width;
+    // Frames without a shutter time stand in the zone, in the order the row names them.
+    std::map<uint32_t, double> inZone;
+    for (const QueueView &queue : step.queues)
+        for (uint32_t frame : untimedFrames(step, queue))
+            inZone.try_emplace(frame, axis.end() + 24 + kMinFrameGapPx * (static_cast<double>(inZone.size()) + 0.5));
     auto xOf = [&](uint32_t frame) -> std::optional<double> {
-        auto shutter = step.shutterNs.find(frame);
-        return shutter == step.shutterNs.end() ? std::nullopt
-                                               : std::optional<double>(axis.x(msFrom(shutter->second, step.captureNs)));
+        if (auto shutter = step.shutterNs.find(frame); shutter != step.shutterNs.end())
+            return axis.x(msFrom(shutter->second, step.captureNs));
+        if (auto zone = inZone.find(frame); zone != inZone.end())
+            return zone->second;
+        return std::nullopt;
     };
     const std::string title = trace.name + " - " + (step.label.empty() ? stepKindName(step.kind) : step.label) +
                               " (fwkFrame " + std::to_string(step.fwkFrame) + ")" + (trace.fromLog ? ", read from a log" : "");
@@ -185,7 +220,7 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     // The frames new enough to anchor the selection: shot after zsdTs.
     if (step.zsdTs) {
         const double zx = axis.x(msFrom(*step.zsdTs, step.captureNs));
-        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='" << number(width - kRight - zx)
+        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='" << number(axis.end() - zx)
             << "' height='" << number(rowsBottom - rowsTop) << "' class='window'/>\n";
         svg << "<line x1='" << number(zx) << "' x2='" << number(zx) << "' y1='" << number(top + 44) << "' y2='"
             << number(rowsBottom) << "' class='zsd'/>\n";
@@ -196,6 +231,12 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
 
     svg << "<line x1='" << number(nowX) << "' x2='" << number(nowX) << "' y1='" << number(top + 42) << "' y2='"
         << number(rowsBottom) << "' class='now'/>\n";
+    if (!inZone.empty()) {
+        const double zoneX = axis.end() + 12;
+        svg << "<rect x='" << number(zoneX) << "' y='" << number(rowsTop) << "' width='" << number(axis.zone - 12)
+            << "' height='" << number(rowsBottom - rowsTop) << "' class='untimed'/>\n";
+        text(svg, zoneX, top + 38, 10, "start", "axis", kUntimed);
+    }
 
     std::set<uint32_t> taken(step.taken.begin(), step.taken.end());
     for (size_t row = 0; row < step.queues.size(); ++row) {
@@ -216,7 +257,11 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
             selected.insert(selection->second.begin(), selection->second.end());
         else if (trace.fromLog) // a log shows the list, not the queues it went to
             selected.insert(step.selectedFrames.begin(), step.selectedFrames.end());
-        for (uint32_t frame : queue.held) {
+        std::vector<uint32_t> drawn = queue.held;
+        for (uint32_t frame : untimedFrames(step, queue))
+            if (std::find(drawn.begin(), drawn.end(), frame) == drawn.end())
+                drawn.push_back(frame);
+        for (uint32_t frame : drawn) {
             const auto fx = xOf(frame);
             if (!fx)
                 continue;
@@ -243,8 +288,9 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         else if (!check.verdict.first)
             notes.push_back("frame " + std::to_string(check.frame) + " refused: " + check.explanation);
     }
+    std::set<uint32_t> marked; // one mark per frame, however many warnings
     for (const StepWarning &warning : step.warnings) {
-        if (const auto fx = xOf(warning.frame))
+        if (const auto fx = xOf(warning.frame); fx && marked.insert(warning.frame).second)
             text(svg, *fx + 10, y + 4, 12, "start", "warn", "!");
         notes.push_back("warning: " + warning.text);
     }
@@ -319,7 +365,7 @@ double drawLegend(std::ostream &svg, double top, double width)
     const Item items[] = {{"circle", "held", "held by the queue"}, {"circle", "selected", "selected"},
                           {"circle", "selected taken", "taken by the host"}, {"ring", "anchor", "anchor"},
                           {"\u2713", "ok", "accepted"}, {"\u2717", "bad", "refused"}, {"!", "warn", "warning"},
-                          {"rect", "window", "after zsdTs: may anchor"}};
+                          {"rect", "window", "after zsdTs: may anchor"}, {"rect", "untimed", "time not in the log"}};
     double x = 10, y = top + 12;
     for (const Item &item : items) {
         const double itemWidth = 24 + textWidth(item.label, 10) + 18;
@@ -333,7 +379,8 @@ double drawLegend(std::ostream &svg, double top, double width)
         else if (shape == "ring")
             circle(svg, x + 7, y - 3, 7, item.cls);
         else if (shape == "rect")
-            svg << "<rect x='" << number(x) << "' y='" << number(y - 10) << "' width='14' height='14' class='window'/>\n";
+            svg << "<rect x='" << number(x) << "' y='" << number(y - 10) << "' width='14' height='14' class='" << item.cls
+                << "'/>\n";
         else
             text(svg, x + 7, y + 1, 14, "middle", item.cls, shape);
         text(svg, x + 20, y, 10, "start", "axis", item.label);
@@ -364,7 +411,7 @@ std::string drawTimeline(const std::vector<SessionOutcome> &traces)
         << "' viewBox='0 0 " << number(width) << " " << number(top) << "' font-family='sans-serif'>\n"
         << "<style>\n"
         << ".title{font-weight:bold}.axis{fill:#555}.cell{fill:#333}.row{stroke:#ccc}.tick{stroke:#888}\n"
-        << ".window{fill:#e3f4e1}.zsd{stroke:#c62828;stroke-dasharray:5,3}.zsdlabel{fill:#c62828}\n"
+        << ".window{fill:#e3f4e1}.untimed{fill:none;stroke:#888;stroke-dasharray:4,3}.zsd{stroke:#c62828;stroke-dasharray:5,3}.zsdlabel{fill:#c62828}\n"
         << ".now{stroke:#333;stroke-dasharray:2,2}.held{fill:#fff;stroke:#777}.selected{fill:#1e88e5;stroke:#0d47a1}\n"
         << ".taken{stroke:#000;stroke-width:3}.anchor{fill:none;stroke:#f9a825;stroke-width:3}\n"
         << ".ok{fill:#2e7d32}.bad{fill:#c62828}.warn{fill:#ef6c00;font-weight:bold}.note{fill:#c62828}\n"
