@@ -134,21 +134,25 @@ std::string gzip(const std::string &bytes)
 }
 
 // One data block of the page: JSON as it is, or compressed when large.
-void writeBlock(std::ostream &out, const std::string &id, const std::string &json)
+std::string block(const std::string &id, const std::string &json)
 {
     if (json.size() > HtmlPage::kCompressAbove)
-        out << "<script type=\"text/plain\" id=\"" << id << "\" data-encoding=\"gzip-base64\">" << base64(gzip(json))
-            << "</script>\n";
-    else
-        out << "<script type=\"application/json\" id=\"" << id << "\">" << scriptSafeJson(json) << "</script>\n";
+        return "<script type=\"text/plain\" id=\"" + id + "\" data-encoding=\"gzip-base64\">" + base64(gzip(json)) +
+               "</script>\n";
+    return "<script type=\"application/json\" id=\"" + id + "\">" + scriptSafeJson(json) + "</script>\n";
 }
 
-std::string joined(const std::vector<std::string> &items, size_t from, size_t to)
+std::string joined(const std::vector<std::string> &items)
 {
     std::string out = "[";
-    for (size_t i = from; i < to; ++i)
-        out += (i > from ? "," : "") + items[i];
+    for (size_t i = 0; i < items.size(); ++i)
+        out += (i > 0 ? "," : "") + items[i];
     return out + "]";
+}
+
+std::string viewsBlock(size_t chunk, const std::vector<std::string> &views)
+{
+    return block("zsl-views-" + std::to_string(chunk), joined(views));
 }
 
 } // namespace
@@ -184,6 +188,10 @@ void HtmlPage::add(const SessionOutcome &session, const std::vector<CaptureRow> 
              orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
              text(unknown)})));
         mViews.push_back(jsonText(viewOf(session, session.steps[i])));
+        if (mViews.size() == kChunk) {
+            mViewBlocks.push_back(viewsBlock(mViewBlocks.size(), mViews));
+            mViews.clear();
+        }
     }
 }
 
@@ -223,11 +231,12 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
     const size_t data = page.find(dataMark), views = page.find(viewsMark);
     const std::string_view layout(page);
     out << layout.substr(0, data);
-    writeBlock(out, "zsl-head", jsonText(head));
-    writeBlock(out, "zsl-rows", joined(mRows, 0, mRows.size()));
+    out << block("zsl-head", jsonText(head)) << block("zsl-rows", joined(mRows));
     out << layout.substr(data + dataMark.size(), views - data - dataMark.size());
-    for (size_t from = 0, chunk = 0; from < mViews.size(); from += kChunk, ++chunk)
-        writeBlock(out, "zsl-views-" + std::to_string(chunk), joined(mViews, from, std::min(mViews.size(), from + kChunk)));
+    for (const std::string &written : mViewBlocks)
+        out << written;
+    if (!mViews.empty())
+        out << viewsBlock(mViewBlocks.size(), mViews);
     out << layout.substr(views + viewsMark.size());
 }
 

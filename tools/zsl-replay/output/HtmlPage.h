@@ -45,7 +45,10 @@ private:
     std::vector<std::string> mRows;
     std::vector<std::string> mTexts;
     std::map<std::string, size_t> mTextNumbers;
-    std::vector<std::string> mViews; // each capture's view, as JSON
+    // The views: each full chunk written (and compressed) as its block at
+    // once, the last chunk's views as JSON until the page is written.
+    std::vector<std::string> mViewBlocks;
+    std::vector<std::string> mViews;
 };
 
 // The text as it may stand inside a <script> element: "<" written as
