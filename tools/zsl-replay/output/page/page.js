@@ -395,8 +395,11 @@
       svg.append(svgEl('rect', { x: zx, y: y - 30, width: left + axisWidth - zx, height: 60, fill: '#e3f4e1' }));
       svg.append(svgEl('line', { x1: zx, x2: zx, y1: 18, y2: y + 30, stroke: '#b71c1c', 'stroke-dasharray': '5,3' }));
       const label = 'zsdTs ' + fmt(t.zsdMs, 1) + ' ms: frames shot later may anchor';
-      const fitsRight = zx + 4 + label.length * 7 < width; // 0.6 em a character, with room for wider fonts
-      svg.append(svgEl('text', { x: fitsRight ? zx + 4 : zx - 4, y: 14, 'font-size': 11, fill: '#b71c1c', 'text-anchor': fitsRight ? 'start' : 'end' }, label));
+      // Right of the line, else left of it, else from the picture's left edge; 7 px a
+      // character leaves room for wider fonts.
+      const labelWidth = label.length * 7;
+      const [lx, anchor] = zx + 4 + labelWidth < width ? [zx + 4, 'start'] : zx - 4 - labelWidth > 0 ? [zx - 4, 'end'] : [2, 'start'];
+      svg.append(svgEl('text', { x: lx, y: 14, 'font-size': 11, fill: '#b71c1c', 'text-anchor': anchor }, label));
     }
     if (t.momentKnown) {
       svg.append(svgEl('line', { x1: x(0), x2: x(0), y1: 26, y2: y + 30, stroke: '#333', 'stroke-dasharray': '2,2' }));
@@ -467,7 +470,7 @@
         drawTable();
       });
       window.addEventListener('hashchange', () => show().catch(fail));
-      setStatus(state.rows.length + ' capture' + (state.rows.length === 1 ? '' : 's') + ', read by zsl-replay.');
+      setStatus(state.rows.length + ' capture' + (state.rows.length === 1 ? '' : 's') + ', from zsl-replay.');
       await show();
       performance.mark('zsl-first-view'); // what scripts/bench-page times
       document.body.dataset.ready = 'true';
