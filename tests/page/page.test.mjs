@@ -218,6 +218,16 @@ describe('the page of a folder of bug reports', () => {
     await page.close();
   });
 
+  test('a link to a capture the page does not hold says so and shows the table', async () => {
+    const page = await open(pagePath, '#capture=' + (truth.length + 1));
+    assert.equal(await page.$eval('#status', (s) => s.textContent),
+        'No capture ' + (truth.length + 1) + ' in this page: it holds captures 1 to ' + truth.length + '.');
+    assert.equal(await page.$eval('#list', (s) => s.hidden), false);
+    assert.equal((await shownRows(page)).length, truth.length);
+    assert.deepEqual(problems, []);
+    await page.close();
+  });
+
   test('references nothing outside the file', () => {
     const html = fs.readFileSync(pagePath, 'utf8');
     assert.doesNotMatch(html, /\b(src|href)\s*=\s*["']?(https?:|\/\/)/i);

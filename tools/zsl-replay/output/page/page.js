@@ -130,6 +130,8 @@
     state.capture = capture !== null && capture >= 1 && capture <= state.rows.length ? capture : null;
     if (f.capture !== undefined && state.capture === null) {
       setStatus('No capture ' + f.capture + ' in this page: it holds captures 1 to ' + state.rows.length + '.', true);
+    } else {
+      setStatus(state.rows.length + ' capture' + (state.rows.length === 1 ? '' : 's') + ', from zsl-replay.');
     }
   }
   function updateFragment() {
@@ -266,14 +268,15 @@
       tr.append(th);
     }
   }
-  function fillSelect(select, values, label, current) {
+  // A filter's choices; an option's value is its index, so that any text (even "") can be chosen.
+  function fillSelect(select, key, values, label) {
     select.replaceChildren(el('option', { value: '' }, 'all'));
     values.forEach((value, i) => select.append(el('option', { value: 'v' + i }, label(value))));
-    const at = current === undefined ? -1 : values.indexOf(current);
+    const at = state.filter[key] === undefined ? -1 : values.indexOf(state.filter[key]);
     select.value = at < 0 ? '' : 'v' + at;
     select.onchange = () => {
-      const chosen = select.value === '' ? undefined : values[parseInt(select.value.slice(1), 10)];
-      select.dataset.key && (chosen === undefined ? delete state.filter[select.dataset.key] : (state.filter[select.dataset.key] = chosen));
+      if (select.value === '') delete state.filter[key];
+      else state.filter[key] = values[parseInt(select.value.slice(1), 10)];
       state.page = 0;
       updateFragment();
       drawTable();
@@ -282,13 +285,9 @@
   function drawFilters() {
     const devices = [...new Set(state.rows.map((r) => r.device))].sort();
     const builds = [...new Set(state.rows.map((r) => r.build))].sort();
-    const device = $('f-device'), build = $('f-build'), reason = $('f-reason');
-    device.dataset.key = 'device';
-    build.dataset.key = 'build';
-    reason.dataset.key = 'reason';
-    fillSelect(device, devices, (d) => d || '(no bug report)', state.filter.device);
-    fillSelect(build, builds, (b) => b || dash, state.filter.build);
-    fillSelect(reason, state.head.reasonClasses, (k) => k, state.filter.reason);
+    fillSelect($('f-device'), 'device', devices, (d) => d || '(no bug report)');
+    fillSelect($('f-build'), 'build', builds, (b) => b || dash);
+    fillSelect($('f-reason'), 'reason', state.head.reasonClasses, (k) => k);
     $('f-q').value = state.filter.q || '';
   }
   function drawTable() {
@@ -470,7 +469,6 @@
         drawTable();
       });
       window.addEventListener('hashchange', () => show().catch(fail));
-      setStatus(state.rows.length + ' capture' + (state.rows.length === 1 ? '' : 's') + ', from zsl-replay.');
       await show();
       performance.mark('zsl-first-view'); // what scripts/bench-page times
       document.body.dataset.ready = 'true';
