@@ -49,6 +49,11 @@ TEST(HtmlPage, TextInTheDataNeverEndsAScriptElement)
     EXPECT_EQ(html.find("<img"), std::string::npos);
     EXPECT_NE(html.find("\\u003c/script>\\u003cscript>window.pwned=1"), std::string::npos);
     EXPECT_EQ(count(html, "<script nonce="), 1u);
+    // The template's marks are all filled in, and it is written once.
+    for (const char *mark : {"<!--data-->", "<!--views-->", "@NONCE@", "@CSS@", "@JS@"})
+        EXPECT_EQ(html.find(mark), std::string::npos) << mark;
+    EXPECT_EQ(count(html, "</html>"), 1u);
+    EXPECT_EQ(html.substr(html.size() - 8), "</html>\n");
 }
 
 TEST(HtmlPage, OnlyThePagesOwnScriptMayRunAndItsNonceIsNewEachTime)
@@ -85,6 +90,7 @@ TEST(Timeline, FramesWhoseTimeTheLogLacksAreDrawnApart)
     const std::string text = svg.text();
     EXPECT_EQ(count(text, ">time not in the log</text>"), 4u + 1u); // each capture's zone, and the legend
     EXPECT_NE(text.find("class='selected taken'><title>frame 65</title>"), std::string::npos);
+    EXPECT_EQ(count(text, ">id 0, meta queue</text>"), 4u);
     for (const char *frame : {"45", "46", "55", "56", "66", "75", "76"})
         EXPECT_NE(text.find(std::string("<title>frame ") + frame + "</title>"), std::string::npos) << frame;
 }
