@@ -176,7 +176,7 @@ std::string FleetSummary::svg() const
     // (taken in full, short, not told), refusals per reason class, and the
     // taken frames' lag as a histogram with its percentiles marked.
     // Labels start at the left edge and the bars after the longest one, with
-    // room for fonts up to 0.7 em a character (librsvg's run wider than
+    // room for fonts up to 0.75 em a character (librsvg's run wider than
     // Chromium's): a label is never cut, nor drawn over a bar.
     const int barWidth = 330, rowHeight = 22, kMaxName = 40;
     auto labelWidth = [](size_t glyphs) { return static_cast<int>(glyphs) * 9; }; // 12 px text
