@@ -90,19 +90,37 @@ std::string LogImporter::who(const Thread &thread)
            (thread.tid == kUnknownId ? ", thread not in the log" : " tid " + std::to_string(thread.tid));
 }
 
-LogImporter::LogImporter(std::string file)
+LogImporter::LogImporter(std::string file, HandOver handOver) : mHandOver(std::move(handOver))
 {
     mSession.file = std::move(file);
     mSession.name = "device log";
     mSession.fromLog = true;
 }
 
-void LogImporter::warn(uint64_t lineNumber, const std::string &kind, const std::string &detail)
+void LogImporter::warn(uint64_t lineNumber, const std::string &kind, const std::string &detail,
+                       std::vector<std::string> *into)
 {
     // One line per problem, but a log of a million alike problems is not
     // printed whole: the kind's count is given at the end.
     if (++mWarningCounts[kind] <= kWarningsPerKind)
-        mWarnings.push_back("line " + std::to_string(lineNumber) + ": " + kind + detail);
+        (into ? *into : mWarnings).push_back("line " + std::to_string(lineNumber) + ": " + kind + detail);
+}
+
+LogImporter::Lines &LogImporter::mergedLines(size_t index, uint64_t first)
+{
+    auto [lines, fresh] = mMergedRanges.try_emplace(index);
+    if (fresh)
+        lines->second = {first, first, openStep(index).pid, openStep(index).fwkFrame};
+    return lines->second;
+}
+
+void LogImporter::hold(Thread &thread, std::optional<size_t> index)
+{
+    if (thread.capture)
+        mOpen[*thread.capture - mFirstOpen].held = false;
+    thread.capture = index;
+    if (index)
+        mOpen[*index - mFirstOpen].held = true;
 }
 
 void LogImporter::problem(const std::string &text)
@@ -165,8 +183,9 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         closeSelection(thread);
         closeCall(thread);
         closeNeeded(thread);
-        thread.capture.reset();
+        hold(thread, std::nullopt);
         thread.needed.emplace(std::move(line), lineNumber);
+        handOver(false);
         return;
     case MessageKind::SelectStart:
     case MessageKind::Select:
@@ -177,10 +196,9 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         closeSelection(thread);
         checkLine(thread, kind, *message, std::move(line), lineNumber);
     }
-    if (!threadKnown && thread.capture) {
-        auto [range, fresh] = mMergedRanges.try_emplace(*thread.capture, lineNumber, lineNumber);
-        range->second.second = lineNumber;
-    }
+    if (!threadKnown && thread.capture)
+        mergedLines(*thread.capture, lineNumber).last = lineNumber;
+    handOver(false);
 }
 
 void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber,
@@ -189,8 +207,8 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
     if (starts || !thread.selecting) {
         // Without thread ids, a selection that starts while one of the same
         // fwkFrame is unfinished is another thread's: both may be mixed.
-        if (starts && thread.selecting && thread.tid == kUnknownId && !selectionEnded(mSession.steps[*thread.selecting]))
-            mMergedRanges[*thread.selecting].second = lineNumber;
+        if (starts && thread.selecting && thread.tid == kUnknownId && !selectionEnded(openStep(*thread.selecting)))
+            mergedLines(*thread.selecting, lineNumber).last = lineNumber;
         closeSelection(thread);
         closeCall(thread);
         // A host selects after a yes; after a no, the selection is a call of its own.
@@ -198,35 +216,37 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
         if (thread.needed && neededAnswer(thread.needed->first))
             yes.swap(thread.needed);
         closeNeeded(thread);
-        StepOutcome &step = addStep(thread, StepKind::Select, "from line " + std::to_string(lineNumber),
-                                    yes ? yes->first : line);
-        step.selectRan = true;
-        step.fwkFrame = fwkFrame;
+        StepOutcome &selection = addStep(thread, StepKind::Select, "from line " + std::to_string(lineNumber),
+                                         yes ? yes->first : line);
+        selection.selectRan = true;
+        selection.fwkFrame = fwkFrame;
         if (yes) {
-            step.needed = true;
-            step.log.push_back(std::move(yes->first));
+            selection.needed = true;
+            selection.log.push_back(std::move(yes->first));
         }
         if (!starts) {
-            warn(lineNumber, "the log starts inside a selection", ": fwkFrame " + std::to_string(step.fwkFrame));
-            step.notes.push_back("the selection's first lines are not in the log");
+            warn(lineNumber, "the log starts inside a selection", ": fwkFrame " + std::to_string(selection.fwkFrame));
+            selection.notes.push_back("the selection's first lines are not in the log");
         }
-        thread.selecting = thread.capture = mSession.steps.size() - 1;
+        thread.selecting = mFirstOpen + mOpen.size() - 1;
+        hold(thread, thread.selecting);
         thread.nextSelected = 0;
         thread.cameraAt.clear();
     }
-    mSession.steps[*thread.selecting].log.push_back(std::move(line));
+    openStep(*thread.selecting).log.push_back(std::move(line));
 }
 
 void LogImporter::closeSelection(Thread &thread)
 {
     if (!thread.selecting)
         return;
-    const size_t index = *thread.selecting;
-    StepOutcome &step = mSession.steps[index];
+    Open &open = mOpen[*thread.selecting - mFirstOpen];
+    StepOutcome &step = open.step;
     thread.selecting.reset();
     readSelectionLines(step.log, step);
     const SelectionMarks marks = selectionMarks(step.log);
     const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;
+    open.pending = pending;
     // The producer list is logged when the anchor scan reaches it and it is
     // not empty; it is reached when no consumer frame anchors, without pending.
     const bool anchorInConsumer =
@@ -239,7 +259,7 @@ void LogImporter::closeSelection(Thread &thread)
     if (marks.finishedEarly)
         return;
     if (!step.csbegin) { // cut, or finished early with a debug line: the whole log tells
-        mUnended.push_back(index);
+        open.unended = true;
         return;
     }
 
@@ -305,6 +325,8 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         thread.call.emplace();
         thread.call->lines = std::move(carried);
         thread.call->firstLine = lineNumber;
+        if (thread.tid == kUnknownId)
+            mOpenCalls.emplace(thread.pid, lineNumber);
     };
     const size_t all = thread.call ? thread.call->lines.size() : 0;
     const size_t split = phase == Phase::CameraRefused ? thread.call->afterRefusal : all;
@@ -371,6 +393,8 @@ void LogImporter::closeCall(Thread &thread)
         return;
     Call call = std::move(*thread.call);
     thread.call.reset();
+    if (thread.tid == kUnknownId)
+        mOpenCalls.erase(mOpenCalls.find({thread.pid, call.firstLine}));
 
     CheckOutcome check;
     std::optional<uint32_t> frame, fwkFrame;
@@ -456,15 +480,17 @@ void LogImporter::closeCall(Thread &thread)
             return false;
         return frame || thread.nextSelected < capture.selectedFrames.size(); // a frame of the selection is left
     };
-    const bool ownStep = !thread.capture || !belongs(mSession.steps[*thread.capture]);
+    const bool ownStep = !thread.capture || !belongs(openStep(*thread.capture));
+    const size_t index = ownStep ? mFirstOpen + mOpen.size() : *thread.capture;
     if (ownStep) {
         StepOutcome &own = addStep(thread, StepKind::Check, "from line " + std::to_string(call.firstLine),
                                    call.lines.front());
         own.fwkFrame = fwkFrame.value_or(0);
         if (thread.tid == kUnknownId)
-            mMergedRanges[mSession.steps.size() - 1] = {call.firstLine, thread.lastLine};
+            mergedLines(index, call.firstLine).last = thread.lastLine;
     }
-    StepOutcome &step = ownStep ? mSession.steps.back() : mSession.steps[*thread.capture];
+    Open &open = mOpen[index - mFirstOpen];
+    StepOutcome &step = open.step;
     addRequestSeen(step.request, request);
     if (step.kind == StepKind::Select)
         step.kind = StepKind::Capture;
@@ -502,14 +528,14 @@ void LogImporter::closeCall(Thread &thread)
     // A sensor-mode check that wrote only its first line found no sensor-mode
     // queue, or wrote the rest at debug level: the whole log tells which.
     if (sensorOpened && !sensorEnded && !refused)
-        mSensorOnly.emplace_back(static_cast<size_t>(&step - mSession.steps.data()), step.checks.size());
+        open.sensorOnly.push_back(step.checks.size());
     step.checks.push_back(std::move(check));
 }
 
 StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, const std::string &where,
                                   const kohost::LogLine &first)
 {
-    StepOutcome &step = mSession.steps.emplace_back();
+    StepOutcome &step = mOpen.emplace_back().step;
     step.kind = kind;
     step.label = who(thread) + ", " + where;
     step.pid = thread.pid;
@@ -529,39 +555,78 @@ void LogImporter::closeNeeded(Thread &thread)
     thread.needed.reset();
 }
 
-bool LogImporter::debugLevel(size_t step) const
+bool LogImporter::finishedEarly(const Open &open) const
 {
-    return mDebugProcesses.count(mSession.steps[step].pid) > 0;
+    // Cut by the log, or finished early, the line that says so being a debug line.
+    const StepOutcome &step = open.step;
+    const bool allOld = step.zsdTs && std::all_of(step.consumer.begin(), step.consumer.end(), [&](uint32_t frame) {
+        const auto shutter = step.shutterNs.find(frame);
+        return shutter != step.shutterNs.end() ? shutter->second <= *step.zsdTs
+                                               : std::any_of(step.warnings.begin(), step.warnings.end(),
+                                                             [frame](const StepWarning &warning) {
+                                                                 return warning.frame == frame;
+                                                             });
+    });
+    return !debugLevel(step) && open.pending && allOld;
 }
 
-void LogImporter::resolveLevels()
+bool LogImporter::complete(size_t index) const
 {
-    const std::string noDebug = "the log has no debug line of this process";
-    // A selection without its anchor offset line: cut by the log, or finished
-    // early, the line that says so being a debug line.
-    for (size_t index : mUnended) {
-        StepOutcome &step = mSession.steps[index];
-        const bool pending = mPending.count(step.pid) ? mPending[step.pid] : false;
-        const bool allOld = step.zsdTs && std::all_of(step.consumer.begin(), step.consumer.end(), [&](uint32_t frame) {
-            const auto shutter = step.shutterNs.find(frame);
-            return shutter != step.shutterNs.end() ? shutter->second <= *step.zsdTs
-                                                   : std::any_of(step.warnings.begin(), step.warnings.end(),
-                                                                 [frame](const StepWarning &warning) {
-                                                                     return warning.frame == frame;
-                                                                 });
-        });
-        if (!debugLevel(index) && pending && allOld) {
-            step.notes.push_back("the selection finished early: no consumer frame was shot after zsdTs and pending "
-                                 "support is on (the line that says so logs at debug level, and " + noDebug + ")");
-            continue;
-        }
-        step.notes.push_back("the selection's end (the anchor offset line) is not in the log");
-        if (auto end = mEndedInside.find(index); end != mEndedInside.end())
-            warn(end->second, "the log ends inside a selection", ": fwkFrame " + std::to_string(step.fwkFrame));
+    const Open &open = mOpen[index - mFirstOpen];
+    if (open.held || !debugLevel(open.step))
+        return false;
+    const auto lines = mMergedRanges.find(index);
+    if (lines == mMergedRanges.end())
+        return true;
+    // Read without thread ids: whether another capture's lines come between
+    // its own is known once no open capture or call of its process that
+    // began before its last line can still reach back over its first.
+    const Lines &own = lines->second;
+    for (auto other = std::next(lines); other != mMergedRanges.end(); ++other)
+        if (other->second.pid == own.pid && other->second.first <= own.last && other->second.last < own.first &&
+            mOpen[other->first - mFirstOpen].held)
+            return false;
+    const auto call = mOpenCalls.lower_bound({own.pid, 0});
+    return call == mOpenCalls.end() || call->first != own.pid || call->second > own.last;
+}
+
+void LogImporter::handOver(bool end)
+{
+    while (!mOpen.empty() && (end || complete(mFirstOpen))) {
+        resolve(mFirstOpen);
+        if (mHandOver)
+            mHandOver(mSession, mOpen.front().step);
+        else
+            mSession.steps.push_back(std::move(mOpen.front().step));
+        mOpen.pop_front();
+        ++mFirstOpen;
     }
-    for (const auto &[index, at] : mSensorOnly) {
-        CheckOutcome &check = mSession.steps[index].checks[at];
-        if (debugLevel(index)) { // its debug lines would follow: no sensor-mode queue refused the frame
+    // Lines of captures handed over are kept while an open one may reach them.
+    if (mMergedRanges.empty() || mMergedRanges.begin()->first >= mFirstOpen)
+        return;
+    uint64_t reach = UINT64_MAX;
+    for (auto open = mMergedRanges.lower_bound(mFirstOpen); open != mMergedRanges.end(); ++open)
+        reach = std::min(reach, open->second.first);
+    for (const auto &[pid, first] : mOpenCalls)
+        reach = std::min(reach, first);
+    for (auto gone = mMergedRanges.begin(); gone != mMergedRanges.end() && gone->first < mFirstOpen;)
+        gone = gone->second.last < reach ? mMergedRanges.erase(gone) : std::next(gone);
+}
+
+void LogImporter::resolve(size_t index)
+{
+    Open &open = mOpen[index - mFirstOpen];
+    StepOutcome &step = open.step;
+    const bool debug = debugLevel(step);
+    const std::string noDebug = "the log has no debug line of this process";
+    if (open.unended)
+        step.notes.push_back(finishedEarly(open)
+                                 ? "the selection finished early: no consumer frame was shot after zsdTs and pending "
+                                   "support is on (the line that says so logs at debug level, and " + noDebug + ")"
+                                 : "the selection's end (the anchor offset line) is not in the log");
+    for (size_t at : open.sensorOnly) {
+        CheckOutcome &check = step.checks[at];
+        if (debug) { // its debug lines would follow: no sensor-mode queue refused the frame
             check.verdict = {false, false};
             Refusal why = refusal(check.log);
             check.reason = std::move(why.reason);
@@ -573,62 +638,67 @@ void LogImporter::resolveLevels()
     // Captures of one process read without thread ids: told apart by
     // fwkFrame, which the lines of a metadata check and the anchor pick do
     // not carry; where two captures' lines interleave, those may be mixed.
-    for (const auto &[index, range] : mMergedRanges) {
-        StepOutcome &step = mSession.steps[index];
+    if (const auto lines = mMergedRanges.find(index); lines != mMergedRanges.end()) {
+        const Lines &range = lines->second;
         std::string others;
         for (const auto &[other, otherRange] : mMergedRanges)
-            if (other != index && mSession.steps[other].pid == step.pid && otherRange.first <= range.second &&
-                range.first <= otherRange.second)
-                others += (others.empty() ? "" : ", ") + std::to_string(mSession.steps[other].fwkFrame);
+            if (other != index && otherRange.pid == range.pid && otherRange.first <= range.last &&
+                range.first <= otherRange.last)
+                others += (others.empty() ? "" : ", ") + std::to_string(otherRange.fwkFrame);
         if (others.empty()) {
             step.notes.push_back("the log's format shows no thread id: this capture's lines were told apart by "
                                  "fwkFrame, and no other capture's lines of its process come between them");
-            continue;
+        } else {
+            const std::string mixed = "lines " + std::to_string(range.first) + " to " + std::to_string(range.last) +
+                                      " interleave with those of fwkFrame " + others +
+                                      " and the log's format shows no thread id: lines that name no fwkFrame (the "
+                                      "anchor pick, the metadata checks) may belong to either capture";
+            step.notes.insert(step.notes.begin(), "mixed threads: " + mixed);
+            warn(range.first, "threads cannot be told apart", ": fwkFrame " + std::to_string(step.fwkFrame) + ", " + mixed,
+                 &mMixedWarnings);
         }
-        const std::string mixed = "lines " + std::to_string(range.first) + " to " + std::to_string(range.second) +
-                                  " interleave with those of fwkFrame " + others +
-                                  " and the log's format shows no thread id: lines that name no fwkFrame (the "
-                                  "anchor pick, the metadata checks) may belong to either capture";
-        step.notes.insert(step.notes.begin(), "mixed threads: " + mixed);
-        warn(range.first, "threads cannot be told apart", ": fwkFrame " + std::to_string(step.fwkFrame) + ", " + mixed);
     }
-    for (size_t index = 0; index < mSession.steps.size(); ++index) {
-        StepOutcome &step = mSession.steps[index];
-        if (!step.selectRan)
-            continue;
-        if (!debugLevel(index)) {
-            // The presence check may have moved the begin, and accepted frames
-            // leave no line: neither is in an info-level log.
-            if (step.csbegin && !step.selectedFrames.empty())
-                step.selectionCaveat = "or fewer from the front: the presence check logs at debug level, and " + noDebug;
-            if (step.requested > 0)
-                step.takenUnknown = "frame checks log their verdicts at debug level, and " + noDebug;
-            continue;
+    if (!step.selectRan)
+        return;
+    if (!debug) {
+        // The presence check may have moved the begin, and accepted frames
+        // leave no line: neither is in an info-level log.
+        if (step.csbegin && !step.selectedFrames.empty())
+            step.selectionCaveat = "or fewer from the front: the presence check logs at debug level, and " + noDebug;
+        if (step.requested > 0)
+            step.takenUnknown = "frame checks log their verdicts at debug level, and " + noDebug;
+        return;
+    }
+    // The host takes accepted frames, in the order checked, until the capture has enough.
+    for (const CheckOutcome &check : step.checks) {
+        if (step.taken.size() >= step.requested)
+            break;
+        if (!check.unknown.empty()) {
+            step.takenUnknown = "the verdict of frame " + std::to_string(check.frame) + " is not in the log";
+            break;
         }
-        // The host takes accepted frames, in the order checked, until the capture has enough.
-        for (const CheckOutcome &check : step.checks) {
-            if (step.taken.size() >= step.requested)
-                break;
-            if (!check.unknown.empty()) {
-                step.takenUnknown = "the verdict of frame " + std::to_string(check.frame) + " is not in the log";
-                break;
-            }
-            if (check.verdict.first)
-                step.taken.push_back(check.frame);
-        }
+        if (check.verdict.first)
+            step.taken.push_back(check.frame);
     }
 }
 
 SessionOutcome LogImporter::finish()
 {
+    std::vector<std::pair<size_t, uint64_t>> endedInside; // selections open at the log's end, at its line
     for (auto &[id, thread] : mThreads) {
         if (thread.selecting)
-            mEndedInside[*thread.selecting] = thread.lastLine;
+            endedInside.emplace_back(*thread.selecting, thread.lastLine);
         closeSelection(thread);
         closeCall(thread);
         closeNeeded(thread);
     }
-    resolveLevels();
+    for (const auto &[index, line] : endedInside)
+        if (const Open &open = mOpen[index - mFirstOpen]; open.unended && !finishedEarly(open))
+            warn(line, "the log ends inside a selection", ": fwkFrame " + std::to_string(open.step.fwkFrame),
+                 &mEndWarnings);
+    handOver(true);
+    mWarnings.insert(mWarnings.end(), mEndWarnings.begin(), mEndWarnings.end());
+    mWarnings.insert(mWarnings.end(), mMixedWarnings.begin(), mMixedWarnings.end());
     for (const auto &[text, count] : mWarningCounts)
         if (count > kWarningsPerKind)
             mWarnings.push_back(std::to_string(count - kWarningsPerKind) + " more lines: " + text + " (not listed)");

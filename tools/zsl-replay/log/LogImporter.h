@@ -7,14 +7,23 @@
  * passed over), and the checkFrame lines that follow on the same thread
  * make its judged frames (verdict, reason, the states the lines print).
  * What the log cannot tell is said in each step's notes, with the
- * assumptions made; problems of the log itself become warnings. Memory
- * grows with the captures found, not with the log.
+ * assumptions made; problems of the log itself become warnings.
+ *
+ * Given a hand-over, each capture leaves as soon as nothing later in the log
+ * can change it: its thread has begun its next call, and what the rest of
+ * the log decides about it is known (its process wrote a debug line; for a
+ * format without thread ids, no capture still open may share its lines).
+ * Captures leave in the order of their first line, so memory holds the
+ * captures still open, not all of them; without a hand-over they are kept
+ * and handed back by finish().
  */
 
 #include "outcome/Outcome.h"
 #include "messages/PluginEvent.h"
 
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -27,7 +36,11 @@ namespace zsl::log {
 
 class LogImporter {
 public:
-    explicit LogImporter(std::string file);
+    // Receives each complete capture; `session` is the session so far,
+    // without steps (its caller may fill in what it knows of the input).
+    using HandOver = std::function<void(outcome::SessionOutcome &session, outcome::StepOutcome &step)>;
+
+    explicit LogImporter(std::string file, HandOver handOver = nullptr);
 
     void add(kohost::LogLine line, uint64_t lineNumber);
     // A problem of the log itself, found while reading it.
@@ -35,7 +48,8 @@ public:
     // Earlier lines of a live log showed the process writing debug lines.
     void assumeDebugLevel(int pid) { mDebugProcesses.insert(pid); }
 
-    // The captures found, in the order of their first line; call once.
+    // The session's own facts, and the captures not handed over, in the
+    // order of their first line; call once.
     outcome::SessionOutcome finish();
     const std::vector<std::string> &warnings() const { return mWarnings; }
     uint64_t linesUsed() const { return mLinesUsed; }
@@ -73,7 +87,8 @@ private:
     };
 
     // A problem of one line: its kind (counted, listed ten times at most) and details.
-    void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail);
+    void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail,
+              std::vector<std::string> *into = nullptr);
     void selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber, bool starts);
     void checkLine(Thread &thread, messages::MessageKind kind, const messages::PluginEvent &event, kohost::LogLine line,
                    uint64_t lineNumber);
@@ -83,24 +98,56 @@ private:
     // A new step of the thread's, labelled with where its lines start.
     outcome::StepOutcome &addStep(const Thread &thread, outcome::StepKind kind, const std::string &where, const kohost::LogLine &first);
     static std::string who(const Thread &thread);
-    // What the whole log tells about each step's process: whether it wrote
-    // debug lines decides what their absence means.
-    void resolveLevels();
-    bool debugLevel(size_t step) const;
 
-    outcome::SessionOutcome mSession;
+    // A step not handed over yet, with what deciding it waits for.
+    struct Open {
+        outcome::StepOutcome step;
+        bool held = false;     // its thread's calls may still add to it
+        bool unended = false;  // a selection without its anchor offset line
+        bool pending = false;  // the pending switch its selection ran with
+        std::vector<size_t> sensorOnly; // checks with the sensor-mode check's first line only
+    };
+    outcome::StepOutcome &openStep(size_t index) { return mOpen[index - mFirstOpen].step; }
+    // The thread's calls add to `index` from now on (nothing: to no step).
+    void hold(Thread &thread, std::optional<size_t> index);
+    // Hands over the first steps while they are complete; at the end of
+    // the log, all.
+    void handOver(bool end);
+    bool complete(size_t index) const;
+    // A selection without its end that finished early at info level.
+    bool finishedEarly(const Open &open) const;
+    // What the rest of the log decides of a step: whether its process wrote
+    // debug lines decides what their absence means; without thread ids,
+    // which captures' lines may be mixed.
+    void resolve(size_t index);
+    bool debugLevel(const outcome::StepOutcome &step) const { return mDebugProcesses.count(step.pid) > 0; }
+
+    outcome::SessionOutcome mSession; // its steps: those kept, without a hand-over
+    HandOver mHandOver;
+    std::deque<Open> mOpen;
+    size_t mFirstOpen = 0; // the index of mOpen's first step
     // By process and thread; without thread ids in the log, by process and
     // -2 - fwkFrame, and kNeededWaiting for an answer of isSelectorNeeded.
     std::map<std::pair<int, int64_t>, Thread> mThreads;
     static constexpr int64_t kNeededWaiting = INT64_MIN;
     std::map<int, int64_t> mLastNamed; // per process: the thread key of the fwkFrame named last
-    std::map<size_t, std::pair<uint64_t, uint64_t>> mMergedRanges; // steps read without thread ids: their lines
+    // Steps read without thread ids: their lines; kept after a step is
+    // handed over while a later one's may reach back to them.
+    struct Lines {
+        uint64_t first = 0, last = 0;
+        int pid = 0;
+        uint32_t fwkFrame = 0;
+    };
+    std::map<size_t, Lines> mMergedRanges;
+    // The lines of a step read without thread ids, from `first` on.
+    Lines &mergedLines(size_t index, uint64_t first);
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
     std::set<int> mDebugProcesses;   // processes with a debug line in the log
-    std::vector<size_t> mUnended;    // selections without their anchor offset line
-    std::map<size_t, uint64_t> mEndedInside; // ... of which the log ended inside, at its line
-    std::vector<std::pair<size_t, size_t>> mSensorOnly; // (step, check): the sensor-mode check's first line only
+    std::multiset<std::pair<int, uint64_t>> mOpenCalls; // without thread ids: each open call's process and first line
     std::vector<std::string> mWarnings;
+    // Warnings of what the whole log decides, listed after those of lines:
+    // selections the log ends inside, then captures whose threads mix.
+    std::vector<std::string> mEndWarnings, mMixedWarnings;
     std::map<std::string, size_t> mWarningCounts;
     uint64_t mLinesUsed = 0;
 };
