@@ -87,13 +87,17 @@ int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outp
     if (!errors.empty())
         status = 2;
     size_t passedOver = 0, explained = 0;
-    log::readLogSources(sources, jobs, [&](log::LogRead read) {
+    const log::CaptureDone capture = [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) {
+        outputs.add(session, step);
+    };
+    log::readLogSources(sources, jobs, capture, [&](log::LogRead read) {
         for (const std::string &message : read.warnings)
             std::cerr << "zsl-replay: " << message << "\n";
         try {
             if (read.error)
                 std::rethrow_exception(read.error);
         } catch (const outcome::Error &error) {
+            outputs.drop();
             printError(error);
             status = 2;
             return;
@@ -102,6 +106,8 @@ int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outp
         if (read.session) {
             ++explained;
             outputs.add(*read.session);
+        } else {
+            outputs.drop();
         }
     });
     if (passedOver > 0 && explained == 0) {

@@ -48,13 +48,20 @@ std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, s
     return sources;
 }
 
-LogRead readLogSource(const LogSource &source)
+LogRead readLogSource(const LogSource &source, const CaptureDone &capture)
 {
     LogRead read;
     read.source = source;
     try {
-        LogImporter importer(source.path);
         LogOrigin origin;
+        LogImporter::HandOver handOver;
+        if (capture)
+            handOver = [&](SessionOutcome &session, StepOutcome &step) {
+                session.fingerprint = origin.fingerprint;
+                session.reportTime = origin.reportTime;
+                capture(session, step);
+            };
+        LogImporter importer(source.path, handOver);
         readLogInput(
             source.path, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
             [&](const std::string &problem) { importer.problem(problem); }, origin);
@@ -82,8 +89,14 @@ LogRead readLogSource(const LogSource &source)
     return read;
 }
 
-void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const std::function<void(LogRead)> &done)
+void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const CaptureDone &capture,
+                    const std::function<void(LogRead)> &done)
 {
+    if (jobs <= 1 || sources.size() <= 1) {
+        for (const LogSource &source : sources)
+            done(readLogSource(source, capture));
+        return;
+    }
     forEachInOrder(sources.size(), jobs, 2 * size_t(jobs), [&](size_t index) { return readLogSource(sources[index]); },
                    done);
 }

@@ -2,12 +2,13 @@
 /*
  * LogBatch: many logs at once, as a field trial hands them over: files,
  * folders (every file under them, in name order; hidden ones left out) and
- * standard input, each read into a session of its own on a pool of
- * threads, and handed back in the inputs' order whatever the number of
- * threads, so that the output is the same for any. A file that cannot be
- * read is named and the others are still read. At most a few inputs are
- * read ahead of the one handed back next, so memory stays bounded by what
- * is kept of the captures.
+ * standard input, each read into a session of its own. Read one after
+ * another, each capture is handed over as soon as it is complete, so that
+ * memory does not grow with the captures. Read on a pool of threads, each
+ * input's captures are kept until it is handed back, in the inputs' order
+ * whatever the number of threads, so that the output is the same for any;
+ * at most a few inputs are read ahead of the one handed back next. A file
+ * that cannot be read is named and the others are still read.
  */
 
 #include "outcome/Outcome.h"
@@ -28,7 +29,8 @@ struct LogSource {
 // One input read.
 struct LogRead {
     LogSource source;
-    std::optional<outcome::SessionOutcome> session; // empty: nothing to explain
+    // Empty: nothing to explain. Its steps: those not handed over.
+    std::optional<outcome::SessionOutcome> session;
     std::vector<std::string> warnings;     // for standard error, in order, without the program's name
     std::exception_ptr error;              // an outcome::Error: the input could not be explained
     bool withoutPluginLines = false;       // read, but holds no line of the plug-in
@@ -38,11 +40,18 @@ struct LogRead {
 // readable becomes a message in `errors`.
 std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, std::vector<std::string> &errors);
 
-// Reads one input; its error is handed over in the LogRead, not thrown.
-LogRead readLogSource(const LogSource &source);
+// Each capture of an input, as soon as it is complete, with the session so far.
+using CaptureDone = std::function<void(const outcome::SessionOutcome &session, const outcome::StepOutcome &step)>;
 
-// Reads the sources on `jobs` threads (1: on this one) and hands each to
-// `done` on the calling thread, in the sources' order.
-void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const std::function<void(LogRead)> &done);
+// Reads one input, handing each capture to `capture` when given, else
+// keeping them in the session; its error is handed over in the LogRead,
+// not thrown.
+LogRead readLogSource(const LogSource &source, const CaptureDone &capture = nullptr);
+
+// Reads the sources on `jobs` threads (1: on this one, each capture to
+// `capture` as soon as it is complete) and hands each to `done` on the
+// calling thread, in the sources' order.
+void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const CaptureDone &capture,
+                    const std::function<void(LogRead)> &done);
 
 } // namespace zsl::log

@@ -59,68 +59,73 @@ std::string fingerprintBuild(const std::string &fingerprint)
 std::vector<CaptureRow> captureRows(const SessionOutcome &session)
 {
     std::vector<CaptureRow> rows;
-    for (const StepOutcome &step : session.steps) {
-        CaptureRow &row = rows.emplace_back();
-        row.input = session.file;
-        row.fingerprint = session.fingerprint;
-        row.device = fingerprintDevice(session.fingerprint);
-        row.build = fingerprintBuild(session.fingerprint);
-        row.reportTime = session.reportTime;
-        if (session.fromLog) {
-            if (step.pid != kUnknownId)
-                row.pid = step.pid;
-            if (step.tid != kUnknownId)
-                row.tid = step.tid;
-            row.logTime = step.logTime;
-        }
-        row.fwkFrame = step.fwkFrame;
-        row.kind = stepKindName(step.kind);
-        row.zslNeeded = step.needed;
-        row.unknown = step.notes;
+    for (const StepOutcome &step : session.steps)
+        rows.push_back(captureRow(session, step));
+    return rows;
+}
 
-        // A log without curTime leaves the capture moment, and every lag, unknown.
-        const bool momentKnown = !session.fromLog || step.curTime;
-        auto lagMs = [&](uint32_t frame) -> std::optional<double> {
-            const auto shutter = step.shutterNs.find(frame);
-            if (!momentKnown || shutter == step.shutterNs.end())
-                return std::nullopt;
-            return msBetween(shutter->second, step.captureNs);
-        };
-        if (step.zsdTs && momentKnown)
-            row.windowStartMs = msBetween(step.captureNs, *step.zsdTs);
-        row.anchorFrame = step.anchorFrame;
-        if (step.anchorFrame)
-            row.anchorLagMs = lagMs(*step.anchorFrame);
-        if (step.selectRan) {
-            row.selected = step.selectedFrames.size();
-            if (!step.selectionCaveat.empty())
-                row.unknown.push_back("selected: " + step.selectionCaveat);
-        }
-        if (step.requested > 0)
-            row.requested = step.requested;
-        if (step.requested > 0 && step.takenUnknown.empty()) {
-            row.taken = step.taken.size();
-            row.takenFrames = step.taken;
-            for (uint32_t frame : step.taken)
-                if (const auto lag = lagMs(frame))
-                    row.takenLagsMs.push_back(*lag);
-                else
-                    ++row.takenLagUnknown;
-        } else if (!step.takenUnknown.empty()) {
-            row.unknown.push_back("taken: " + step.takenUnknown);
-        }
-        row.checks = step.checks.size();
-        for (const CheckOutcome &check : step.checks) {
-            if (!check.unknown.empty()) {
-                ++row.verdictUnknown;
-            } else if (!check.verdict.first) {
-                ++row.refusedFrames;
-                for (const std::string &kind : refusalClasses(check.explanation))
-                    ++row.refused[kind];
-            }
+CaptureRow captureRow(const SessionOutcome &session, const StepOutcome &step)
+{
+    CaptureRow row;
+    row.input = session.file;
+    row.fingerprint = session.fingerprint;
+    row.device = fingerprintDevice(session.fingerprint);
+    row.build = fingerprintBuild(session.fingerprint);
+    row.reportTime = session.reportTime;
+    if (session.fromLog) {
+        if (step.pid != kUnknownId)
+            row.pid = step.pid;
+        if (step.tid != kUnknownId)
+            row.tid = step.tid;
+        row.logTime = step.logTime;
+    }
+    row.fwkFrame = step.fwkFrame;
+    row.kind = stepKindName(step.kind);
+    row.zslNeeded = step.needed;
+    row.unknown = step.notes;
+
+    // A log without curTime leaves the capture moment, and every lag, unknown.
+    const bool momentKnown = !session.fromLog || step.curTime;
+    auto lagMs = [&](uint32_t frame) -> std::optional<double> {
+        const auto shutter = step.shutterNs.find(frame);
+        if (!momentKnown || shutter == step.shutterNs.end())
+            return std::nullopt;
+        return msBetween(shutter->second, step.captureNs);
+    };
+    if (step.zsdTs && momentKnown)
+        row.windowStartMs = msBetween(step.captureNs, *step.zsdTs);
+    row.anchorFrame = step.anchorFrame;
+    if (step.anchorFrame)
+        row.anchorLagMs = lagMs(*step.anchorFrame);
+    if (step.selectRan) {
+        row.selected = step.selectedFrames.size();
+        if (!step.selectionCaveat.empty())
+            row.unknown.push_back("selected: " + step.selectionCaveat);
+    }
+    if (step.requested > 0)
+        row.requested = step.requested;
+    if (step.requested > 0 && step.takenUnknown.empty()) {
+        row.taken = step.taken.size();
+        row.takenFrames = step.taken;
+        for (uint32_t frame : step.taken)
+            if (const auto lag = lagMs(frame))
+                row.takenLagsMs.push_back(*lag);
+            else
+                ++row.takenLagUnknown;
+    } else if (!step.takenUnknown.empty()) {
+        row.unknown.push_back("taken: " + step.takenUnknown);
+    }
+    row.checks = step.checks.size();
+    for (const CheckOutcome &check : step.checks) {
+        if (!check.unknown.empty()) {
+            ++row.verdictUnknown;
+        } else if (!check.verdict.first) {
+            ++row.refusedFrames;
+            for (const std::string &kind : refusalClasses(check.explanation))
+                ++row.refused[kind];
         }
     }
-    return rows;
+    return row;
 }
 
 nlohmann::ordered_json toJson(const CaptureRow &row)
@@ -161,7 +166,7 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     return out;
 }
 
-CaptureTableWriter::CaptureTableWriter(std::ostream &out, Format format) : mOut(out), mFormat(format)
+void CaptureTableWriter::writeHeader()
 {
     if (mFormat != Format::Csv)
         return;

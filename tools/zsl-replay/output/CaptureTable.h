@@ -56,6 +56,7 @@ std::string fingerprintDevice(const std::string &fingerprint);
 std::string fingerprintBuild(const std::string &fingerprint);
 
 std::vector<CaptureRow> captureRows(const outcome::SessionOutcome &session);
+CaptureRow captureRow(const outcome::SessionOutcome &session, const outcome::StepOutcome &step);
 
 // A row as the schema's JSON object; a value not known is null.
 nlohmann::ordered_json toJson(const CaptureRow &row);
@@ -64,8 +65,9 @@ nlohmann::ordered_json toJson(const CaptureRow &row);
 class CaptureTableWriter {
 public:
     enum class Format { Csv, JsonLines };
+    CaptureTableWriter(std::ostream &out, Format format) : mOut(out), mFormat(format) {}
     // A CSV table starts with its header line, even without a row.
-    CaptureTableWriter(std::ostream &out, Format format);
+    void writeHeader();
     void write(const CaptureRow &row);
 
 private:

@@ -67,6 +67,26 @@ void FleetSummary::add(const CaptureRow &row)
     mLagUnknown += row.takenLagUnknown;
 }
 
+void FleetSummary::add(const FleetSummary &other)
+{
+    mCaptures += other.mCaptures;
+    mInputs.insert(other.mInputs.begin(), other.mInputs.end());
+    for (const auto &[key, group] : other.mGroups) {
+        Group &into = mGroups[key];
+        into.captures += group.captures;
+        into.selections += group.selections;
+        into.takenKnown += group.takenKnown;
+        into.takenInFull += group.takenInFull;
+    }
+    mChecks += other.mChecks;
+    mRefusedFrames += other.mRefusedFrames;
+    mVerdictUnknown += other.mVerdictUnknown;
+    for (const auto &[kind, count] : other.mRefused)
+        mRefused[kind] += count;
+    mLagsMs.insert(mLagsMs.end(), other.mLagsMs.begin(), other.mLagsMs.end());
+    mLagUnknown += other.mLagUnknown;
+}
+
 std::vector<double> FleetSummary::sortedLags() const
 {
     std::vector<double> lags = mLagsMs;

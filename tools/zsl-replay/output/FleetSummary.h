@@ -25,6 +25,8 @@ namespace zsl::output {
 class FleetSummary {
 public:
     void add(const CaptureRow &row);
+    // Another summary's captures counted in this one.
+    void add(const FleetSummary &other);
     size_t captures() const { return mCaptures; }
 
     void writeText(std::ostream &out) const;

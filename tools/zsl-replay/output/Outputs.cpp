@@ -4,7 +4,7 @@
 
 #include "outcome/Error.h"
 
-#include <algorithm>
+#include <optional>
 #include <iostream>
 #include <sstream>
 
@@ -22,12 +22,30 @@ template <typename Step> void Outputs::guarded(Step step)
     }
 }
 
+void Outputs::add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step)
+{
+    const std::optional<CaptureRow> row = mRows ? std::optional(captureRow(session, step)) : std::nullopt;
+    for (const auto &sink : mSinks)
+        guarded([&] { sink->add(session, step, row ? &*row : nullptr); });
+}
+
+void Outputs::end(const outcome::SessionOutcome &session)
+{
+    for (const auto &sink : mSinks)
+        guarded([&] { sink->end(session); });
+}
+
+void Outputs::drop()
+{
+    for (const auto &sink : mSinks)
+        guarded([&] { sink->drop(); });
+}
+
 void Outputs::add(const outcome::SessionOutcome &session)
 {
-    const bool rows = std::any_of(mSinks.begin(), mSinks.end(), [](const auto &sink) { return sink->readsRows(); });
-    const std::vector<CaptureRow> made = rows ? captureRows(session) : std::vector<CaptureRow>();
-    for (const auto &sink : mSinks)
-        guarded([&] { sink->add(session, made); });
+    for (const outcome::StepOutcome &step : session.steps)
+        add(session, step);
+    end(session);
 }
 
 void Outputs::finish()

@@ -1,10 +1,11 @@
 #pragma once
 /*
  * Outputs: the one way out. A subcommand attaches the sinks it was asked
- * for, then feeds every capture session to all of them as it is replayed or
- * read, and finishes them once. Capture rows are made once per session,
- * and only when a sink reads them. An output's error is reported here, a
- * line for each line of its message, and the others are still written.
+ * for, then feeds every capture to all of them as soon as it is complete,
+ * ends (or drops) each session, and finishes them once. A capture's row is
+ * made once, and only when a sink reads it. An output's error is reported
+ * here, a line for each line of its message, and the others are still
+ * written.
  */
 
 #include "outcome/Outcome.h"
@@ -18,7 +19,16 @@ namespace zsl::output {
 
 class Outputs {
 public:
-    void attach(std::unique_ptr<Sink> sink) { mSinks.push_back(std::move(sink)); }
+    void attach(std::unique_ptr<Sink> sink)
+    {
+        mRows = mRows || sink->readsRows();
+        mSinks.push_back(std::move(sink));
+    }
+    // A capture of the session being read, then the session's end, or its drop.
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step);
+    void end(const outcome::SessionOutcome &session);
+    void drop();
+    // A whole session: each of its steps, then its end.
     void add(const outcome::SessionOutcome &session);
     void finish();
     // 2 once an output could not be written, else 0.
@@ -29,6 +39,7 @@ private:
     template <typename Step> void guarded(Step step);
 
     std::vector<std::unique_ptr<Sink>> mSinks;
+    bool mRows = false; // a sink reads rows
     bool mFailed = false;
 };
 

@@ -171,72 +171,82 @@ void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOut
 nlohmann::json toJson(const SessionOutcome &trace)
 {
     nlohmann::json steps = nlohmann::json::array();
-    for (const StepOutcome &step : trace.steps) {
-        nlohmann::json out = {{"kind", stepKindName(step.kind)},
-                              {"label", step.label},
-                              {"fwkFrame", step.fwkFrame},
-                              {"captureTimeNs", step.captureNs}};
-        if (step.needed)
-            out["needed"] = *step.needed;
-        if (step.selectRan) {
-            nlohmann::json selection = nlohmann::json::object();
-            for (const auto &[id, list] : step.selection)
-                selection[std::to_string(id)] = list;
-            out["selection"] = selection;
-            out["consumer"] = step.consumer;
-            out["producer"] = step.producerKnown ? nlohmann::json(step.producer) : nlohmann::json();
-            if (step.motionCapture)
-                out["motionCapture"] = {{"anchorTimeStampNs", step.motionCapture->first},
-                                        {"motionCapType", step.motionCapture->second}};
-            out["zsdTs"] = step.zsdTs ? nlohmann::json(*step.zsdTs) : nlohmann::json();
-            out["curTime"] = step.curTime ? nlohmann::json(*step.curTime) : nlohmann::json();
-            out["anchorFrame"] = step.anchorFrame ? nlohmann::json(*step.anchorFrame) : nlohmann::json();
-            out["anchorOffset"] = step.anchorOffset ? nlohmann::json(*step.anchorOffset) : nlohmann::json();
-            out["csbegin"] = step.csbegin ? nlohmann::json(*step.csbegin) : nlohmann::json();
-            nlohmann::json shutter = nlohmann::json::object();
-            for (const auto &[frame, ns] : step.shutterNs)
-                shutter[std::to_string(frame)] = ns;
-            out["shutterTimeNs"] = shutter;
-        }
-        nlohmann::json checks = nlohmann::json::array();
-        for (const CheckOutcome &check : step.checks) {
-            const bool known = check.unknown.empty();
-            checks.push_back({{"frame", check.frame},
-                              {"verdict", known ? nlohmann::json{check.verdict.first, check.verdict.second}
-                                                : nlohmann::json()},
-                              {"accepted", known ? nlohmann::json(check.verdict.first) : nlohmann::json()},
-                              {"reason", check.reason},
-                              {"explanation", check.explanation}});
-            if (!known)
-                checks.back()["unknown"] = check.unknown;
-        }
-        out["checks"] = checks;
-        if (step.kind == StepKind::Capture && step.selectRan) {
-            out["taken"] = step.takenUnknown.empty() ? nlohmann::json(step.taken) : nlohmann::json();
-            out["requested"] = step.requested;
-        }
-        nlohmann::json warnings = nlohmann::json::array();
-        for (const StepWarning &warning : step.warnings)
-            warnings.push_back({{"frame", warning.frame}, {"text", warning.text}});
-        out["warnings"] = warnings;
-        if (trace.fromLog) {
-            out["selectedFrames"] = step.selectedFrames;
-            out["notes"] = step.notes;
-            if (!step.selectionCaveat.empty())
-                out["selectionCaveat"] = step.selectionCaveat;
-            if (!step.takenUnknown.empty())
-                out["takenUnknown"] = step.takenUnknown;
-        }
-        out["log"] = logJson(step.log);
-        steps.push_back(out);
+    for (const StepOutcome &step : trace.steps)
+        steps.push_back(stepJson(trace, step));
+    nlohmann::json out = sessionJson(trace);
+    out["steps"] = std::move(steps);
+    return out;
+}
+
+nlohmann::json stepJson(const SessionOutcome &trace, const StepOutcome &step)
+{
+    nlohmann::json out = {{"kind", stepKindName(step.kind)},
+                          {"label", step.label},
+                          {"fwkFrame", step.fwkFrame},
+                          {"captureTimeNs", step.captureNs}};
+    if (step.needed)
+        out["needed"] = *step.needed;
+    if (step.selectRan) {
+        nlohmann::json selection = nlohmann::json::object();
+        for (const auto &[id, list] : step.selection)
+            selection[std::to_string(id)] = list;
+        out["selection"] = selection;
+        out["consumer"] = step.consumer;
+        out["producer"] = step.producerKnown ? nlohmann::json(step.producer) : nlohmann::json();
+        if (step.motionCapture)
+            out["motionCapture"] = {{"anchorTimeStampNs", step.motionCapture->first},
+                                    {"motionCapType", step.motionCapture->second}};
+        out["zsdTs"] = step.zsdTs ? nlohmann::json(*step.zsdTs) : nlohmann::json();
+        out["curTime"] = step.curTime ? nlohmann::json(*step.curTime) : nlohmann::json();
+        out["anchorFrame"] = step.anchorFrame ? nlohmann::json(*step.anchorFrame) : nlohmann::json();
+        out["anchorOffset"] = step.anchorOffset ? nlohmann::json(*step.anchorOffset) : nlohmann::json();
+        out["csbegin"] = step.csbegin ? nlohmann::json(*step.csbegin) : nlohmann::json();
+        nlohmann::json shutter = nlohmann::json::object();
+        for (const auto &[frame, ns] : step.shutterNs)
+            shutter[std::to_string(frame)] = ns;
+        out["shutterTimeNs"] = shutter;
     }
+    nlohmann::json checks = nlohmann::json::array();
+    for (const CheckOutcome &check : step.checks) {
+        const bool known = check.unknown.empty();
+        checks.push_back({{"frame", check.frame},
+                          {"verdict", known ? nlohmann::json{check.verdict.first, check.verdict.second}
+                                            : nlohmann::json()},
+                          {"accepted", known ? nlohmann::json(check.verdict.first) : nlohmann::json()},
+                          {"reason", check.reason},
+                          {"explanation", check.explanation}});
+        if (!known)
+            checks.back()["unknown"] = check.unknown;
+    }
+    out["checks"] = checks;
+    if (step.kind == StepKind::Capture && step.selectRan) {
+        out["taken"] = step.takenUnknown.empty() ? nlohmann::json(step.taken) : nlohmann::json();
+        out["requested"] = step.requested;
+    }
+    nlohmann::json warnings = nlohmann::json::array();
+    for (const StepWarning &warning : step.warnings)
+        warnings.push_back({{"frame", warning.frame}, {"text", warning.text}});
+    out["warnings"] = warnings;
+    if (trace.fromLog) {
+        out["selectedFrames"] = step.selectedFrames;
+        out["notes"] = step.notes;
+        if (!step.selectionCaveat.empty())
+            out["selectionCaveat"] = step.selectionCaveat;
+        if (!step.takenUnknown.empty())
+            out["takenUnknown"] = step.takenUnknown;
+    }
+    out["log"] = logJson(step.log);
+    return out;
+}
+
+nlohmann::json sessionJson(const SessionOutcome &trace)
+{
     return {{"name", trace.name},
             {"file", trace.file},
             {"fromLog", trace.fromLog},
             {"device", trace.fingerprint},
             {"reportTime", trace.reportTime},
-            {"setupLog", logJson(trace.setupLog)},
-            {"steps", steps}};
+            {"setupLog", logJson(trace.setupLog)}};
 }
 
 } // namespace zsl::output

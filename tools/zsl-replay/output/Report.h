@@ -21,6 +21,9 @@ void writeSessionHeader(std::ostream &out, const outcome::SessionOutcome &trace)
 // One step of the text report, as writeText writes it under its session.
 void writeStepText(std::ostream &out, const outcome::SessionOutcome &trace, const outcome::StepOutcome &step,
                    bool withLog);
+// The JSON of a session with its steps; of one step; of the session's own facts.
 nlohmann::json toJson(const outcome::SessionOutcome &trace);
+nlohmann::json stepJson(const outcome::SessionOutcome &trace, const outcome::StepOutcome &step);
+nlohmann::json sessionJson(const outcome::SessionOutcome &trace);
 
 } // namespace zsl::output

@@ -1,10 +1,12 @@
 #pragma once
 /*
  * Sink: one output of zsl-replay (the report, the table, a picture, a trace
- * file...), fed capture session by capture session as they are replayed or
- * read, then finished once. Every output is one, so that a subcommand
- * feeds them all the same way (Outputs), and a new output is a new sink.
- * A sink reads only outcome records and the capture rows made from them.
+ * file...), fed each capture of a session as soon as it is complete, then
+ * the session's end, and finished once. Every output is one, so that a
+ * subcommand feeds them all the same way (Outputs), and a new output is a
+ * new sink. A sink reads only outcome records and the capture rows made
+ * from them. What must see a whole session before drawing it derives from
+ * WholeSessionSink, and keeps the session until its end.
  */
 
 #include "outcome/Outcome.h"
@@ -17,11 +19,36 @@ namespace zsl::output {
 class Sink {
 public:
     virtual ~Sink() = default;
-    // `rows` are the session's capture rows when a sink readsRows(), else empty.
-    virtual void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) = 0;
+    // A capture of the session being read. `session` holds what is known
+    // of the session so far; `row` is the capture's row when a sink
+    // readsRows(), else null.
+    virtual void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step,
+                     const CaptureRow *row) = 0;
+    // The session is read to its end: `session` now holds what only the
+    // whole input tells (its lines counted, the selector's configuration).
+    // Its steps, where it holds them, came through add().
+    virtual void end(const outcome::SessionOutcome &) {}
+    // The session could not be read to its end: what was added is dropped.
+    virtual void drop() {}
     // Every session has come. Throws outcome::Error when what was written is lost.
     virtual void finish() {}
     virtual bool readsRows() const { return false; }
+};
+
+// A sink that draws from whole sessions: each session's captures and rows
+// are kept until its end.
+class WholeSessionSink : public Sink {
+public:
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow *row) final;
+    void end(const outcome::SessionOutcome &session) final;
+    void drop() final;
+
+protected:
+    virtual void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) = 0;
+
+private:
+    std::vector<outcome::StepOutcome> mSteps;
+    std::vector<CaptureRow> mRows;
 };
 
 } // namespace zsl::output

@@ -30,29 +30,87 @@ ReportSink::ReportSink(std::ostream &out, Form form, bool withLog, const FleetSu
 {
 }
 
-void ReportSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
+namespace {
+
+// JSON text nested `spaces` deeper: each line after the first moved right.
+std::string nested(const std::string &json, size_t spaces)
+{
+    std::string out;
+    out.reserve(json.size() + json.size() / 16);
+    for (char c : json) {
+        out += c;
+        if (c == '\n')
+            out.append(spaces, ' ');
+    }
+    return out;
+}
+
+} // namespace
+
+void ReportSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow *)
+{
+    switch (mForm) {
+    case Form::Text:
+        writeStepText(mSpill.stream(), session, step, mWithLog);
+        break;
+    case Form::Json:
+        // The document as one dump with an indent of 2 would write it, the
+        // steps first: what the whole log tells comes after them.
+        mSpill.stream() << (mSteps == 0 ? "    {\n      \"steps\": [\n" : ",\n") << "        "
+                        << nested(jsonText(stepJson(session, step), 2), 8);
+        break;
+    case Form::JsonLines:
+        mLines.push_back(stepJson(session, step));
+        break;
+    }
+    ++mSteps;
+    mSpill.held();
+}
+
+void ReportSink::end(const SessionOutcome &session)
 {
     // Written at once, and flushed, so that a live log shows each capture as it completes.
-    if (mForm == Form::Text)
-        writeText(mOut, session, mWithLog), mOut << "\n";
-    else if (mForm == Form::JsonLines)
-        mOut << jsonText(toJson(session)) << "\n";
-    else
-        mTraces.push_back(toJson(session));
+    if (mForm == Form::Text) {
+        writeSessionHeader(mOut, session);
+        mSpill.moveTo(mOut);
+        mOut << "\n";
+    } else if (mForm == Form::JsonLines) {
+        nlohmann::json out = sessionJson(session);
+        out["steps"] = std::move(mLines);
+        mOut << jsonText(out) << "\n";
+    } else {
+        mOut << (mSessions == 0 ? "{\n  \"traces\": [\n" : ",\n");
+        if (mSteps == 0)
+            mOut << "    {\n      \"steps\": []";
+        mSpill.moveTo(mOut);
+        if (mSteps > 0)
+            mOut << "\n      ]";
+        const std::string facts = jsonText(sessionJson(session), 2); // "{\n  ...\n}"
+        mOut << ",\n    " << nested(facts.substr(2, facts.size() - 4), 4) << "\n    }";
+    }
     mOut.flush();
+    ++mSessions;
+    drop();
+}
+
+void ReportSink::drop()
+{
+    mSpill.clear();
+    mSteps = 0;
+    mLines = nlohmann::json::array();
 }
 
 void ReportSink::finish()
 {
     const bool summary = mSummary && mSummary->captures() > 1;
     if (mForm == Form::Json) {
-        nlohmann::json out = {{"traces", std::move(mTraces)}};
+        mOut << (mSessions == 0 ? "{\n  \"traces\": []" : "\n  ]");
         // The plug-in by file name: the build's path would differ from machine to machine.
         if (!mPlugin.empty())
-            out["plugin"] = mPlugin.substr(mPlugin.rfind('/') + 1);
+            mOut << ",\n  \"plugin\": " << jsonText(nlohmann::json(mPlugin.substr(mPlugin.rfind('/') + 1)));
         if (summary)
-            out["summary"] = mSummary->toJson();
-        mOut << jsonText(out, 2) << "\n";
+            mOut << ",\n  \"summary\": " << nested(jsonText(mSummary->toJson(), 2), 2);
+        mOut << "\n}\n";
     } else if (mForm == Form::JsonLines && summary) {
         mOut << jsonText(nlohmann::json{{"summary", mSummary->toJson()}}) << "\n";
     } else if (summary) {
@@ -62,21 +120,32 @@ void ReportSink::finish()
 }
 
 TableSink::TableSink(std::unique_ptr<OutputFile> file, CaptureTableWriter::Format format)
-    : mFile(std::move(file)), mWriter(mFile->stream(), format)
+    : mFile(std::move(file)), mWriter(mSpill.stream(), format)
 {
+    CaptureTableWriter(mFile->stream(), format).writeHeader();
 }
 
-void TableSink::add(const SessionOutcome &, const std::vector<CaptureRow> &rows)
+void TableSink::add(const SessionOutcome &, const StepOutcome &, const CaptureRow *row)
 {
-    for (const CaptureRow &row : rows)
-        mWriter.write(row);
+    mWriter.write(*row);
+    mSpill.held();
+}
+
+void TableSink::end(const SessionOutcome &)
+{
+    mSpill.moveTo(mFile->stream());
     mFile->stream().flush();
 }
 
-void SummarySink::add(const SessionOutcome &, const std::vector<CaptureRow> &rows)
+void SummarySink::add(const SessionOutcome &, const StepOutcome &, const CaptureRow *row)
 {
-    for (const CaptureRow &row : rows)
-        mSummary.add(row);
+    mSession.add(*row);
+}
+
+void SummarySink::end(const SessionOutcome &)
+{
+    mSummary.add(mSession);
+    mSession = FleetSummary();
 }
 
 void SummarySvgSink::finish()
@@ -93,7 +162,7 @@ PicturesSink::PerfettoForm PicturesSink::perfettoForm(const std::string &path)
     return endsWith(".json") ? PerfettoForm::Json : endsWith(".zip") ? PerfettoForm::Archive : PerfettoForm::Protobuf;
 }
 
-void PicturesSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
+void PicturesSink::addSession(const SessionOutcome &session, const std::vector<CaptureRow> &)
 {
     mSessions.push_back(session);
 }
@@ -124,7 +193,7 @@ void PicturesSink::finish()
     mPerfetto->close();
 }
 
-void HtmlSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
+void HtmlSink::addSession(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
 {
     for (const CaptureRow &row : rows)
         mSummary.add(row);
@@ -144,7 +213,7 @@ TraceFolderSink::TraceFolderSink(std::string dir) : mDir(std::move(dir))
         throw Error("--write-traces " + mDir + ": not a directory");
 }
 
-void TraceFolderSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
+void TraceFolderSink::addSession(const SessionOutcome &session, const std::vector<CaptureRow> &)
 {
     std::string failures;
     for (const StepOutcome &step : session.steps) {
@@ -169,7 +238,7 @@ void TraceFolderSink::add(const SessionOutcome &session, const std::vector<Captu
         throw Error(failures);
 }
 
-void AndroidLogSink::add(const SessionOutcome &session, const std::vector<CaptureRow> &)
+void AndroidLogSink::end(const SessionOutcome &session)
 {
     const std::string letters = "VDIWEF";
     for (const kohost::LogLine &line : session.androidLog) {

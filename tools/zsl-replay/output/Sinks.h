@@ -5,8 +5,9 @@
  * summary's picture, the timeline, the Perfetto file, the HTML page, a
  * folder of traces, and the plug-in's Android-log lines. Each adapts one writer (Report,
  * CaptureTable, FleetSummary, Timeline, Perfetto, TraceWriter,
- * LogcatWriter) to the sink's feed; pictures drawn from every session keep
- * the sessions, the others write as they go.
+ * LogcatWriter) to the sink's feed. The report and the table hold each
+ * session's part in a SessionSpill until it ends; pictures drawn from every
+ * session, the page and the traces keep the sessions.
  */
 
 #include "output/CaptureTable.h"
@@ -14,6 +15,7 @@
 #include "output/HtmlPage.h"
 #include "output/OutputFile.h"
 #include "output/PerfettoArchive.h"
+#include "output/SessionSpill.h"
 #include "output/Sink.h"
 
 #include <nlohmann/json.hpp>
@@ -32,7 +34,9 @@ public:
     // `summary`, when given, is printed under the report with more than one capture;
     // `plugin`, when given, is named in the JSON document.
     ReportSink(std::ostream &out, Form form, bool withLog, const FleetSummary *summary, std::string plugin = "");
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow *) override;
+    void end(const outcome::SessionOutcome &session) override;
+    void drop() override;
     void finish() override;
 
 private:
@@ -41,37 +45,46 @@ private:
     bool mWithLog;
     const FleetSummary *mSummary;
     std::string mPlugin;
-    nlohmann::json mTraces = nlohmann::json::array();
+    SessionSpill mSpill;      // the session's steps, as text or JSON
+    size_t mSteps = 0;        // ... how many
+    size_t mSessions = 0;     // sessions written
+    nlohmann::json mLines = nlohmann::json::array(); // JSON Lines: the session's steps
 };
 
 class TableSink : public Sink {
 public:
     TableSink(std::unique_ptr<OutputFile> file, CaptureTableWriter::Format format);
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *row) override;
+    void end(const outcome::SessionOutcome &) override;
+    void drop() override { mSpill.clear(); }
     void finish() override { mFile->close(); }
     bool readsRows() const override { return true; }
 
 private:
     std::unique_ptr<OutputFile> mFile;
-    CaptureTableWriter mWriter;
+    SessionSpill mSpill;
+    CaptureTableWriter mWriter; // into the spill
 };
 
 // Feeds a FleetSummary the rows; what it shows is written by others.
 class SummarySink : public Sink {
 public:
     explicit SummarySink(FleetSummary &summary) : mSummary(summary) {}
-    void add(const outcome::SessionOutcome &, const std::vector<CaptureRow> &rows) override;
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *row) override;
+    void end(const outcome::SessionOutcome &) override;
+    void drop() override { mSession = FleetSummary(); }
     bool readsRows() const override { return true; }
 
 private:
     FleetSummary &mSummary;
+    FleetSummary mSession; // the session being read
 };
 
 class SummarySvgSink : public Sink {
 public:
     SummarySvgSink(std::unique_ptr<OutputFile> file, const FleetSummary &summary)
         : mFile(std::move(file)), mSummary(summary) {}
-    void add(const outcome::SessionOutcome &, const std::vector<CaptureRow> &) override {}
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *) override {}
     void finish() override;
 
 private:
@@ -83,7 +96,7 @@ private:
 // session at the end, which are kept once for both. The Perfetto file is
 // the Trace Event Format's JSON, Perfetto's protobuf, or an archive of ours
 // and the device's traces.
-class PicturesSink : public Sink {
+class PicturesSink : public WholeSessionSink {
 public:
     enum class PerfettoForm { Json, Protobuf, Archive };
     // The form a file's name asks for: .json, .zip, or any other.
@@ -93,8 +106,10 @@ public:
     PicturesSink(std::unique_ptr<OutputFile> timeline, std::unique_ptr<OutputFile> perfetto,
                  std::unique_ptr<PerfettoArchive> archive = nullptr)
         : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)), mArchive(std::move(archive)) {}
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
     void finish() override;
+
+protected:
+    void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
 
 private:
     std::unique_ptr<OutputFile> mTimeline, mPerfetto; // null: not asked for
@@ -103,12 +118,14 @@ private:
 };
 
 // The self-contained HTML page of every capture, with its own summary.
-class HtmlSink : public Sink {
+class HtmlSink : public WholeSessionSink {
 public:
     explicit HtmlSink(std::unique_ptr<OutputFile> file) : mFile(std::move(file)) {}
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
     void finish() override;
     bool readsRows() const override { return true; }
+
+protected:
+    void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
 
 private:
     std::unique_ptr<OutputFile> mFile;
@@ -118,11 +135,15 @@ private:
 
 // Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...
 // for a fwkFrame seen again); an existing file is never overwritten.
-class TraceFolderSink : public Sink {
+// Written at the session's end: each trace takes the selector's last
+// configuration line.
+class TraceFolderSink : public WholeSessionSink {
 public:
     // Throws outcome::Error when `dir` is not a folder.
     explicit TraceFolderSink(std::string dir);
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
+
+protected:
+    void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
 
 private:
     std::string mDir;
@@ -137,7 +158,8 @@ public:
         : mOut(out), mMinimumPriority(minimumPriority), mFormat(std::move(format)) {}
     AndroidLogSink(std::unique_ptr<OutputFile> file, int minimumPriority, std::string format)
         : AndroidLogSink(file->stream(), minimumPriority, std::move(format)) { mFile = std::move(file); }
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &) override;
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *) override {}
+    void end(const outcome::SessionOutcome &session) override;
     void finish() override;
 
 private:

@@ -1,0 +1,29 @@
+// Sessions kept whole for the sinks that draw from them.
+
+#include "output/Sink.h"
+
+namespace zsl::output {
+
+void WholeSessionSink::add(const outcome::SessionOutcome &, const outcome::StepOutcome &step, const CaptureRow *row)
+{
+    mSteps.push_back(step);
+    if (row)
+        mRows.push_back(*row);
+}
+
+void WholeSessionSink::end(const outcome::SessionOutcome &session)
+{
+    outcome::SessionOutcome whole = session;
+    whole.steps = std::move(mSteps);
+    const std::vector<CaptureRow> rows = std::move(mRows);
+    drop();
+    addSession(whole, rows);
+}
+
+void WholeSessionSink::drop()
+{
+    mSteps.clear();
+    mRows.clear();
+}
+
+} // namespace zsl::output
