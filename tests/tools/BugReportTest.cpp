@@ -14,9 +14,11 @@
 #include "replay/TraceReader.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -139,6 +141,28 @@ TEST_P(BugReports, EachCaptureOnceWithTheDeviceAndTime)
               std::string::npos)
         << run.out;
     EXPECT_NE(run.out.find("frame 74"), std::string::npos); // the two-camera capture's refusal is there
+}
+
+// A zip holds logd's files ahead of the report, whose header names the
+// device: a capture complete before the header is read names it too.
+TEST(BugReportZip, RowsOfLogdFilesNameTheReportsDevice)
+{
+    std::vector<kohost::LogLine> lines = pluginLines(kNovember);
+    for (kohost::LogLine &line : lines)
+        line.tid = 1301; // one thread: its first capture is complete when the second begins
+    TempFile file(zipOf({{"main_entry.txt", "bugreport-kv1.txt"},
+                         {"bugreport-kv1.txt", bugReportText({})},
+                         {"FS/data/misc/logd/logcat", render(lines, 0, lines.size(), "threadtime")}}));
+    Outcome table = kotest::replay("explain " + file.path() + " --table jsonl:-");
+    EXPECT_EQ(table.status, 0) << table.err;
+    std::istringstream rows(table.out);
+    size_t n = 0;
+    for (std::string line; std::getline(rows, line); ++n) {
+        const nlohmann::json row = nlohmann::json::parse(line);
+        EXPECT_EQ(row["fingerprint"], "korvan/kv1/kv1:15/AP2A.240805.005/12345:user/release-keys") << line;
+        EXPECT_EQ(row["report_time"], "2026-11-23 18:46:29") << line;
+    }
+    EXPECT_EQ(n, 2u) << table.out;
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, BugReports,

@@ -44,6 +44,8 @@ constexpr std::string_view kPersistentLogs = "FS/data/misc/logd/";
 // The first bytes that tell a file's content: a container's magic number, a
 // Perfetto trace's first packet, or text.
 constexpr size_t kHeadBytes = 4096;
+// A bug report's header lines are in its first few KiB.
+constexpr size_t kOriginBytes = 64 << 10;
 
 // A damaged or overexpanding container ends the whole input with one
 // line: an outcome::Error thrown where it is found.
@@ -159,6 +161,24 @@ std::string readHead(const ByteReader &in, size_t size, const std::string &what)
     return head;
 }
 
+// A bug report's header line that tells where and when it was taken
+// ("== dumpstate: TIME", "Build fingerprint: 'FINGERPRINT'", the first
+// one), read into `origin`; false for any other line.
+bool originLine(std::string_view text, LogOrigin &origin)
+{
+    if (text.rfind("== dumpstate: ", 0) == 0) {
+        origin.reportTime = std::string(text.substr(14, 19));
+        return true;
+    }
+    if (!origin.fingerprint.empty() || text.rfind("Build fingerprint: ", 0) != 0)
+        return false;
+    std::string_view value = text.substr(19);
+    if (value.size() >= 2 && value.front() == '\'' && value.back() == '\'')
+        value = value.substr(1, value.size() - 2);
+    origin.fingerprint = std::string(value);
+    return true;
+}
+
 // One input's lines, from all its sources, into the importer.
 class Reading {
 public:
@@ -200,6 +220,18 @@ public:
 
     // A zip's entries may hold the same lines (logd's files, the report).
     void severalSources() { mSeveralSources = true; }
+    // The report's first lines, read ahead of logs that come before it:
+    // each capture is handed over with the device and time it came from.
+    void expectOrigin(std::string_view head)
+    {
+        for (size_t at = 0, end; at < head.size(); at = end + 1) {
+            end = std::min(head.find('\n', at), head.size());
+            std::string_view text = head.substr(at, end - at);
+            if (!text.empty() && text.back() == '\r')
+                text.remove_suffix(1);
+            originLine(text, mOrigin);
+        }
+    }
     // Plug-in lines handed over so far.
     uint64_t handedOver() const { return mHandedOver; }
     void problem(const std::string &text) { mProblem(text); }
@@ -260,17 +292,12 @@ private:
         if (text.rfind("== dumpstate: ", 0) == 0) {
             mReport = true;
             mInLogSection = false;
-            mOrigin.reportTime = std::string(text.substr(14, 19));
+            originLine(text, mOrigin);
             applyReportDate();
             return true;
         }
-        if (mReport && mOrigin.fingerprint.empty() && text.rfind("Build fingerprint: ", 0) == 0) {
-            std::string_view value = text.substr(19);
-            if (value.size() >= 2 && value.front() == '\'' && value.back() == '\'')
-                value = value.substr(1, value.size() - 2);
-            mOrigin.fingerprint = std::string(value);
+        if (mReport && originLine(text, mOrigin))
             return true;
-        }
         if (!mReport || text.rfind("------ ", 0) != 0 || text.size() < 14 || text.substr(text.size() - 7) != " ------")
             return false;
         if (text.find(" was the duration of '") != std::string_view::npos) {
@@ -387,6 +414,15 @@ void readZip(const std::string &path, Reading &reading)
         throw Error(path + ": a zip without a bug report or a Perfetto trace (no main_entry.txt, bugreport-*.txt, " +
                     std::string(kPersistentLogs) + " or *.pftrace)");
     std::sort(persistent.rbegin(), persistent.rend());
+    if (mainEntry >= 0 && !persistent.empty())
+        if (std::unique_ptr<zip_file_t, int (*)(zip_file_t *)> file(
+                zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(mainEntry), 0), zip_fclose);
+            file) {
+            std::string head(kOriginBytes, '\0');
+            const zip_int64_t got = zip_fread(file.get(), head.data(), head.size());
+            head.resize(got > 0 ? static_cast<size_t>(got) : 0);
+            reading.expectOrigin(head);
+        }
     for (const auto &[age, index] : persistent)
         readEntry(index, false);
     if (mainEntry >= 0)
