@@ -325,8 +325,6 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         thread.call.emplace();
         thread.call->lines = std::move(carried);
         thread.call->firstLine = lineNumber;
-        if (thread.tid == kUnknownId)
-            mOpenCalls.emplace(thread.pid, lineNumber);
     };
     const size_t all = thread.call ? thread.call->lines.size() : 0;
     const size_t split = phase == Phase::CameraRefused ? thread.call->afterRefusal : all;
@@ -393,8 +391,6 @@ void LogImporter::closeCall(Thread &thread)
         return;
     Call call = std::move(*thread.call);
     thread.call.reset();
-    if (thread.tid == kUnknownId)
-        mOpenCalls.erase(mOpenCalls.find({thread.pid, call.firstLine}));
 
     CheckOutcome check;
     std::optional<uint32_t> frame, fwkFrame;
@@ -575,19 +571,8 @@ bool LogImporter::complete(size_t index) const
     const Open &open = mOpen[index - mFirstOpen];
     if (open.held || !debugLevel(open.step))
         return false;
-    const auto lines = mMergedRanges.find(index);
-    if (lines == mMergedRanges.end())
-        return true;
-    // Read without thread ids: whether another capture's lines come between
-    // its own is known once no open capture or call of its process that
-    // began before its last line can still reach back over its first.
-    const Lines &own = lines->second;
-    for (auto other = std::next(lines); other != mMergedRanges.end(); ++other)
-        if (other->second.pid == own.pid && other->second.first <= own.last && other->second.last < own.first &&
-            mOpen[other->first - mFirstOpen].held)
-            return false;
-    const auto call = mOpenCalls.lower_bound({own.pid, 0});
-    return call == mOpenCalls.end() || call->first != own.pid || call->second > own.last;
+    // Read without thread ids, which captures' lines mix is told at the end.
+    return mMergedRanges.count(index) == 0;
 }
 
 void LogImporter::handOver(bool end)
@@ -601,16 +586,6 @@ void LogImporter::handOver(bool end)
         mOpen.pop_front();
         ++mFirstOpen;
     }
-    // Lines of captures handed over are kept while an open one may reach them.
-    if (mMergedRanges.empty() || mMergedRanges.begin()->first >= mFirstOpen)
-        return;
-    uint64_t reach = UINT64_MAX;
-    for (auto open = mMergedRanges.lower_bound(mFirstOpen); open != mMergedRanges.end(); ++open)
-        reach = std::min(reach, open->second.first);
-    for (const auto &[pid, first] : mOpenCalls)
-        reach = std::min(reach, first);
-    for (auto gone = mMergedRanges.begin(); gone != mMergedRanges.end() && gone->first < mFirstOpen;)
-        gone = gone->second.last < reach ? mMergedRanges.erase(gone) : std::next(gone);
 }
 
 void LogImporter::resolve(size_t index)

@@ -10,12 +10,12 @@
  * assumptions made; problems of the log itself become warnings.
  *
  * Given a hand-over, each capture leaves as soon as nothing later in the log
- * can change it: its thread has begun its next call, and what the rest of
- * the log decides about it is known (its process wrote a debug line; for a
- * format without thread ids, no capture still open may share its lines).
+ * can change it: its thread has begun its next call, and its process has
+ * written a debug line, which decides what the lines it lacks mean.
  * Captures leave in the order of their first line, so memory holds the
- * captures still open, not all of them; without a hand-over they are kept
- * and handed back by finish().
+ * captures still open, not all of them. An info-level log, and one whose
+ * format shows no thread id, are decided at its end and kept until then;
+ * without a hand-over all captures are kept and handed back by finish().
  */
 
 #include "outcome/Outcome.h"
@@ -131,8 +131,7 @@ private:
     std::map<std::pair<int, int64_t>, Thread> mThreads;
     static constexpr int64_t kNeededWaiting = INT64_MIN;
     std::map<int, int64_t> mLastNamed; // per process: the thread key of the fwkFrame named last
-    // Steps read without thread ids: their lines; kept after a step is
-    // handed over while a later one's may reach back to them.
+    // Steps read without thread ids: their lines.
     struct Lines {
         uint64_t first = 0, last = 0;
         int pid = 0;
@@ -143,7 +142,6 @@ private:
     Lines &mergedLines(size_t index, uint64_t first);
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
     std::set<int> mDebugProcesses;   // processes with a debug line in the log
-    std::multiset<std::pair<int, uint64_t>> mOpenCalls; // without thread ids: each open call's process and first line
     std::vector<std::string> mWarnings;
     // Warnings of what the whole log decides, listed after those of lines:
     // selections the log ends inside, then captures whose threads mix.

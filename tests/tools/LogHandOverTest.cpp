@@ -1,0 +1,106 @@
+// Captures handed over while a log is read: each one the same, in the same
+// order and with the same warnings, as when they are kept to the end; and
+// handed over before the end where the log lets that be decided early.
+
+#include "log/LineParser.h"
+#include "log/LogImporter.h"
+#include "output/LogcatWriter.h"
+#include "output/Report.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace zsl::outcome;
+
+// The sample log's plug-in lines, three times over, a minute apart.
+std::vector<kohost::LogLine> sampleLines(bool withDebug)
+{
+    std::vector<kohost::LogLine> once;
+    std::FILE *sample = std::fopen(ZSL_SOURCE_DIR "/examples/device.log", "r");
+    zsl::log::readDeviceLog(
+        sample, [&](kohost::LogLine line, uint64_t) { once.push_back(std::move(line)); }, [](const std::string &) {});
+    std::fclose(sample);
+    std::vector<kohost::LogLine> lines;
+    for (int64_t round = 0; round < 3; ++round)
+        for (kohost::LogLine line : once)
+            if (withDebug || line.level != "D") {
+                line.timeNs += round * 60000000000;
+                lines.push_back(std::move(line));
+            }
+    return lines;
+}
+
+struct Imported {
+    SessionOutcome session;
+    std::vector<std::string> warnings;
+    size_t beforeTheEnd = 0; // captures handed over before the last line was read
+};
+
+Imported import(const std::string &log, bool handOver)
+{
+    Imported out;
+    size_t read = 0, lines = 0;
+    for (char c : log)
+        lines += c == '\n';
+    zsl::log::LogImporter importer("test.log", !handOver ? zsl::log::LogImporter::HandOver()
+                                                         : [&](SessionOutcome &, StepOutcome &step) {
+                                                               out.beforeTheEnd += read < lines;
+                                                               out.session.steps.push_back(step);
+                                                           });
+    std::FILE *stream = fmemopen(const_cast<char *>(log.data()), log.size(), "r");
+    zsl::log::readDeviceLog(
+        stream,
+        [&](kohost::LogLine line, uint64_t number) {
+            read = number;
+            importer.add(std::move(line), number);
+        },
+        [](const std::string &) {});
+    std::fclose(stream);
+    SessionOutcome rest = importer.finish();
+    EXPECT_TRUE(!handOver || rest.steps.empty());
+    rest.steps.insert(rest.steps.begin(), out.session.steps.begin(), out.session.steps.end());
+    out.session = std::move(rest);
+    out.warnings = importer.warnings();
+    return out;
+}
+
+struct HandOverCase {
+    const char *name;
+    const char *format;
+    bool debug;
+    bool early; // some captures can leave before the end (not without thread ids)
+};
+
+class HandOver : public testing::TestWithParam<HandOverCase> {};
+
+TEST_P(HandOver, SameCapturesAsKeptToTheEnd)
+{
+    std::string log;
+    for (const kohost::LogLine &line : sampleLines(GetParam().debug))
+        log += zsl::output::logcatLine(line, GetParam().format) + "\n";
+    const Imported kept = import(log, false), handed = import(log, true);
+    ASSERT_EQ(handed.session.steps.size(), kept.session.steps.size());
+    EXPECT_EQ(zsl::output::toJson(handed.session).dump(1), zsl::output::toJson(kept.session).dump(1));
+    EXPECT_EQ(handed.session.description, kept.session.description);
+    EXPECT_EQ(handed.warnings, kept.warnings);
+    if (GetParam().early)
+        EXPECT_GT(handed.beforeTheEnd, 0u);
+    else // the whole log decides what a missing debug line means
+        EXPECT_EQ(handed.beforeTheEnd, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Logs, HandOver,
+                         testing::Values(HandOverCase{"threadtimeDebug", "threadtime", true, true},
+                                         HandOverCase{"threadtimeInfo", "threadtime", false, false},
+                                         HandOverCase{"briefDebug", "brief", true, false},
+                                         HandOverCase{"briefInfo", "brief", false, false},
+                                         HandOverCase{"processDebug", "process", true, false},
+                                         HandOverCase{"longDebug", "long", true, true}),
+                         [](const testing::TestParamInfo<HandOverCase> &info) { return info.param.name; });
+
+} // namespace
