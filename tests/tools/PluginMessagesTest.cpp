@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <fstream>
 #include <regex>
 #include <set>
@@ -49,12 +51,20 @@ TEST(PluginMessages, TheTableHoldsEveryMessageOfThePluginAndNoOther)
         inSources.merge(formatsIn(std::string(ZSL_SOURCE_DIR "/") + file));
     std::set<std::pair<std::string, char>> inTable;
     for (const zsl::messages::PluginMessage &message : pluginMessages())
-        inTable.insert({message.format, message.level});
+        inTable.insert({std::string(message.format), message.level});
     EXPECT_GT(inSources.size(), 50u); // the scan found the plug-in's messages
     for (const auto &[format, level] : inSources)
         EXPECT_TRUE(inTable.count({format, level})) << level << " \"" << format << "\" is not in the reader's table";
     for (const auto &[format, level] : inTable)
         EXPECT_TRUE(inSources.count({format, level})) << level << " \"" << format << "\" is not the plug-in's";
+}
+
+TEST(PluginMessages, NoMessagePrintsMoreArgumentsThanAnEventHolds)
+{
+    for (const zsl::messages::PluginMessage &message : pluginMessages())
+        EXPECT_LE(static_cast<size_t>(std::count(message.format.begin(), message.format.end(), '%')),
+                  zsl::messages::PluginEvent::maxArgs())
+            << message.format;
 }
 
 struct FillCase {

@@ -2,17 +2,23 @@
 
 #include "messages/PluginEvent.h"
 
+#include <algorithm>
+
 namespace zsl::messages {
 
 std::optional<PluginEvent> PluginEvent::decode(std::string_view text)
 {
-    std::vector<std::string_view> args;
-    for (const PluginMessage &message : pluginMessages()) {
-        args.clear();
-        if (fillsFormat(text, message.format, &args))
-            return PluginEvent(message, std::move(args));
-    }
-    return std::nullopt;
+    thread_local std::vector<std::string_view> args; // its room kept from line to line
+    const PluginMessage *message = findPluginMessage(text, args);
+    if (!message)
+        return std::nullopt;
+    return PluginEvent(*message, args);
+}
+
+PluginEvent::PluginEvent(const PluginMessage &message, const std::vector<std::string_view> &args)
+    : mMessage(&message), mCount(std::min(args.size(), kMaxArgs))
+{
+    std::copy(args.begin(), args.begin() + static_cast<std::ptrdiff_t>(mCount), mArgs.begin());
 }
 
 std::optional<size_t> PluginEvent::argumentAfter(std::string_view label) const

@@ -11,6 +11,7 @@
 
 #include "messages/PluginMessages.h"
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -21,6 +22,7 @@ namespace zsl::messages {
 
 class PluginEvent {
 public:
+    static constexpr size_t maxArgs() { return kMaxArgs; }
     // The event of a line's message text, or nothing when the plug-in
     // cannot write that text. The event views the text: keep the text.
     static std::optional<PluginEvent> decode(std::string_view text);
@@ -32,7 +34,7 @@ public:
 
     // The i-th argument as printed, or the number it starts with (hex
     // arguments in base 16).
-    std::string_view text(size_t i) const { return i < mArgs.size() ? mArgs[i] : std::string_view(); }
+    std::string_view text(size_t i) const { return i < mCount ? mArgs[i] : std::string_view(); }
     template <typename T> std::optional<T> number(size_t i, int base = 10) const
     {
         const std::string_view arg = text(i);
@@ -53,14 +55,17 @@ public:
     std::optional<int> lensState() const { return valueOf("lensState="); }
 
 private:
-    PluginEvent(const PluginMessage &message, std::vector<std::string_view> args)
-        : mMessage(&message), mArgs(std::move(args)) {}
+    PluginEvent(const PluginMessage &message, const std::vector<std::string_view> &args);
     // The argument printed right after `label` in the message's format.
     std::optional<size_t> argumentAfter(std::string_view label) const;
     std::optional<int> valueOf(std::string_view key) const;
 
+    // No message prints more arguments (a test reads the table): kept in
+    // place, an event costs no allocation.
+    static constexpr size_t kMaxArgs = 8;
     const PluginMessage *mMessage;
-    std::vector<std::string_view> mArgs;
+    std::array<std::string_view, kMaxArgs> mArgs;
+    size_t mCount = 0;
 };
 
 // Every decimal number of a list as the plug-in prints it ("41 42 43 ").

@@ -171,12 +171,31 @@ const std::vector<PluginMessage> &pluginMessages()
     return messages;
 }
 
+const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::string_view> &args)
+{
+    // Each format's text before its first conversion: a line that does not
+    // start with it cannot fill it, which one compare tells.
+    static const std::vector<std::string_view> starts = [] {
+        std::vector<std::string_view> fixed;
+        for (const PluginMessage &message : pluginMessages())
+            fixed.push_back(message.format.substr(0, message.format.find('%')));
+        return fixed;
+    }();
+    const std::vector<PluginMessage> &messages = pluginMessages();
+    for (size_t i = 0; i < messages.size(); ++i) {
+        if (text.compare(0, starts[i].size(), starts[i]) != 0)
+            continue;
+        args.clear();
+        if (fillsFormat(text, messages[i].format, &args))
+            return &messages[i];
+    }
+    return nullptr;
+}
+
 const PluginMessage *findPluginMessage(std::string_view text)
 {
-    for (const PluginMessage &message : pluginMessages())
-        if (fillsFormat(text, message.format))
-            return &message;
-    return nullptr;
+    thread_local std::vector<std::string_view> args;
+    return findPluginMessage(text, args);
 }
 
 } // namespace zsl::messages

@@ -50,7 +50,7 @@ enum class MessageId : int {
 };
 
 struct PluginMessage {
-    const char *format; // as the plug-in passes it to the log
+    std::string_view format; // as the plug-in passes it to the log
     char level;         // 'D' debug, 'I' info
     MessageKind kind;
     MessageId id;
@@ -59,8 +59,10 @@ struct PluginMessage {
 const std::vector<PluginMessage> &pluginMessages();
 
 // The message whose format the text fills, or null for a text the plug-in
-// cannot write.
+// cannot write. Only the messages whose fixed start the text has are tried.
 const PluginMessage *findPluginMessage(std::string_view text);
+// The same, with each conversion's text in `args`.
+const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::string_view> &args);
 
 // Whether text is what format prints for some arguments: %s takes any text,
 // numbers their digits (a sign for %d, 0x for %#x), %p a word. With `args`,

@@ -32,6 +32,15 @@ bool isLogcatFormat(const std::string &words, std::string &bad)
 
 std::string logcatLine(const kohost::LogLine &line, const std::string &words)
 {
+    return logcatEntry(std::string(kTag), line,
+                       line.group + " " + line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()" +
+                           line.text,
+                       words);
+}
+
+std::string logcatEntry(const std::string &tag, const kohost::LogLine &line, const std::string &message,
+                        const std::string &words)
+{
     // liblog writes the wall clock in the local zone: UTC, so that the same
     // line reads the same on every machine.
     static const bool utc = [] {
@@ -45,8 +54,6 @@ std::string logcatLine(const kohost::LogLine &line, const std::string &words)
     std::istringstream list(words);
     for (std::string word; std::getline(list, word, ',');)
         android_log_setPrintFormat(format.get(), android_log_formatFromString(word.c_str()));
-    const std::string message = line.group + " " + line.fileName + ":" + std::to_string(line.line) + " " +
-                                line.function + "()" + line.text;
     const std::string letters = "VDIWEF";
     const size_t level = letters.find(line.level);
     AndroidLogEntry entry{};
@@ -55,8 +62,8 @@ std::string logcatLine(const kohost::LogLine &line, const std::string &words)
     entry.priority = static_cast<android_LogPriority>(ANDROID_LOG_VERBOSE + (level == std::string::npos ? 0 : level));
     entry.pid = line.pid;
     entry.tid = line.tid;
-    entry.tag = kTag.data();
-    entry.tagLen = kTag.size();
+    entry.tag = tag.c_str();
+    entry.tagLen = tag.size();
     entry.message = message.c_str();
     entry.messageLen = message.size();
     char buffer[1024];

@@ -21,4 +21,8 @@ bool isLogcatFormat(const std::string &words, std::string &bad);
 // line's own clock (timeNs, formatted in UTC).
 std::string logcatLine(const kohost::LogLine &line, const std::string &words = "threadtime");
 
+// Any tag's entry, formatted the same way ("D", "I"... as level).
+std::string logcatEntry(const std::string &tag, const kohost::LogLine &line, const std::string &message,
+                        const std::string &words = "threadtime");
+
 } // namespace zsl::output
