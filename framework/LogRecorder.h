@@ -38,6 +38,9 @@ struct LogLine {
     // and the line's number in the log (0: not read from one).
     std::string timeText;
     uint64_t logLine = 0;
+    // Read from a device log: which of the reader's messages the text is
+    // (-1: not told yet), so that it is matched once.
+    int message = -1;
 };
 
 // Splits an Android-log message of the selector, "group file:line

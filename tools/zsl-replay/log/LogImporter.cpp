@@ -38,7 +38,7 @@ SelectionMarks selectionMarks(const std::vector<kohost::LogLine> &lines)
 {
     SelectionMarks marks;
     for (const kohost::LogLine &line : lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
         if (!event)
             continue;
         switch (event->id()) {
@@ -76,7 +76,7 @@ bool selectionEnded(const StepOutcome &step)
 // isSelectorNeeded's answer.
 bool neededAnswer(const kohost::LogLine &line)
 {
-    const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+    const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
     return event && event->number<int>(1).value_or(0) != 0;
 }
 
@@ -132,7 +132,9 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 {
     ++mLinesUsed;
     line.logLine = lineNumber;
-    const std::optional<PluginEvent> message = PluginEvent::decode(line.text);
+    const std::optional<PluginEvent> message = PluginEvent::decode(line.text, line.message);
+    if (message)
+        line.message = message->index();
     if (!message) {
         warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
                              line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
@@ -339,7 +341,8 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         if (!thread.call)
             startCall(all);
         else if (phase == Phase::CameraRefused &&
-                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1].text)->zslFrame() !=
+                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1].text,
+                                     thread.call->lines[thread.call->afterRefusal - 1].message)->zslFrame() !=
                      event.zslFrame())
             startCall(split);
         break;
@@ -400,7 +403,7 @@ void LogImporter::closeCall(Thread &thread)
     std::optional<int32_t> sensorMode;
     RequestSeen request; // what this call's lines show of the request
     for (const kohost::LogLine &line : call.lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
         if (!event)
             continue;
         frame = frame ? frame : event->zslFrame();

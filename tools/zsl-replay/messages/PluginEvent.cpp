@@ -6,9 +6,15 @@
 
 namespace zsl::messages {
 
-std::optional<PluginEvent> PluginEvent::decode(std::string_view text)
+std::optional<PluginEvent> PluginEvent::decode(std::string_view text, int known)
 {
     thread_local std::vector<std::string_view> args; // its room kept from line to line
+    const std::vector<PluginMessage> &messages = pluginMessages();
+    if (known >= 0 && static_cast<size_t>(known) < messages.size()) {
+        args.clear();
+        if (fillsFormat(text, messages[static_cast<size_t>(known)].format, &args))
+            return PluginEvent(messages[static_cast<size_t>(known)], args);
+    }
     const PluginMessage *message = findPluginMessage(text, args);
     if (!message)
         return std::nullopt;

@@ -25,7 +25,11 @@ public:
     static constexpr size_t maxArgs() { return kMaxArgs; }
     // The event of a line's message text, or nothing when the plug-in
     // cannot write that text. The event views the text: keep the text.
-    static std::optional<PluginEvent> decode(std::string_view text);
+    // `known`, when not -1, is index() of an event the text was decoded
+    // into before: the text is matched against that message alone.
+    static std::optional<PluginEvent> decode(std::string_view text, int known = -1);
+    // The message's place in the table.
+    int index() const { return static_cast<int>(mMessage - pluginMessages().data()); }
 
     MessageId id() const { return mMessage->id; }
     MessageKind kind() const { return mMessage->kind; }
