@@ -320,7 +320,8 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         // Lines after a refused camera may be the next frame's first cameras.
         std::vector<kohost::LogLine> carried;
         if (thread.call && keepFrom < thread.call->lines.size()) {
-            carried.assign(thread.call->lines.begin() + static_cast<std::ptrdiff_t>(keepFrom), thread.call->lines.end());
+            carried.assign(std::make_move_iterator(thread.call->lines.begin() + static_cast<std::ptrdiff_t>(keepFrom)),
+                           std::make_move_iterator(thread.call->lines.end()));
             thread.call->lines.resize(keepFrom);
         }
         closeCall(thread);
@@ -522,12 +523,15 @@ void LogImporter::closeCall(Thread &thread)
         step.states[source][check.frame] = states;
     if (sensorMode)
         step.sensorModes[check.frame] = *sensorMode;
-    step.log.insert(step.log.end(), call.lines.begin(), call.lines.end());
-    check.log = std::move(call.lines);
     // A sensor-mode check that wrote only its first line found no sensor-mode
-    // queue, or wrote the rest at debug level: the whole log tells which.
-    if (sensorOpened && !sensorEnded && !refused)
+    // queue, or wrote the rest at debug level: the whole log tells which,
+    // by its lines.
+    if (sensorOpened && !sensorEnded && !refused) {
         open.sensorOnly.push_back(step.checks.size());
+        check.log = call.lines;
+    }
+    step.log.insert(step.log.end(), std::make_move_iterator(call.lines.begin()),
+                    std::make_move_iterator(call.lines.end()));
     step.checks.push_back(std::move(check));
 }
 

@@ -4,7 +4,9 @@
 #include "messages/PluginMessages.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstdint>
 
 namespace zsl::messages {
 
@@ -171,20 +173,70 @@ const std::vector<PluginMessage> &pluginMessages()
     return messages;
 }
 
+namespace {
+
+// What tells most texts from a message at a glance: the format's fixed
+// start and, where a number follows it, the fixed text after the number.
+struct Start {
+    std::string_view fixed;
+    std::string_view afterNumber; // empty: no number right after `fixed`
+};
+
+// Where the fixed start ends; the conversion after it, if any, at `at`.
+Start startOf(std::string_view format)
+{
+    Start start;
+    const size_t at = format.find('%');
+    start.fixed = format.substr(0, at);
+    if (at == std::string_view::npos)
+        return start;
+    size_t end = at + 1;
+    while (end < format.size() && format[end] == 'l')
+        ++end;
+    if (end < format.size() && (format[end] == 'd' || format[end] == 'u')) {
+        const std::string_view rest = format.substr(end + 1);
+        start.afterNumber = rest.substr(0, rest.find('%'));
+    }
+    return start;
+}
+
+} // namespace
+
 const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::string_view> &args)
 {
-    // Each format's text before its first conversion: a line that does not
-    // start with it cannot fill it, which one compare tells.
-    static const std::vector<std::string_view> starts = [] {
-        std::vector<std::string_view> fixed;
-        for (const PluginMessage &message : pluginMessages())
-            fixed.push_back(message.format.substr(0, message.format.find('%')));
-        return fixed;
+    // The messages a text may fill, by its first byte, in the table's order:
+    // a text is matched against a few formats, not all.
+    struct Index {
+        std::vector<Start> starts;
+        std::array<std::vector<uint8_t>, 256> byFirst;
+    };
+    static const Index index = [] {
+        Index built;
+        const std::vector<PluginMessage> &messages = pluginMessages();
+        for (size_t i = 0; i < messages.size(); ++i) {
+            built.starts.push_back(startOf(messages[i].format));
+            const std::string_view fixed = built.starts.back().fixed;
+            for (size_t c = 0; c < 256; ++c)
+                if (fixed.empty() || static_cast<unsigned char>(fixed.front()) == c)
+                    built.byFirst[c].push_back(static_cast<uint8_t>(i));
+        }
+        return built;
     }();
+    if (text.empty())
+        return nullptr;
     const std::vector<PluginMessage> &messages = pluginMessages();
-    for (size_t i = 0; i < messages.size(); ++i) {
-        if (text.compare(0, starts[i].size(), starts[i]) != 0)
+    for (uint8_t i : index.byFirst[static_cast<unsigned char>(text.front())]) {
+        const Start &start = index.starts[i];
+        if (text.compare(0, start.fixed.size(), start.fixed) != 0)
             continue;
+        if (!start.afterNumber.empty()) {
+            size_t at = start.fixed.size();
+            at += at < text.size() && text[at] == '-';
+            while (at < text.size() && text[at] >= '0' && text[at] <= '9')
+                ++at;
+            if (text.compare(at, start.afterNumber.size(), start.afterNumber) != 0)
+                continue;
+        }
         args.clear();
         if (fillsFormat(text, messages[i].format, &args))
             return &messages[i];
