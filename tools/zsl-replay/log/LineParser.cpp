@@ -3,6 +3,7 @@
 #include "log/LineParser.h"
 
 #include "log/LogcatFormats.h"
+#include "messages/PluginMessages.h"
 #include "outcome/Outcome.h"
 
 namespace zsl::log {
@@ -67,8 +68,14 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
     if (!line && !timeNs) // raw: the message alone
         if ((line = pluginMessage("", text)))
             line = withIds(std::move(*line), 0, kUnknownId, kUnknownId);
-    if (line)
+    if (line) {
         line->timeText = std::string(stamp);
+        // Matched here, where a log read ahead is read: the rebuilding
+        // thread then reads the arguments of one message only.
+        if (line->message < 0 && !line->function.empty())
+            if (const messages::PluginMessage *known = messages::findPluginMessage(line->text))
+                line->message = static_cast<int>(known - messages::pluginMessages().data());
+    }
     return line;
 }
 

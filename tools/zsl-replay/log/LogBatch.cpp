@@ -5,6 +5,7 @@
 #include "log/InOrderPool.h"
 #include "log/LogImporter.h"
 #include "log/LogInput.h"
+#include "log/ReadAhead.h"
 #include "messages/PluginMessages.h"
 #include "outcome/Error.h"
 
@@ -48,7 +49,7 @@ std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, s
     return sources;
 }
 
-LogRead readLogSource(const LogSource &source, const CaptureDone &capture)
+LogRead readLogSource(const LogSource &source, const CaptureDone &capture, bool ahead)
 {
     LogRead read;
     read.source = source;
@@ -62,9 +63,14 @@ LogRead readLogSource(const LogSource &source, const CaptureDone &capture)
                 capture(session, step);
             };
         LogImporter importer(source.path, handOver);
-        readLogInput(
-            source.path, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-            [&](const std::string &problem) { importer.problem(problem); }, origin);
+        const std::function<void(kohost::LogLine, uint64_t)> line = [&](kohost::LogLine read, uint64_t number) {
+            importer.add(std::move(read), number);
+        };
+        const std::function<void(const std::string &)> problem = [&](const std::string &text) { importer.problem(text); };
+        if (ahead)
+            readLogInputAhead(source.path, line, problem, origin);
+        else
+            readLogInput(source.path, line, problem, origin);
         SessionOutcome session = importer.finish();
         session.fingerprint = origin.fingerprint;
         session.reportTime = origin.reportTime;
@@ -94,7 +100,7 @@ void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const 
 {
     if (jobs <= 1 || sources.size() <= 1) {
         for (const LogSource &source : sources)
-            done(readLogSource(source, capture));
+            done(readLogSource(source, capture, jobs >= 2));
         return;
     }
     forEachInOrder(sources.size(), jobs, 2 * size_t(jobs), [&](size_t index) { return readLogSource(sources[index]); },

@@ -44,13 +44,15 @@ std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, s
 using CaptureDone = std::function<void(const outcome::SessionOutcome &session, const outcome::StepOutcome &step)>;
 
 // Reads one input, handing each capture to `capture` when given, else
-// keeping them in the session; its error is handed over in the LogRead,
-// not thrown.
-LogRead readLogSource(const LogSource &source, const CaptureDone &capture = nullptr);
+// keeping them in the session, and with `ahead` reading on a thread of its
+// own while this one rebuilds the captures; its error is handed over in the
+// LogRead, not thrown.
+LogRead readLogSource(const LogSource &source, const CaptureDone &capture = nullptr, bool ahead = false);
 
-// Reads the sources on `jobs` threads (1: on this one, each capture to
-// `capture` as soon as it is complete) and hands each to `done` on the
-// calling thread, in the sources' order.
+// Reads the sources on `jobs` threads and hands each to `done` on the
+// calling thread, in the sources' order. With one thread, or one source,
+// they are read one after another, each capture to `capture` as soon as it
+// is complete, and with two threads or more each input is read ahead.
 void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const CaptureDone &capture,
                     const std::function<void(LogRead)> &done);
 

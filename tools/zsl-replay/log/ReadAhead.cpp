@@ -1,0 +1,138 @@
+// Reading on one thread, rebuilding on another, joined by a short queue.
+
+#include "log/ReadAhead.h"
+
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace zsl::log {
+
+namespace {
+
+constexpr size_t kBatchItems = 512;
+constexpr size_t kBatchesWaiting = 8;
+
+// A line, or a problem of the input.
+struct Item {
+    kohost::LogLine line;
+    uint64_t number = 0;
+    std::string problem;
+    bool isProblem = false;
+};
+
+struct Batch {
+    std::vector<Item> items;
+    LogOrigin origin;
+};
+
+// The reader gave up: the calling thread stopped taking its lines.
+struct Abandoned {};
+
+class Queue {
+public:
+    // On the reading thread. Throws Abandoned once the caller has gone.
+    void push(Batch batch)
+    {
+        std::unique_lock<std::mutex> guard(mLock);
+        mChanged.wait(guard, [&] { return mAbandoned || mBatches.size() < kBatchesWaiting; });
+        if (mAbandoned)
+            throw Abandoned();
+        mBatches.push_back(std::move(batch));
+        mChanged.notify_all();
+    }
+    void close(std::exception_ptr error)
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mClosed = true;
+        mError = error;
+        mChanged.notify_all();
+    }
+    // On the calling thread: false once every batch has been taken.
+    bool pop(Batch &batch)
+    {
+        std::unique_lock<std::mutex> guard(mLock);
+        mChanged.wait(guard, [&] { return mClosed || !mBatches.empty(); });
+        if (mBatches.empty())
+            return false;
+        batch = std::move(mBatches.front());
+        mBatches.pop_front();
+        mChanged.notify_all();
+        return true;
+    }
+    void abandon()
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mAbandoned = true;
+        mChanged.notify_all();
+    }
+    std::exception_ptr error() const { return mError; }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    std::deque<Batch> mBatches;
+    bool mClosed = false, mAbandoned = false;
+    std::exception_ptr mError;
+};
+
+} // namespace
+
+void readLogInputAhead(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+                       const std::function<void(const std::string &)> &problem, LogOrigin &origin)
+{
+    Queue queue;
+    std::thread reader([&] {
+        LogOrigin told; // this thread's; each batch carries a copy across
+        Batch batch;
+        auto flush = [&] {
+            batch.origin = told;
+            queue.push(std::move(batch));
+            batch = Batch();
+            batch.items.reserve(kBatchItems);
+        };
+        auto add = [&](Item item) {
+            batch.items.push_back(std::move(item));
+            if (batch.items.size() >= kBatchItems)
+                flush();
+        };
+        std::exception_ptr error;
+        try {
+            readLogInput(
+                path, [&](kohost::LogLine read, uint64_t number) { add(Item{std::move(read), number, {}, false}); },
+                [&](const std::string &text) { add(Item{{}, 0, text, true}); }, told);
+        } catch (const Abandoned &) {
+            queue.close(nullptr);
+            return;
+        } catch (...) {
+            error = std::current_exception(); // after the lines read before it
+        }
+        try {
+            flush();
+        } catch (const Abandoned &) {
+        }
+        queue.close(error);
+    });
+    try {
+        for (Batch batch; queue.pop(batch);) {
+            origin = batch.origin;
+            for (Item &item : batch.items)
+                if (item.isProblem)
+                    problem(item.problem);
+                else
+                    line(std::move(item.line), item.number);
+        }
+    } catch (...) {
+        queue.abandon();
+        reader.join();
+        throw;
+    }
+    reader.join();
+    if (queue.error())
+        std::rethrow_exception(queue.error());
+}
+
+} // namespace zsl::log
