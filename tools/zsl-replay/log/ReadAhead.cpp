@@ -24,8 +24,13 @@ struct Item {
     bool isProblem = false;
 };
 
+// Batches go back and forth: the reading thread fills one, the calling
+// thread copies its lines out and gives it back. So each thread frees only
+// what it allocated, which keeps the allocator from slowing down as the
+// log goes on.
 struct Batch {
-    std::vector<Item> items;
+    std::vector<Item> items; // the first `used` hold this batch's
+    size_t used = 0;
     LogOrigin origin;
 };
 
@@ -70,11 +75,27 @@ public:
         mChanged.notify_all();
     }
     std::exception_ptr error() const { return mError; }
+    void giveBack(Batch batch)
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mSpent.push_back(std::move(batch));
+    }
+    // On the reading thread: a batch given back, or a new one.
+    Batch fresh()
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        if (mSpent.empty())
+            return Batch();
+        Batch batch = std::move(mSpent.back());
+        mSpent.pop_back();
+        batch.used = 0;
+        return batch;
+    }
 
 private:
     std::mutex mLock;
     std::condition_variable mChanged;
-    std::deque<Batch> mBatches;
+    std::deque<Batch> mBatches, mSpent;
     bool mClosed = false, mAbandoned = false;
     std::exception_ptr mError;
 };
@@ -87,16 +108,18 @@ void readLogInputAhead(const std::string &path, const std::function<void(kohost:
     Queue queue;
     std::thread reader([&] {
         LogOrigin told; // this thread's; each batch carries a copy across
-        Batch batch;
+        Batch batch = queue.fresh();
         auto flush = [&] {
             batch.origin = told;
             queue.push(std::move(batch));
-            batch = Batch();
-            batch.items.reserve(kBatchItems);
+            batch = queue.fresh();
         };
         auto add = [&](Item item) {
-            batch.items.push_back(std::move(item));
-            if (batch.items.size() >= kBatchItems)
+            if (batch.used < batch.items.size())
+                batch.items[batch.used] = std::move(item);
+            else
+                batch.items.push_back(std::move(item));
+            if (++batch.used >= kBatchItems)
                 flush();
         };
         std::exception_ptr error;
@@ -119,11 +142,12 @@ void readLogInputAhead(const std::string &path, const std::function<void(kohost:
     try {
         for (Batch batch; queue.pop(batch);) {
             origin = batch.origin;
-            for (Item &item : batch.items)
-                if (item.isProblem)
-                    problem(item.problem);
+            for (size_t i = 0; i < batch.used; ++i)
+                if (batch.items[i].isProblem)
+                    problem(batch.items[i].problem);
                 else
-                    line(std::move(item.line), item.number);
+                    line(batch.items[i].line, batch.items[i].number); // a copy: this thread's own
+            queue.giveBack(std::move(batch));
         }
     } catch (...) {
         queue.abandon();
