@@ -1,103 +1,19 @@
-// Writes a log shaped like a phone's logcat for the reading benchmarks, to
-// standard output, every line rendered by liblog's formatter (threadtime):
-//   zsl-bench-log mixed PERCENT MEGABYTES   other apps' lines of 60 tags,
-//       40 to 400 bytes, from 12 processes, with the plug-in's lines making
-//       PERCENT % of the lines, in whole captures at debug level
+// zsl-bench-log: writes a benchmark log to standard output.
+//   zsl-bench-log mixed PERCENT MEGABYTES   other apps' lines, the plug-in's PERCENT % of them
 //   zsl-bench-log plugin CAPTURES           the plug-in's lines alone
-// The plug-in's captures are those of examples/device.log (two threads),
-// over and over, a second apart. The same arguments give the same bytes.
 
-#include "log/LineParser.h"
-#include "output/LogcatWriter.h"
+#include "BenchLogs.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
-#include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
-const char *const kTags[] = {
-    "ActivityManager", "ActivityTaskManager", "WindowManager", "InputDispatcher", "SurfaceFlinger", "Choreographer",
-    "CameraService", "Camera3-Device", "Camera3-Stream", "CameraProvider", "CamX", "CHIUSECASE", "ExynosCamera",
-    "AudioFlinger", "AudioPolicyManager", "BufferQueueProducer", "BLASTBufferQueue", "OpenGLRenderer", "libEGL",
-    "PackageManager", "ConnectivityService", "WifiService", "wpa_supplicant", "NetworkMonitor", "DnsResolver",
-    "BluetoothAdapter", "bt_stack", "GnssHAL", "LocationManagerService", "SensorService", "PowerManagerService",
-    "BatteryService", "healthd", "thermal-hal", "vold", "StorageManagerService", "MediaProvider", "MediaCodec",
-    "CCodec", "ACodec", "OMXNodeInstance", "NuPlayer", "ExoPlayerImpl", "Gralloc4", "HWComposer", "hwcomposer",
-    "chatty", "libc", "DEBUG", "AndroidRuntime", "System.err", "dalvikvm", "art", "zygote64", "Finsky",
-    "GmsClient", "Volley", "OkHttp", "JobScheduler", "AlarmManager", "NotificationService", "KeyguardViewMediator",
-    "Telephony", "RILJ"};
-const char *const kWords[] = {"frame",    "buffer", "request", "result",  "stream", "session", "surface", "config",
-                              "timeout",  "ms",     "queue",   "dequeue", "format", "usage",   "width",   "height",
-                              "state",    "id",     "handle",  "fence",   "slot",   "layer",   "vsync",   "pid",
-                              "package",  "intent", "binder",  "called",  "failed", "ok",      "start",   "stop"};
-const char kLevels[] = "VDDDDIIIIIWE";
-
-// The plug-in's lines of the sample log: 4 captures on two threads.
-std::vector<kohost::LogLine> sampleCaptures()
-{
-    std::vector<kohost::LogLine> lines;
-    std::FILE *sample = std::fopen(ZSL_SAMPLE_LOG, "r");
-    if (!sample) {
-        std::cerr << "zsl-bench-log: cannot read " << ZSL_SAMPLE_LOG << "\n";
-        std::exit(2);
-    }
-    zsl::log::readDeviceLog(
-        sample, [&](kohost::LogLine line, uint64_t) { lines.push_back(std::move(line)); }, [](const std::string &) {});
-    std::fclose(sample);
-    return lines;
-}
-
-class Writer {
-public:
-    void plugin(kohost::LogLine line, int64_t round)
-    {
-        line.timeNs = mTimeNs;
-        line.pid = 1187;
-        line.tid += static_cast<int>(round % 2) * 10; // other threads now and then
-        emit(zsl::output::logcatLine(line));
-    }
-    void other()
-    {
-        kohost::LogLine line;
-        const size_t process = mRandom() % 12;
-        line.pid = 900 + static_cast<int>(process) * 311;
-        line.tid = line.pid + static_cast<int>(mRandom() % 6);
-        line.level = std::string(1, kLevels[mRandom() % (sizeof kLevels - 1)]);
-        line.timeNs = mTimeNs;
-        const std::string tag = kTags[(process * 7 + mRandom() % 9) % (sizeof kTags / sizeof *kTags)];
-        // Message lengths spread from 40 to 400 bytes, most of them short.
-        const size_t length = 40 + static_cast<size_t>(360.0 * std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
-        std::string message;
-        while (message.size() < length)
-            message += std::string(kWords[mRandom() % (sizeof kWords / sizeof *kWords)]) +
-                       ((mRandom() % 3) ? " " : "=" + std::to_string(mRandom() % 100000) + " ");
-        message.resize(length);
-        emit(zsl::output::logcatEntry(tag, line, message));
-    }
-    uint64_t bytes() const { return mBytes; }
-    void tick(int64_t ns) { mTimeNs += ns; }
-
-private:
-    void emit(const std::string &text)
-    {
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        std::fputc('\n', stdout);
-        mBytes += text.size() + 1;
-        mTimeNs += 700000;
-    }
-    std::mt19937_64 mRandom{20261124};
-    int64_t mTimeNs = 1795400000000000000; // 2026-11-23, UTC
-    uint64_t mBytes = 0;
-};
-
 int usage()
 {
-    std::cerr << "usage: zsl-bench-log mixed PERCENT MEGABYTES | zsl-bench-log plugin CAPTURES\n";
+    std::fputs("usage: zsl-bench-log mixed PERCENT MEGABYTES | zsl-bench-log plugin CAPTURES\n", stderr);
     return 2;
 }
 
@@ -106,37 +22,19 @@ int usage()
 int main(int argc, char **argv)
 {
     const std::vector<std::string> args(argv + 1, argv + argc);
-    const std::vector<kohost::LogLine> unit = sampleCaptures();
-    constexpr int64_t kCapturesPerUnit = 4;
-    Writer out;
     if (args.size() == 2 && args[0] == "plugin") {
         const long captures = std::atol(args[1].c_str());
         if (captures <= 0)
             return usage();
-        for (int64_t round = 0; round * kCapturesPerUnit < captures; ++round, out.tick(1000000000))
-            for (const kohost::LogLine &line : unit)
-                out.plugin(line, round);
-        return 0;
-    }
-    if (args.size() != 3 || args[0] != "mixed")
+        zsl::bench::writePluginLog(stdout, captures);
+    } else if (args.size() == 3 && args[0] == "mixed") {
+        const double percent = std::atof(args[1].c_str());
+        const uint64_t megabytes = std::strtoull(args[2].c_str(), nullptr, 10);
+        if (percent <= 0 || percent >= 100 || megabytes == 0)
+            return usage();
+        zsl::bench::writeMixedLog(stdout, percent, megabytes << 20);
+    } else {
         return usage();
-    const double percent = std::atof(args[1].c_str());
-    const uint64_t bytes = std::strtoull(args[2].c_str(), nullptr, 10) << 20;
-    if (percent <= 0 || percent >= 100 || bytes == 0)
-        return usage();
-    // Each unit of captures comes with its share of other lines: a third
-    // among its own (other processes keep logging), the rest after it.
-    const double others = static_cast<double>(unit.size()) * (100.0 - percent) / percent;
-    const size_t among = static_cast<size_t>(others / 3);
-    const size_t after = static_cast<size_t>(others) - among;
-    for (int64_t round = 0; out.bytes() < bytes; ++round) {
-        for (size_t i = 0; i < unit.size(); ++i) {
-            out.plugin(unit[i], round);
-            for (size_t k = i * among / unit.size(); k < (i + 1) * among / unit.size(); ++k)
-                out.other();
-        }
-        for (size_t i = 0; i < after && out.bytes() < bytes; ++i)
-            out.other();
     }
-    return 0;
+    return std::fflush(stdout) == 0 ? 0 : 1;
 }

@@ -1,11 +1,14 @@
-// Reading a device log the size of a bug report's logcat: a threadtime log
-// (ZSL_LOG_BENCH_MB, default 200 MB) in which 1% of the lines are the
-// plug-in's, the captures of examples/device.log over and over. Reports the
-// bytes read per second on one core and the process's peak memory.
+// Reading device logs shaped like a phone's (BenchLogs): the plug-in's
+// lines at 1%, 3% and 10% of a ZSL_LOG_BENCH_MB log (default 200 MB), and
+// 16,000 captures of the plug-in's lines alone; each read on one thread,
+// and read ahead on two, into captures handed over as they complete.
+// Reports bytes per second, the captures found and the process's peak
+// memory.
 
-#include "log/LineParser.h"
-#include "output/LogcatWriter.h"
+#include "BenchLogs.h"
 #include "log/LogImporter.h"
+#include "log/LogInput.h"
+#include "log/ReadAhead.h"
 
 #include <benchmark/benchmark.h>
 
@@ -14,68 +17,74 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <functional>
+#include <map>
 #include <string>
-#include <vector>
 
 using namespace zsl::outcome;
 using namespace zsl::log;
 
 namespace {
 
-// The plug-in's lines of the sample log, and a line of another tag.
-std::vector<std::string> pluginLines()
+// Each log written once per run, to a temporary file removed at exit.
+const std::string &logFile(long shape)
 {
-    std::ifstream sample(ZSL_SAMPLE_LOG);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(sample, line);)
-        if (line.find(" KoAlgoEngine: ") != std::string::npos)
-            lines.push_back(line);
-    return lines;
-}
-
-// Writes the log once, line by line, so that making it needs no memory either.
-std::string makeLog(size_t bytes)
-{
+    static std::map<long, std::string> made;
+    if (auto found = made.find(shape); found != made.end())
+        return found->second;
     const std::string path = std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") +
-                             "/zsl-log-benchmark-" + std::to_string(getpid()) + ".log";
-    const std::vector<std::string> ours = pluginLines();
-    const std::string other =
-        "11-23 18:40:05.077  4711  4722 D Camera3-Device: processCaptureResult: frame 1099: result received, "
-        "buffers 2";
-    std::ofstream out(path);
-    size_t written = 0;
-    for (size_t i = 0; written < bytes; ++i) {
-        const std::string &line = i % 100 == 99 ? ours[(i / 100) % ours.size()] : other;
-        out << line << '\n';
-        written += line.size() + 1;
-    }
-    return path;
+                             "/zsl-log-benchmark-" + std::to_string(getpid()) + "-" + std::to_string(shape) + ".log";
+    std::FILE *out = std::fopen(path.c_str(), "wb");
+    const uint64_t megabytes = std::getenv("ZSL_LOG_BENCH_MB") ? std::strtoull(std::getenv("ZSL_LOG_BENCH_MB"), nullptr, 10) : 200;
+    if (shape == 0)
+        zsl::bench::writePluginLog(out, 16000);
+    else
+        zsl::bench::writeMixedLog(out, static_cast<double>(shape), megabytes << 20);
+    std::fclose(out);
+    static const bool cleanup = [] {
+        std::atexit([] {
+            for (const auto &[key, file] : made)
+                std::remove(file.c_str());
+        });
+        return true;
+    }();
+    (void)cleanup;
+    return made[shape] = path;
 }
 
-void BM_ReadThreadtimeLog(benchmark::State &state)
+// state.range(0): the plug-in's percent of the lines, 0 for its lines alone;
+// state.range(1): 1 to read ahead.
+void BM_ReadLog(benchmark::State &state)
 {
-    const size_t megabytes = std::getenv("ZSL_LOG_BENCH_MB") ? std::strtoul(std::getenv("ZSL_LOG_BENCH_MB"), nullptr, 10) : 200;
-    const std::string path = makeLog(megabytes << 20);
-    size_t bytes = 0, captures = 0;
+    const std::string &path = logFile(state.range(0));
+    size_t captures = 0;
     for (auto _ : state) {
-        std::FILE *stream = std::fopen(path.c_str(), "rb");
-        LogImporter importer(path);
-        readDeviceLog(
-            stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-            [](const std::string &) {});
-        bytes += static_cast<size_t>(std::ftell(stream));
-        std::fclose(stream);
-        captures = importer.finish().steps.size();
+        captures = 0;
+        LogImporter importer(path, [&](SessionOutcome &, StepOutcome &) { ++captures; });
+        LogOrigin origin;
+        const auto line = [&](kohost::LogLine read, uint64_t number) { importer.add(std::move(read), number); };
+        const auto problem = [](const std::string &) {};
+        if (state.range(1))
+            readLogInputAhead(path, line, problem, origin);
+        else
+            readLogInput(path, line, problem, origin);
+        captures += importer.finish().steps.size();
     }
-    std::remove(path.c_str());
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    state.SetBytesProcessed(static_cast<int64_t>(bytes));
+    std::FILE *file = std::fopen(path.c_str(), "rb");
+    std::fseek(file, 0, SEEK_END);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * std::ftell(file));
+    std::fclose(file);
     state.counters["captures"] = static_cast<double>(captures);
     state.counters["peakMB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
-BENCHMARK(BM_ReadThreadtimeLog)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_ReadLog)
+    ->ArgNames({"percent", "ahead"})
+    ->ArgsProduct({{1, 3, 10, 0}, {0, 1}})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime() // reading ahead works on two threads
+    ->Iterations(3);
 
 } // namespace
 
