@@ -61,7 +61,16 @@ csv:- or jsonl:- put it on standard output in place of the report.
 With --follow, one log is read as it is written (adb logcat through a pipe): a capture is
 explained once the next call on its thread has begun, or the thread has been quiet for a second;
 the reading ends at the end of input or Ctrl-C. --write-traces writes each capture read as a
-trace, DIR/fwkFrame-N.json (-2, -3... for a fwkFrame seen again), never over an existing file.)";
+trace, DIR/fwkFrame-N.json (-2, -3... for a fwkFrame seen again), never over an existing file.
+
+Memory: the report, --json and --table take each capture as soon as it is complete (its thread's
+next call has begun and its process has written a debug line), so a day-long log needs no more
+memory than a short one; an info-level log, or one whose format shows no thread id, is decided at
+its end and held until then. What is written only once every capture has come (--svg, --perfetto,
+--write-traces, --html) keeps each capture's own facts, without its lines (--html with them), so it
+grows with the captures. One input is read on a second thread while the first rebuilds captures
+(-j 2 or more); a report longer than a few MiB waits in a temporary file (TMPDIR) until its input
+has been read whole, since its head names what only the whole input tells.)";
 
 const char kExplainFooter[] = R"(Examples:
   zsl-replay explain bugreport.zip

@@ -7,6 +7,11 @@ namespace zsl::output {
 void WholeSessionSink::add(const outcome::SessionOutcome &, const outcome::StepOutcome &step, const CaptureRow *row)
 {
     mSteps.push_back(step);
+    if (!showsLines()) {
+        mSteps.back().log = {};
+        for (outcome::CheckOutcome &check : mSteps.back().checks)
+            check.log = {};
+    }
     if (row)
         mRows.push_back(*row);
 }

@@ -45,6 +45,8 @@ public:
 
 protected:
     virtual void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) = 0;
+    // Whether the sink shows each step's lines; if not, they are not kept.
+    virtual bool showsLines() const { return false; }
 
 private:
     std::vector<outcome::StepOutcome> mSteps;

@@ -126,6 +126,7 @@ public:
 
 protected:
     void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
+    bool showsLines() const override { return true; }
 
 private:
     std::unique_ptr<OutputFile> mFile;
