@@ -26,6 +26,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <string>
+#include <vector>
 
 using namespace zsl::outcome;
 using namespace zsl::replay;
@@ -39,6 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (fd < 0 || write(fd, data, size) != static_cast<ssize_t>(size))
         std::abort();
     LogImporter importer("fuzz.log");
+    // The same lines with each capture handed over once complete: the same captures.
+    std::vector<StepOutcome> handed;
+    LogImporter streaming("fuzz.log", [&](SessionOutcome &, StepOutcome &step) { handed.push_back(step); });
     std::ostringstream out;
     LiveImporter live("fuzz.log", [&](SessionOutcome capture, const std::vector<std::string> &) {
         writeText(out, capture, true);
@@ -49,19 +53,32 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             "/proc/self/fd/" + std::to_string(fd),
             [&](kohost::LogLine line, uint64_t number) {
                 live.add(line, number);
+                streaming.add(line, number);
                 importer.add(std::move(line), number);
             },
-            [&](const std::string &problem) { importer.problem(problem); }, origin);
+            [&](const std::string &problem) {
+                importer.problem(problem);
+                streaming.problem(problem);
+            },
+            origin);
     } catch (const Error &) { // a damaged container: what was read before still counts
     }
     close(fd);
     live.finish();
     const SessionOutcome session = importer.finish();
     writeText(out, session, true);
+    SessionOutcome streamed = streaming.finish();
+    handed.insert(handed.end(), streamed.steps.begin(), streamed.steps.end());
+    streamed.steps = std::move(handed);
+    if (toJson(streamed) != toJson(session) || streaming.warnings() != importer.warnings()) {
+        std::fprintf(stderr, "captures handed over differ from those kept to the end\n");
+        std::abort();
+    }
 
     std::ostringstream csv, jsonLines;
     CaptureTableWriter csvTable(csv, CaptureTableWriter::Format::Csv);
     CaptureTableWriter jsonTable(jsonLines, CaptureTableWriter::Format::JsonLines);
+    csvTable.writeHeader();
     FleetSummary summary;
     const std::vector<CaptureRow> rows = captureRows(session);
     for (const CaptureRow &row : rows) {
