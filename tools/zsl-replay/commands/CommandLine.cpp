@@ -68,9 +68,11 @@ next call has begun and its process has written a debug line), so a day-long log
 memory than a short one; an info-level log, or one whose format shows no thread id, is decided at
 its end and held until then. What is written only once every capture has come (--svg, --perfetto,
 --write-traces, --html) keeps each capture's own facts, without its lines (--html with them), so it
-grows with the captures. One input is read on a second thread while the first rebuilds captures
-(-j 2 or more); a report longer than a few MiB waits in a temporary file (TMPDIR) until its input
-has been read whole, since its head names what only the whole input tells.)";
+grows with the captures. A single input is read on a second thread while the first rebuilds its
+captures (-j 2 or more); several inputs are read -j at a time, each kept whole until its turn (with
+-j 1 each capture is taken as it completes). A report longer than a few MiB waits in a temporary
+file (TMPDIR) until its input has been read whole, since its head names what only the whole input
+tells.)";
 
 const char kExplainFooter[] = R"(Examples:
   zsl-replay explain bugreport.zip
