@@ -8,9 +8,11 @@
 #include "output/FleetSummary.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <time.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -59,6 +61,37 @@ size_t count(const std::string &text, const std::string &part)
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
         ++n;
     return n;
+}
+
+// --json is written as it goes: each trace's steps before what only the
+// whole input tells, the traces before the plug-in's name and the summary.
+TEST(JsonDocument, CapturesFirstThenWhatTheWholeInputTells)
+{
+    struct Case {
+        std::string command;
+        bool namesPlugin, summarises;
+        size_t traces;
+    };
+    for (const Case &c :
+         {Case{"replay --json", true, false, 4}, Case{"explain --json " + kSample + " " + kSample, false, true, 2}}) {
+        const Outcome run = kotest::replay(c.command);
+        ASSERT_EQ(run.status, 0) << c.command << "\n" << run.err;
+        const nlohmann::json document = nlohmann::json::parse(run.out);
+        ASSERT_EQ(document["traces"].size(), c.traces) << c.command;
+        EXPECT_EQ(document.contains("plugin"), c.namesPlugin) << c.command;
+        if (c.namesPlugin) {
+            EXPECT_EQ(document["plugin"], "com.korvan.zsl.default.so");
+        }
+        EXPECT_EQ(document.contains("summary"), c.summarises) << c.command;
+        // The traces first; the plug-in's name or the summary after them.
+        const size_t traces = run.out.find("\"traces\"");
+        EXPECT_LT(traces, std::min(run.out.find("\n  \"plugin\""), run.out.find("\n  \"summary\""))) << c.command;
+        // Each trace: its steps, then its configuration lines.
+        for (size_t at = run.out.find("\n    {"), n = 0; at != std::string::npos; at = run.out.find("\n    {", at + 1), ++n) {
+            const size_t steps = run.out.find("\"steps\"", at), setup = run.out.find("\"setupLog\"", at);
+            EXPECT_LT(steps, setup) << c.command << ", trace " << n;
+        }
+    }
 }
 
 TEST(ExplainWriteTraces, EachCaptureOnceNamedApartAndNeverOverAFile)
