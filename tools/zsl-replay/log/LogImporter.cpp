@@ -116,8 +116,13 @@ LogImporter::Lines &LogImporter::mergedLines(size_t index, uint64_t first)
 
 void LogImporter::hold(Thread &thread, std::optional<size_t> index)
 {
-    if (thread.capture)
-        mOpen[*thread.capture - mFirstOpen].held = false;
+    if (thread.capture) {
+        Open &released = mOpen[*thread.capture - mFirstOpen];
+        released.held = false;
+        // It may wait long (an info-level log: to its end): no room to spare.
+        if (!debugLevel(released.step))
+            released.step.log.shrink_to_fit();
+    }
     thread.capture = index;
     if (index)
         mOpen[*index - mFirstOpen].held = true;

@@ -15,7 +15,7 @@ namespace zsl::output {
 
 namespace {
 
-constexpr std::streamoff kMemoryBytes = 4 << 20;
+constexpr std::streamoff kMemoryBytes = 1 << 20;
 
 std::FILE *temporaryFile()
 {
