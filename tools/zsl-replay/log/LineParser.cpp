@@ -74,7 +74,7 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
         // thread then reads the arguments of one message only.
         if (line->message < 0 && !line->function.empty())
             if (const messages::PluginMessage *known = messages::findPluginMessage(line->text))
-                line->message = static_cast<int>(known - messages::pluginMessages().data());
+                line->message = messages::messageIndex(*known);
     }
     return line;
 }

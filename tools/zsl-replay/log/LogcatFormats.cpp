@@ -141,7 +141,7 @@ std::optional<kohost::LogLine> pluginMessage(std::string_view level, std::string
     const PluginMessage *known = line.function.empty() ? nullptr : findPluginMessage(line.text);
     if (!known)
         return std::nullopt;
-    line.message = static_cast<int>(known - messages::pluginMessages().data());
+    line.message = messages::messageIndex(*known);
     if (line.level.empty()) // raw: the message tells its level
         line.level = std::string(1, known->level);
     return line;

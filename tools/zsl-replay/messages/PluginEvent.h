@@ -29,7 +29,7 @@ public:
     // into before: the text is matched against that message alone.
     static std::optional<PluginEvent> decode(std::string_view text, int known = -1);
     // The message's place in the table.
-    int index() const { return static_cast<int>(mMessage - pluginMessages().data()); }
+    int index() const { return messageIndex(*mMessage); }
 
     MessageId id() const { return mMessage->id; }
     MessageKind kind() const { return mMessage->kind; }

@@ -57,6 +57,11 @@ struct PluginMessage {
 };
 
 const std::vector<PluginMessage> &pluginMessages();
+// A message's place in that table: what a line read from a log keeps.
+inline int messageIndex(const PluginMessage &message)
+{
+    return static_cast<int>(&message - pluginMessages().data());
+}
 
 // The message whose format the text fills, or null for a text the plug-in
 // cannot write. Only the messages whose fixed start the text has are tried.
