@@ -1,5 +1,6 @@
 // zsl-replay: replays captures through the real plug-in (replay, the
-// default), explains captures from device logs (explain), and lists the
+// default), explains captures from device logs (explain), replays them with
+// the selector's properties changed (whatif), and lists the
 // metadata tags a trace may use (tags). The spelling of the command line is
 // in commands/CommandLine; each subcommand runs in a file of its own.
 
@@ -7,6 +8,7 @@
 #include "commands/ExplainCommand.h"
 #include "commands/ReplayCommand.h"
 #include "commands/TagsCommand.h"
+#include "commands/WhatIfCommand.h"
 
 int main(int argc, char **argv)
 {
@@ -17,6 +19,8 @@ int main(int argc, char **argv)
     switch (line.command()) {
     case CommandLine::Command::Explain:
         return zsl::commands::runExplain(line.explain());
+    case CommandLine::Command::WhatIf:
+        return zsl::commands::runWhatIf(line.whatIf());
     case CommandLine::Command::Tags:
         return zsl::commands::runTags();
     case CommandLine::Command::Replay:

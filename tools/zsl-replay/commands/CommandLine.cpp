@@ -89,6 +89,39 @@ Exit status:
 Environment:
   none is read.)";
 
+const char kWhatIfHelp[] = R"(Replays captures as they were and as they would have been with the selector's properties changed,
+and shows each side by side: the window, the anchor, the begin, the frames selected, each frame's
+verdict, the frames taken and how long before the capture they were shot; then a summary (captures
+unchanged, anchors moved earlier or later, captures taken in full before and after). NAME is one of
+ro.vendor.camera3.zsl.default, ro.vendor.camera3.zsl.project, vendor.debug.camera3.zsl.timestamp
+(their sum is the time window in ms), persist.vendor.kohal.selector.pending.mask (0 or 1), or
+window, which sets vendor.debug.camera3.zsl.timestamp so that the window is VALUE ms.
+
+INPUT is a trace (its text starts with "{") or a device log (anything explain reads), or a folder
+of them; without one, the built-in captures. On a trace both sides are replays of it, exact. A log's
+capture is rebuilt as a trace and replayed, and each side states only what the log grounds: the
+shutter times the anchor scan logged, the frames the presence check passed over, the verdicts the
+checks logged, how many frames the capture wants where its begin tells. Every other fact is "not
+known", with the reason and what is known of it (in --json: null, named under "unknown", bounded
+under "bounds"). A log's steps without a selection are passed over: no property reaches them.
+
+--sweep replays every value from FROM to TO by STEP (at most 1000) and prints one row per value over
+all captures; --sweep-svg draws the value against the captures taken in full and the lag.)";
+
+const char kWhatIfFooter[] = R"(Examples:
+  zsl-replay whatif --set window=150 bugreport.zip
+  zsl-replay whatif --set persist.vendor.kohal.selector.pending.mask=1 traces/
+  zsl-replay whatif --sweep window=0:300:25 --sweep-svg window.svg reports/
+
+Exit status:
+  0  every input was compared
+  2  bad input (a property the selector does not read, a value that is not a whole number, a sweep
+     with a zero or wrong-signed step or more than 1000 values, an input that cannot be read);
+     a bad input is named in one line and the others are still compared
+
+Environment:
+  none is read.)";
+
 const char kTagsHelp[] = "Prints every metadata tag a trace may use, with its id and type.";
 
 const char kTagsFooter[] = R"(Example:
@@ -120,7 +153,7 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
 
 bool isSubcommandOrTopLevel(const std::string &arg)
 {
-    for (const char *word : {"replay", "explain", "tags", "-h", "--help", "--help-all", "--version"})
+    for (const char *word : {"replay", "explain", "whatif", "tags", "-h", "--help", "--help-all", "--version"})
         if (arg == word)
             return true;
     return false;
@@ -194,6 +227,22 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
         ->type_name("FILE");
     addOutputOptions(*mExplainApp, mExplain.output);
 
+    mWhatIfApp = mApp.add_subcommand("whatif", "replay captures as they would have been with the selector's properties changed");
+    mWhatIfApp->footer(std::string(kWhatIfHelp) + "\n\n" + kWhatIfFooter);
+    mWhatIfApp->add_option("INPUT", mWhatIf.inputs, "traces, logs, bug reports, folders of them (default: the built-in captures)");
+    mWhatIfApp->add_option("--set", mWhatIf.sets, "a property's value after the change, NAME=VALUE (repeat for several)")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    mWhatIfApp->add_option("--sweep", mWhatIf.sweep, "one row per value of NAME from FROM to TO by STEP")
+        ->type_name("NAME=FROM:TO:STEP");
+    mWhatIfApp->add_option("--sweep-svg", mWhatIf.sweepSvgPath, "draw the sweep into FILE")->type_name("FILE");
+    mWhatIfApp->add_option("--plugin", mWhatIf.pluginPath, "the plug-in to load (default: beside this program, else installed)")
+        ->type_name("PATH");
+    mWhatIfApp->add_flag("--json", mWhatIf.json, "print the results as JSON instead of the text report");
+    mWhatIfApp->add_option("--table", mWhatIf.table,
+                           "write one row per capture, both sides: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
+        ->type_name("FILE");
+
     mTagsApp = mApp.add_subcommand("tags", kTagsHelp);
     mTagsApp->footer(kTagsFooter);
 }
@@ -217,7 +266,7 @@ std::optional<int> CommandLine::parse(int argc, char **argv)
         const std::string name = mApp.get_subcommands().empty() ? args.front()
                                                                   : mApp.get_subcommands().front()->get_name();
         if (dynamic_cast<const CLI::ExtrasError *>(&error))
-            for (const CLI::App *given : {mReplayApp, mExplainApp, mTagsApp})
+            for (const CLI::App *given : {mReplayApp, mExplainApp, mWhatIfApp, mTagsApp})
                 if (given->get_name() == name)
                     if (auto refused = refuseUnknownOption(*given, args))
                         return refused;
@@ -230,6 +279,8 @@ CommandLine::Command CommandLine::command() const
 {
     if (mExplainApp->parsed())
         return Command::Explain;
+    if (mWhatIfApp->parsed())
+        return Command::WhatIf;
     return mTagsApp->parsed() ? Command::Tags : Command::Replay;
 }
 
@@ -243,7 +294,7 @@ std::optional<int> CommandLine::refuseUnknownOption(const CLI::App &given, const
         if (arg.size() < 2 || arg[0] != '-' || given.get_option_no_throw(optionName(arg)))
             continue;
         const std::string name = optionName(arg);
-        for (const CLI::App *other : {mReplayApp, mExplainApp})
+        for (const CLI::App *other : {mReplayApp, mExplainApp, mWhatIfApp})
             if (other != &given && other->get_option_no_throw(name))
                 return usageError(given.get_name(), name + " is an option of zsl-replay " + other->get_name() +
                                                         ", not of " + given.get_name());

@@ -30,29 +30,6 @@ void stopReading(int)
     gStop = 1;
 }
 
-// Where --table writes: the format from "csv:"/"jsonl:" or the extension.
-struct TableTarget {
-    std::string path;
-    output::CaptureTableWriter::Format format = output::CaptureTableWriter::Format::Csv;
-};
-
-std::optional<TableTarget> tableTarget(const std::string &value)
-{
-    using Format = output::CaptureTableWriter::Format;
-    auto endsWith = [&](const std::string &end) {
-        return value.size() > end.size() && value.compare(value.size() - end.size(), end.size(), end) == 0;
-    };
-    if (value.rfind("csv:", 0) == 0 && value.size() > 4)
-        return TableTarget{value.substr(4), Format::Csv};
-    if (value.rfind("jsonl:", 0) == 0 && value.size() > 6)
-        return TableTarget{value.substr(6), Format::JsonLines};
-    if (endsWith(".csv"))
-        return TableTarget{value, Format::Csv};
-    if (endsWith(".jsonl"))
-        return TableTarget{value, Format::JsonLines};
-    return std::nullopt;
-}
-
 // The outputs asked for; throws outcome::Error when one cannot be opened.
 void attachOutputs(const ExplainOptions &options, const std::optional<TableTarget> &table,
                    output::FleetSummary &summary, output::Outputs &outputs)

@@ -41,4 +41,14 @@ struct ExplainOptions {
     OutputOptions output;
 };
 
+struct WhatIfOptions {
+    std::vector<std::string> inputs; // traces and logs, told apart by content; none: the built-in captures
+    std::vector<std::string> sets;   // NAME=VALUE
+    std::string sweep;               // NAME=FROM:TO:STEP
+    std::string sweepSvgPath;
+    std::string pluginPath;
+    bool json = false;
+    std::string table;               // as explain's
+};
+
 } // namespace zsl::commands

@@ -15,6 +15,23 @@ bool isArchive(const std::string &perfettoPath)
 
 } // namespace
 
+std::optional<TableTarget> tableTarget(const std::string &value)
+{
+    using Format = output::CaptureTableWriter::Format;
+    auto endsWith = [&](const std::string &end) {
+        return value.size() > end.size() && value.compare(value.size() - end.size(), end.size(), end) == 0;
+    };
+    if (value.rfind("csv:", 0) == 0 && value.size() > 4)
+        return TableTarget{value.substr(4), Format::Csv};
+    if (value.rfind("jsonl:", 0) == 0 && value.size() > 6)
+        return TableTarget{value.substr(6), Format::JsonLines};
+    if (endsWith(".csv"))
+        return TableTarget{value, Format::Csv};
+    if (endsWith(".jsonl"))
+        return TableTarget{value, Format::JsonLines};
+    return std::nullopt;
+}
+
 std::string outputOptionsProblem(const OutputOptions &options)
 {
     if (!options.deviceTraces.empty() && !isArchive(options.perfettoPath))

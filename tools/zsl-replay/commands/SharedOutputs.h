@@ -2,16 +2,27 @@
 /*
  * SharedOutputs: the pictures and the page replay and explain both write
  * when asked (--svg, --perfetto with its --device-trace, --html), attached
- * to a subcommand's outputs the same way.
+ * to a subcommand's outputs the same way, and where a --table goes.
  */
 
 #include "commands/Options.h"
+#include "output/CaptureTable.h"
 #include "output/Outputs.h"
+
+#include <optional>
 
 #include <string>
 #include <vector>
 
 namespace zsl::commands {
+
+// Where --table writes: the format from "csv:"/"jsonl:" or the extension.
+struct TableTarget {
+    std::string path;
+    output::CaptureTableWriter::Format format = output::CaptureTableWriter::Format::Csv;
+};
+// None when the value names neither.
+std::optional<TableTarget> tableTarget(const std::string &value);
 
 // What is wrong with the outputs asked for, for a usage error; "" if nothing.
 std::string outputOptionsProblem(const OutputOptions &options);

@@ -178,9 +178,8 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen ? MessageKind::Qualify : message->kind();
     switch (kind) {
     case MessageKind::Config:
-        mPending[line.pid] = message->number<int>(0).value_or(0) != 0;
-        mSession.config = SelectorConfig{mPending[line.pid], message->number<int64_t>(2).value_or(0),
-                                         message->number<int64_t>(3).value_or(0), message->number<int64_t>(4).value_or(0)};
+        mSession.config = configOf(*message);
+        mPending[line.pid] = mSession.config->pending;
         // A selector made again with the same configuration says nothing new.
         if (std::none_of(mSession.setupLog.begin(), mSession.setupLog.end(),
                          [&line](const kohost::LogLine &seen) { return seen.text == line.text; }))
@@ -508,6 +507,7 @@ void LogImporter::closeCall(Thread &thread)
             thread.nextSelected = static_cast<size_t>(at - selected.begin()) + 1;
     } else if (step.kind == StepKind::Capture && thread.nextSelected < selected.size()) {
         frame = selected[thread.nextSelected++];
+        check.frameInferred = true;
         const std::string assumed = "accepted frames without super resolution have no line naming them: they are "
                                     "numbered in selection order, assuming the host checks the selected frames in "
                                     "that order";
@@ -605,6 +605,7 @@ void LogImporter::resolve(size_t index)
     Open &open = mOpen[index - mFirstOpen];
     StepOutcome &step = open.step;
     const bool debug = debugLevel(step);
+    step.debugLines = debug;
     const std::string noDebug = "the log has no debug line of this process";
     if (open.unended)
         step.notes.push_back(finishedEarly(open)

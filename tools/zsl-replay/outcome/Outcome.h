@@ -56,6 +56,9 @@ struct CheckOutcome {
     // Read from a device log: why the verdict is not in the log (empty when
     // it is); verdict is then meaningless.
     std::string unknown;
+    // Read from a device log: no line names the frame; it is numbered in
+    // selection order.
+    bool frameInferred = false;
     std::vector<kohost::LogLine> log;
 };
 
@@ -112,6 +115,10 @@ struct StepOutcome {
     std::string selectionCaveat;
     std::string takenUnknown;
     RequestSeen request; // read from a device log
+    // Read from a device log: whether the process wrote debug lines; if not,
+    // what the plug-in logs at debug level (the presence check, accepted
+    // frames) is not in the log.
+    bool debugLines = true;
     std::vector<kohost::LogLine> log;
 };
 

@@ -133,6 +133,22 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         result.anchorFrame = lastExamined->first;
 }
 
+SelectorConfig configOf(const PluginEvent &configLine)
+{
+    return SelectorConfig{configLine.number<int>(0).value_or(0) != 0, configLine.number<int64_t>(2).value_or(0),
+                          configLine.number<int64_t>(3).value_or(0), configLine.number<int64_t>(4).value_or(0)};
+}
+
+std::optional<SelectorConfig> configIn(const std::vector<kohost::LogLine> &lines)
+{
+    std::optional<SelectorConfig> config;
+    for (const kohost::LogLine &line : lines)
+        if (const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+            event && event->is(MessageId::Config))
+            config = configOf(*event);
+    return config;
+}
+
 void readRequestLine(const PluginEvent &event, RequestSeen &seen)
 {
     switch (event.id()) {

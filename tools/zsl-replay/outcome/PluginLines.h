@@ -26,6 +26,11 @@ namespace zsl::outcome {
 // frame a queue lacks) from the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
+// The selector's configuration its construction line states.
+SelectorConfig configOf(const messages::PluginEvent &configLine);
+// ... the last such line of `lines` (a replay's setup lines), if any.
+std::optional<SelectorConfig> configIn(const std::vector<kohost::LogLine> &lines);
+
 // What one line shows of the request (the trace writer writes it back as
 // the request's metadata), added to what earlier lines showed: the first
 // value of each stays. readSelectionLines adds the selection's lines.

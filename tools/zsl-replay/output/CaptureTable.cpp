@@ -166,31 +166,36 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     return out;
 }
 
+std::string csvHeader(const nlohmann::ordered_json &row)
+{
+    std::string header;
+    for (const auto &item : row.items())
+        header += (header.empty() ? "" : ",") + item.key();
+    return header;
+}
+
+std::string tableLine(const nlohmann::ordered_json &row, CaptureTableWriter::Format format)
+{
+    if (format == CaptureTableWriter::Format::JsonLines)
+        return row.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::string line;
+    bool first = true;
+    for (const auto &item : row.items()) {
+        line += (first ? "" : ",") + csvField(item.value());
+        first = false;
+    }
+    return line;
+}
+
 void CaptureTableWriter::writeHeader()
 {
-    if (mFormat != Format::Csv)
-        return;
-    const nlohmann::ordered_json columns = toJson(CaptureRow{});
-    std::string header;
-    for (const auto &item : columns.items())
-        header += (header.empty() ? "" : ",") + item.key();
-    mOut << header << "\n";
+    if (mFormat == Format::Csv)
+        mOut << csvHeader(toJson(CaptureRow{})) << "\n";
 }
 
 void CaptureTableWriter::write(const CaptureRow &row)
 {
-    const nlohmann::ordered_json json = toJson(row);
-    if (mFormat == Format::JsonLines) {
-        mOut << json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
-        return;
-    }
-    std::string line;
-    bool first = true;
-    for (const auto &item : json.items()) {
-        line += (first ? "" : ",") + csvField(item.value());
-        first = false;
-    }
-    mOut << line << "\n";
+    mOut << tableLine(toJson(row), mFormat) << "\n";
 }
 
 } // namespace zsl::output

@@ -75,4 +75,9 @@ private:
     Format mFormat;
 };
 
+// Any table of rows as objects of the same columns: the CSV header line
+// of a row's keys, and one row as a line of CSV or JSON Lines.
+std::string csvHeader(const nlohmann::ordered_json &row);
+std::string tableLine(const nlohmann::ordered_json &row, CaptureTableWriter::Format format);
+
 } // namespace zsl::output

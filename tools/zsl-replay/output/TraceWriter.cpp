@@ -74,6 +74,15 @@ Json requestOf(const StepOutcome &step)
 
 } // namespace
 
+size_t requestsToRebuild(const StepOutcome &step)
+{
+    if (step.requested > 0)
+        return step.requested;
+    if (!step.csbegin || !step.anchorOffset)
+        return 1;
+    return static_cast<size_t>(std::max<int64_t>(1, *step.anchorOffset + 1 + static_cast<int64_t>(step.consumer.size())));
+}
+
 nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step)
 {
     std::vector<std::string> filled;
@@ -193,10 +202,13 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     capture["fwkFrame"] = step.fwkFrame;
     capture["at"] = step.captureNs;
     capture["requests"] = Json::array();
-    for (size_t i = 0; i < std::max<size_t>(1, step.requested); ++i)
+    const size_t requests = requestsToRebuild(step);
+    for (size_t i = 0; i < requests; ++i)
         capture["requests"].push_back(requestOf(step));
     if (step.requested == 0)
-        filled.push_back("the number of requested frames is not in the log: one");
+        filled.push_back(requests == 1 ? std::string("the number of requested frames is not in the log: one")
+                                       : "the number of requested frames is not in the log: " +
+                                             std::to_string(requests) + ", the fewest that give its begin of 0");
 
     std::string description = "Read from a device log.";
     for (const std::string &note : filled)

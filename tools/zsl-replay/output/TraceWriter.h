@@ -16,6 +16,10 @@
 
 namespace zsl::output {
 
+// How many frames the rebuilt capture requests: as the log tells, else the
+// fewest that give the logged begin (a begin of 0 tells only a least number).
+size_t requestsToRebuild(const outcome::StepOutcome &step);
+
 // The trace of one select or capture step of a session read from a log.
 nlohmann::ordered_json traceFromLog(const outcome::SessionOutcome &session, const outcome::StepOutcome &step);
 

@@ -1,0 +1,111 @@
+// What a capture read from a log grounds of its selection at another
+// configuration.
+
+#include "whatif/LogGrounds.h"
+
+#include "messages/PluginEvent.h"
+#include "output/TraceWriter.h"
+
+#include <algorithm>
+
+namespace zsl::whatif {
+
+using namespace zsl::outcome;
+using messages::MessageId;
+using messages::PluginEvent;
+
+namespace {
+
+bool warned(const StepOutcome &step, uint32_t frame, const char *what)
+{
+    return std::any_of(step.warnings.begin(), step.warnings.end(), [&](const StepWarning &warning) {
+        return warning.frame == frame && warning.text.find(what) != std::string::npos;
+    });
+}
+
+} // namespace
+
+LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTime(step.curTime)
+{
+    bool tooOld = false;
+    for (const kohost::LogLine &line : step.log)
+        if (const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message)) {
+            noMetaQueue = noMetaQueue || event->is(MessageId::SelectNoQueue);
+            tooOld = tooOld || event->is(MessageId::ConsumerTooOld);
+        }
+    for (const std::string &note : step.notes) {
+        tooOld = tooOld || note.rfind("the selection finished early", 0) == 0;
+        if (note.rfind("mixed threads", 0) == 0)
+            unusable = "its lines may be mixed with another capture's (the log's format shows no thread id)";
+    }
+    if (!step.selectRan)
+        unusable = "the log shows no selection for it";
+    else if (noMetaQueue)
+        return;
+    else if (!step.zsdTs || !step.curTime)
+        unusable = "its selection's time stamps (zsdTs, curTime) are not in the log";
+    else if (!step.csbegin && !tooOld)
+        unusable = "its selection's end (the anchor offset line) is not in the log";
+    if (!unusable.empty())
+        return;
+
+    const size_t n = step.consumer.size();
+    for (uint32_t frame : step.consumer) {
+        const bool gone = warned(step, frame, "left the queue");
+        if (!gone && !step.shutterNs.count(frame))
+            break;
+        if (gone)
+            mAbsent.insert(frame);
+        ++consumerKnown;
+    }
+    // A producer frame without a record is passed over without a line: only
+    // the frames up to the first one without a logged time are known.
+    if (step.producerKnown) {
+        producerKnown = 0;
+        while (*producerKnown < step.producer.size() && step.shutterNs.count(step.producer[*producerKnown]))
+            ++*producerKnown;
+    }
+
+    if (step.requested > 0)
+        requested = step.requested;
+    else
+        requestedAtLeast = output::requestsToRebuild(step);
+
+    // The presence check logs at debug level each frame a queue lacked, and
+    // is silent on the one every queue held.
+    if (step.debugLines && step.csbegin) {
+        size_t begin = static_cast<size_t>(std::max(0, *step.csbegin));
+        while (begin < n && warned(step, step.consumer[begin], "was passed over"))
+            mAbsent.insert(step.consumer[begin++]);
+        if (begin < n)
+            mPresent.insert(step.consumer[begin]);
+    }
+
+    // A frame the host checked was selected, so above the last used number.
+    // Frames numbered only by selection order count when the host checked
+    // as many frames as the log's selection holds: none was left out.
+    const bool allChecked = step.debugLines && step.checks.size() == step.selectedFrames.size();
+    for (const CheckOutcome &check : step.checks) {
+        if (check.frameInferred && !allChecked)
+            continue;
+        if (std::find(step.selectedFrames.begin(), step.selectedFrames.end(), check.frame) == step.selectedFrames.end())
+            continue;
+        if (!aboveLastUsed || check.frame < *aboveLastUsed)
+            aboveLastUsed = check.frame;
+        if (check.unknown.empty())
+            mVerdicts.emplace(check.frame, check);
+    }
+}
+
+LogGrounds::Presence LogGrounds::presence(uint32_t frame) const
+{
+    return mAbsent.count(frame) ? Presence::Absent : mPresent.count(frame) ? Presence::Present : Presence::Unknown;
+}
+
+const CheckOutcome *LogGrounds::verdict(uint32_t frame) const
+{
+    auto at = mVerdicts.find(frame);
+    return at == mVerdicts.end() ? nullptr : &at->second;
+}
+
+} // namespace zsl::whatif

@@ -1,0 +1,345 @@
+// A side of a capture read from a log: the facts the log grounds.
+
+#include "whatif/LogSide.h"
+
+#include "outcome/FrameText.h"
+
+#include <algorithm>
+#include <functional>
+#include <set>
+
+namespace zsl::whatif {
+
+using namespace zsl::outcome;
+
+namespace {
+
+using Presence = LogGrounds::Presence;
+
+// One way the selection may have gone after the scan.
+struct World {
+    int64_t begin = 0;
+    std::vector<uint32_t> selected;
+    std::optional<std::vector<uint32_t>> taken; // none: a verdict it needs is not in the log
+    size_t requested = 0;
+};
+
+// What follows the anchor scan, as the selector goes on from it: the begin
+// counted back from the anchor, moved past frames a queue lacks (`held`),
+// the consumer frames from there and, without pending support, the
+// producer frames the anchor's offset reaches; only frames above `lastUsed`.
+World follow(const StepOutcome &scan, int64_t requested, int64_t lastUsed, bool pending,
+             const std::function<bool(uint32_t)> &held)
+{
+    const int64_t n = static_cast<int64_t>(scan.consumer.size());
+    const int64_t offset = scan.anchorOffset.value_or(0);
+    World world;
+    world.requested = static_cast<size_t>(requested);
+    world.begin = offset + 1 + n < requested ? 0 : offset + 1 + n - requested;
+    int64_t from = world.begin;
+    while (from < n && !held(scan.consumer[static_cast<size_t>(from)]))
+        ++from;
+    auto keep = [&](uint32_t frame) {
+        if (static_cast<int64_t>(frame) > lastUsed)
+            world.selected.push_back(frame);
+    };
+    for (int64_t i = from; i < n; ++i)
+        keep(scan.consumer[static_cast<size_t>(i)]);
+    if (!pending && offset >= -1) {
+        const int64_t first = offset == -1 || offset + 1 <= requested ? 0 : offset + 1 - requested;
+        for (int64_t j = first; j < static_cast<int64_t>(scan.producer.size()); ++j)
+            keep(scan.producer[static_cast<size_t>(j)]);
+    }
+    return world;
+}
+
+// The host takes accepted frames in selection order, one per requested frame.
+std::optional<std::vector<uint32_t>> taken(const std::vector<uint32_t> &selected, size_t requested,
+                                           const LogGrounds &grounds)
+{
+    std::vector<uint32_t> frames;
+    for (uint32_t frame : selected) {
+        if (frames.size() >= requested)
+            break;
+        const CheckOutcome *check = grounds.verdict(frame);
+        if (!check)
+            return std::nullopt;
+        if (check->verdict.first)
+            frames.push_back(frame);
+    }
+    return frames;
+}
+
+std::string listText(const std::vector<uint32_t> &frames)
+{
+    return frameText(frames, "none");
+}
+
+void leaveScanOpen(Side &side, const std::string &reason, const std::string &bound, const nlohmann::json &boundJson)
+{
+    for (const char *name : {fact::kAnchor, fact::kAnchorOffset, fact::kBegin, fact::kSelected, fact::kTaken})
+        side.leaveOpen(name, reason, name == std::string(fact::kAnchor) ? bound : "",
+                       name == std::string(fact::kAnchor) ? boundJson : nullptr);
+    side.step.checks.clear();
+    side.step.taken.clear();
+    side.takenInFull.reset();
+}
+
+// Why the scan at this setting examined a frame the log does not show, and
+// the least list position the anchor may then take; "" when it did not.
+std::string scanOpen(const StepOutcome &replayed, const LogGrounds &grounds, const SideSetting &setting,
+                     size_t &from)
+{
+    const size_t n = replayed.consumer.size();
+    const bool anchored = replayed.anchorFrame.has_value();
+    const int64_t offset = replayed.anchorOffset.value_or(0);
+    auto unlogged = [&](size_t at) {
+        from = at;
+        return "the log's anchor scan stopped before frame " + std::to_string(replayed.consumer[at]) +
+               ": the shutter times from there on are not in the log";
+    };
+    if (anchored && offset < 0)
+        return static_cast<size_t>(int64_t(n) + offset) < grounds.consumerKnown ? "" : unlogged(grounds.consumerKnown);
+    if (grounds.consumerKnown < n)
+        return unlogged(grounds.consumerKnown);
+    from = n;
+    if (!setting.pending)
+        return "no consumer frame anchors, and whether pending support is on is not in the log";
+    if (*setting.pending)
+        return "";
+    if (!grounds.producerKnown)
+        return "no consumer frame anchors, and the producer list is not in the log";
+    const size_t known = *grounds.producerKnown;
+    if (anchored ? static_cast<size_t>(offset) < known : known == replayed.producer.size())
+        return "";
+    from = n + known;
+    return "the shutter times of the producer list from frame " + std::to_string(replayed.producer[known]) +
+           " on are not in the log";
+}
+
+} // namespace
+
+Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOutcome &replayed,
+             const SideSetting &setting, bool replayPending)
+{
+    if (grounds.noMetaQueue) // no property reaches a selection without a metadata queue
+        return exactSide(logged);
+    Side side;
+    side.step = replayed;
+    StepOutcome &step = side.step;
+    step.label = logged.label;
+    step.pid = logged.pid;
+    step.tid = logged.tid;
+    step.logTime = logged.logTime;
+    step.shutterNs = logged.shutterNs; // the filled-in ones are not facts
+    step.producer = logged.producer;
+    step.producerKnown = logged.producerKnown;
+    step.warnings.clear();
+    step.notes.clear();
+    step.log.clear();
+    step.selection.clear();
+    side.leaveOpen(fact::kSelection, "the queues' ids are not in the log; selectedFrames holds the frames");
+    if (!logged.producerKnown)
+        side.leaveOpen(fact::kProducer, "the producer list is not in the log");
+    const size_t fill = grounds.requested.value_or(grounds.requestedAtLeast);
+    step.requested = step.kind == StepKind::Capture ? fill : 0;
+    if (!grounds.requested)
+        side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants",
+                       "at least " + std::to_string(grounds.requestedAtLeast),
+                       {{"atLeast", grounds.requestedAtLeast}});
+
+    if (!grounds.unusable.empty()) {
+        side.leaveOpen(fact::kZsdTs, "the capture cannot be followed: " + grounds.unusable);
+        leaveScanOpen(side, "the capture cannot be followed: " + grounds.unusable, "", nullptr);
+        return side;
+    }
+    if (!logged.motionCapture && !setting.windowMs) {
+        const std::string why = "the time window is not known: the log has no configuration line of the selector";
+        side.leaveOpen(fact::kZsdTs, why);
+        leaveScanOpen(side, why, "", nullptr);
+        side.anchorFrom = 0;
+        return side;
+    }
+
+    size_t from = 0;
+    if (const std::string open = scanOpen(replayed, grounds, setting, from); !open.empty()) {
+        const size_t listed = step.consumer.size() + step.producer.size();
+        const uint32_t first = from < step.consumer.size() ? step.consumer[from]
+                               : from < listed             ? step.producer[from - step.consumer.size()]
+                                                           : 0;
+        const std::string bound = from < listed ? "frame " + std::to_string(first) + " or a later one, or none"
+                                                : "a producer frame, or none";
+        leaveScanOpen(side, open, bound, {{"atOrAfter", from < listed ? nlohmann::json(first) : nlohmann::json()}});
+        side.anchorFrom = from;
+        return side;
+    }
+    side.anchorFrom = anchorPosition(replayed);
+    if (!replayed.csbegin) { // finished early: pending support on and no consumer frame anchors
+        step.selectedFrames.clear();
+        step.taken.clear();
+        step.checks.clear();
+        if (step.kind == StepKind::Capture)
+            side.takenInFull = false;
+        return side;
+    }
+
+    // Every way the selection may have gone on from the scan. Producer
+    // frames follow only without pending support, from an anchor offset of -1 on.
+    const bool producerFollows = *replayed.anchorOffset >= -1 && !setting.pending.value_or(false);
+    const bool producerOpen = producerFollows && !logged.producerKnown;
+    std::vector<bool> pendings{setting.pending.value_or(false)};
+    if (!setting.pending && *replayed.anchorOffset >= -1)
+        pendings.push_back(true);
+    std::vector<int64_t> counts;
+    if (grounds.requested)
+        counts.push_back(static_cast<int64_t>(*grounds.requested));
+    else // past this many, the begin is 0 and the producer part starts at 0
+        for (size_t r = grounds.requestedAtLeast; r <= grounds.requestedAtLeast + step.consumer.size() + step.producer.size() + 1; ++r)
+            counts.push_back(static_cast<int64_t>(r));
+    std::vector<int64_t> lastUsed{-1};
+    std::set<uint32_t> listed(step.consumer.begin(), step.consumer.end());
+    listed.insert(step.producer.begin(), step.producer.end());
+    for (uint32_t frame : listed)
+        if (!grounds.aboveLastUsed || frame < *grounds.aboveLastUsed)
+            lastUsed.push_back(frame);
+    std::vector<uint32_t> unsure; // frames whose presence in every queue is not known, where it mattered
+    std::vector<World> worlds;
+    for (int64_t requested : counts) {
+        const int64_t n = static_cast<int64_t>(step.consumer.size());
+        // The frame every queue held: each frame from the begin that may have been.
+        const World plain = follow(replayed, requested, -1, true, [](uint32_t) { return true; });
+        std::vector<int64_t> heldAt;
+        int64_t i = plain.begin;
+        for (; i < n; ++i) {
+            const Presence presence = grounds.presence(step.consumer[static_cast<size_t>(i)]);
+            if (presence != Presence::Absent)
+                heldAt.push_back(i);
+            if (presence == Presence::Unknown)
+                unsure.push_back(step.consumer[static_cast<size_t>(i)]);
+            if (presence == Presence::Present)
+                break;
+        }
+        if (i == n)
+            heldAt.push_back(n);
+        for (int64_t at : heldAt)
+            for (int64_t used : lastUsed)
+                for (bool pending : pendings) {
+                    World world = follow(replayed, requested, used, pending, [&](uint32_t frame) {
+                        return std::find(step.consumer.begin(), step.consumer.end(), frame) - step.consumer.begin() >= at;
+                    });
+                    world.taken = taken(world.selected, world.requested, grounds);
+                    worlds.push_back(std::move(world));
+                }
+    }
+
+    // The rebuilt capture, followed the same way, must give the replay's own
+    // answer: else this reading of the selector is not to be trusted.
+    const World rebuilt = follow(replayed, static_cast<int64_t>(fill), -1, replayPending, [&](uint32_t frame) {
+        return std::all_of(replayed.queues.begin(), replayed.queues.end(), [frame](const QueueView &queue) {
+            return std::count(queue.held.begin(), queue.held.end(), frame) > 0;
+        });
+    });
+    if (rebuilt.selected != replayed.selectedFrames || rebuilt.begin != replayed.csbegin.value_or(-1)) {
+        const std::string why = "the capture rebuilt from the log does not replay as this tool follows it";
+        for (const char *name : {fact::kBegin, fact::kSelected, fact::kTaken})
+            side.leaveOpen(name, why);
+        step.checks.clear();
+        side.takenInFull.reset();
+        return side;
+    }
+
+    // What the worlds leave open, in words.
+    std::vector<std::string> open;
+    if (!grounds.requested)
+        open.push_back("how many frames the capture wants is not in the log");
+    std::sort(unsure.begin(), unsure.end());
+    unsure.erase(std::unique(unsure.begin(), unsure.end()), unsure.end());
+    if (!unsure.empty())
+        open.push_back("whether every queue held frame" + std::string(unsure.size() == 1 ? " " : "s ") +
+                       frameText(unsure) + " is not in the log");
+    if (pendings.size() > 1)
+        open.push_back("whether pending support is on is not in the log");
+    if (producerOpen)
+        open.push_back("the producer list is not in the log, and its frames follow the selection");
+    if (lastUsed.size() > 1)
+        open.push_back("the last used frame number is not in the log" +
+                       (grounds.aboveLastUsed ? " (it is below " + std::to_string(*grounds.aboveLastUsed) + ")"
+                                              : std::string()));
+    std::string because;
+    for (const std::string &part : open)
+        because += (because.empty() ? "" : "; ") + part;
+
+    // Facts every world agrees on are stated.
+    auto agree = [&](auto get) {
+        return std::all_of(worlds.begin(), worlds.end(), [&](const World &w) { return get(w) == get(worlds.front()); });
+    };
+    int64_t lowBegin = worlds.front().begin, highBegin = lowBegin;
+    for (const World &world : worlds) {
+        lowBegin = std::min(lowBegin, world.begin);
+        highBegin = std::max(highBegin, world.begin);
+    }
+    if (lowBegin == highBegin)
+        step.csbegin = static_cast<int32_t>(lowBegin);
+    else
+        side.leaveOpen(fact::kBegin, because, "from " + std::to_string(lowBegin) + " to " + std::to_string(highBegin),
+                       {{"atLeast", lowBegin}, {"atMost", highBegin}});
+
+    // The frames of any world, and of every one, in list order.
+    std::vector<uint32_t> order = step.consumer;
+    order.insert(order.end(), step.producer.begin(), step.producer.end());
+    std::vector<uint32_t> any, every;
+    for (uint32_t frame : order) {
+        auto in = [frame](const World &w) { return std::count(w.selected.begin(), w.selected.end(), frame) > 0; };
+        if (std::count(any.begin(), any.end(), frame))
+            continue;
+        if (std::any_of(worlds.begin(), worlds.end(), in))
+            any.push_back(frame);
+        if (std::all_of(worlds.begin(), worlds.end(), in))
+            every.push_back(frame);
+    }
+    if (!producerOpen && agree([](const World &w) { return w.selected; })) {
+        step.selectedFrames = worlds.front().selected;
+    } else {
+        step.selectedFrames = any;
+        side.leaveOpen(fact::kSelected, because, "among " + listText(any) + "; at least " + listText(every),
+                       {{"atMost", any}, {"atLeast", every}});
+    }
+
+    // Each frame any world selects, with its verdict where the log shows it.
+    step.checks.clear();
+    for (uint32_t frame : any) {
+        if (const CheckOutcome *check = grounds.verdict(frame)) {
+            step.checks.push_back(*check);
+            step.checks.back().log.clear();
+        } else {
+            CheckOutcome unknown;
+            unknown.frame = frame;
+            unknown.unknown = "the log shows no check of frame " + std::to_string(frame);
+            step.checks.push_back(std::move(unknown));
+        }
+    }
+    if (step.kind != StepKind::Capture) {
+        step.taken.clear();
+        return side;
+    }
+    const bool allTaken = std::all_of(worlds.begin(), worlds.end(), [](const World &w) { return w.taken.has_value(); });
+    if (!producerOpen && allTaken && agree([](const World &w) { return w.taken; })) {
+        step.taken = *worlds.front().taken;
+    } else {
+        std::vector<uint32_t> unchecked;
+        for (const CheckOutcome &check : step.checks)
+            if (!check.unknown.empty())
+                unchecked.push_back(check.frame);
+        std::string why = because;
+        if (!allTaken)
+            why += std::string(why.empty() ? "" : "; ") + "the log shows no check of frame" +
+                   (unchecked.size() == 1 ? " " : "s ") + frameText(unchecked);
+        step.taken.clear();
+        side.leaveOpen(fact::kTaken, why);
+    }
+    if (!producerOpen && allTaken && agree([](const World &w) { return w.taken->size() >= w.requested; }))
+        side.takenInFull = worlds.front().taken->size() >= worlds.front().requested;
+    return side;
+}
+
+} // namespace zsl::whatif

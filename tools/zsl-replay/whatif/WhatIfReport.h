@@ -1,0 +1,27 @@
+#pragma once
+/*
+ * WhatIfReport: one capture before and after a change, written for an
+ * engineer (side by side: window, anchor, begin, selection, each frame's
+ * verdict, frames taken and their lag; then what changed, and each fact
+ * the input does not ground, with why and what is known of it), for
+ * machines (each side as a replay step's JSON, a fact not grounded null and
+ * named under "unknown", its bounds under "bounds"), and as a table row.
+ */
+
+#include "output/CaptureTable.h"
+#include "whatif/Comparison.h"
+
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+
+namespace zsl::whatif {
+
+// The schema of the what-if table's rows, in every row.
+constexpr char kWhatIfTableSchema[] = "zsl-whatif-table/1";
+
+void writeComparisonText(std::ostream &out, const Comparison &comparison);
+nlohmann::ordered_json comparisonJson(const Comparison &comparison);
+nlohmann::ordered_json comparisonRow(const Comparison &comparison);
+
+} // namespace zsl::whatif

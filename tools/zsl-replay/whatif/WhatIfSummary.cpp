@@ -1,0 +1,191 @@
+// What a change did to many captures, and a sweep's rows and picture.
+
+#include "whatif/WhatIfSummary.h"
+
+#include "output/FleetSummary.h"
+#include "output/SvgText.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+
+namespace zsl::whatif {
+
+using output::svg::escape;
+using output::svg::fixed;
+
+void WhatIfSummary::add(const Comparison &comparison)
+{
+    ++mCaptures;
+    const std::optional<bool> changed = comparison.changed();
+    ++(!changed ? mChangeUnknown : *changed ? mChanged : mUnchanged);
+    switch (comparison.anchorMove()) {
+    case AnchorMove::Same: ++mSame; break;
+    case AnchorMove::Earlier: ++mEarlier; break;
+    case AnchorMove::Later: ++mLater; break;
+    case AnchorMove::Unknown: ++mMoveUnknown; break;
+    }
+    const Side *sides[2] = {&comparison.before, &comparison.after};
+    if (comparison.before.step.kind == outcome::StepKind::Capture && comparison.before.step.selectRan) {
+        ++mSelections;
+        for (int i = 0; i < 2; ++i) {
+            const std::optional<bool> inFull = sides[i]->takenInFull;
+            mInFull[i] += inFull.value_or(false) ? 1 : 0;
+            mInFullUnknown[i] += inFull ? 0 : 1;
+        }
+    }
+    if (!comparison.after.states(fact::kTaken))
+        ++mLagUnknownAfter;
+    for (const std::optional<double> &lag : comparison.after.takenLagsMs()) {
+        if (lag)
+            mLagsAfter.insert(std::upper_bound(mLagsAfter.begin(), mLagsAfter.end(), *lag), *lag);
+        else
+            ++mLagUnknownAfter;
+    }
+    mUnknownFacts += comparison.unknownFacts();
+}
+
+std::optional<double> WhatIfSummary::lagAfterMs(double percentile) const
+{
+    if (mLagsAfter.empty())
+        return std::nullopt;
+    return output::FleetSummary::percentile(mLagsAfter, percentile);
+}
+
+void WhatIfSummary::writeText(std::ostream &out, const std::string &change) const
+{
+    auto notKnown = [](size_t count) { return count ? ", " + std::to_string(count) + " not known" : std::string(); };
+    out << "== what if " << change << ": " << mCaptures << " capture" << (mCaptures == 1 ? "" : "s") << "\n";
+    out << "   unchanged " << mUnchanged << ", changed " << mChanged << notKnown(mChangeUnknown) << "\n";
+    out << "   anchors: same " << mSame << ", earlier " << mEarlier << ", later " << mLater << notKnown(mMoveUnknown)
+        << "\n";
+    out << "   taken in full: before " << mInFull[0] << " of " << mSelections << notKnown(mInFullUnknown[0])
+        << "; after " << mInFull[1] << " of " << mSelections << notKnown(mInFullUnknown[1]) << "\n";
+    if (const auto median = lagAfterMs(50))
+        out << "   taken frames' lag after: median " << fixed(*median, 3) << " ms, p90 " << fixed(*lagAfterMs(90), 3)
+            << " ms over " << mLagsAfter.size() << " frame" << (mLagsAfter.size() == 1 ? "" : "s")
+            << notKnown(mLagUnknownAfter) << "\n";
+    else
+        out << "   taken frames' lag after: none known" << notKnown(mLagUnknownAfter) << "\n";
+    out << "   facts the inputs do not ground after the change: " << mUnknownFacts << "\n";
+}
+
+nlohmann::ordered_json WhatIfSummary::toJson() const
+{
+    auto orNull = [](std::optional<double> value) { return value ? nlohmann::ordered_json(*value) : nullptr; };
+    return {{"captures", mCaptures},
+            {"unchanged", mUnchanged},
+            {"changed", mChanged},
+            {"changeUnknown", mChangeUnknown},
+            {"anchors", {{"same", mSame}, {"earlier", mEarlier}, {"later", mLater}, {"unknown", mMoveUnknown}}},
+            {"selections", mSelections},
+            {"takenInFull", {{"before", mInFull[0]}, {"after", mInFull[1]}}},
+            {"takenInFullUnknown", {{"before", mInFullUnknown[0]}, {"after", mInFullUnknown[1]}}},
+            {"lagAfterMs", {{"median", orNull(lagAfterMs(50))}, {"p90", orNull(lagAfterMs(90))},
+                            {"known", mLagsAfter.size()}, {"unknown", mLagUnknownAfter}}},
+            {"unknownFacts", mUnknownFacts}};
+}
+
+void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows)
+{
+    char line[256];
+    std::snprintf(line, sizeof(line), "%-22s %8s %8s %8s %14s %14s %8s\n", name.c_str(), "changed", "anchors",
+                  "in full", "median lag ms", "p90 lag ms", "unknown");
+    out << line;
+    for (const SweepRow &row : rows) {
+        const WhatIfSummary &s = row.summary;
+        const auto median = s.lagAfterMs(50), p90 = s.lagAfterMs(90);
+        std::snprintf(line, sizeof(line), "%-22lld %8zu %8zu %8zu %14s %14s %8zu\n",
+                      static_cast<long long>(row.value), s.changed(), s.anchorsMoved(), s.inFullAfter(),
+                      median ? fixed(*median, 3).c_str() : "-", p90 ? fixed(*p90, 3).c_str() : "-", s.unknownFacts());
+        out << line;
+    }
+    if (!rows.empty())
+        out << "(" << rows.front().summary.captures() << " captures at each value; anchors: moved; in full: taken "
+            << "in full after the change; lag: of the frames taken, where known; unknown: facts the inputs do not "
+            << "ground)\n";
+}
+
+nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<SweepRow> &rows)
+{
+    nlohmann::ordered_json values = nlohmann::ordered_json::array();
+    for (const SweepRow &row : rows)
+        values.push_back({{"value", row.value}, {"summary", row.summary.toJson()}});
+    return {{"property", name}, {"values", values}};
+}
+
+std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
+{
+    constexpr double kWidth = 720, kLeft = 70, kRight = 30, kPanel = 170, kTop = 40, kGap = 60;
+    const double plotWidth = kWidth - kLeft - kRight, height = kTop + 2 * kPanel + kGap + 50;
+    int64_t low = rows.empty() ? 0 : rows.front().value, high = low;
+    double lagHigh = 0;
+    size_t captures = 0;
+    for (const SweepRow &row : rows) {
+        low = std::min(low, row.value);
+        high = std::max(high, row.value);
+        lagHigh = std::max(lagHigh, row.summary.lagAfterMs(90).value_or(0));
+        captures = std::max(captures, row.summary.captures());
+    }
+    lagHigh = lagHigh > 0 ? lagHigh * 1.1 : 1;
+    auto x = [&](int64_t value) {
+        return high == low ? kLeft + plotWidth / 2
+                           : kLeft + plotWidth * (static_cast<double>(value) - static_cast<double>(low)) /
+                                         (static_cast<double>(high) - static_cast<double>(low));
+    };
+    std::ostringstream svg;
+    svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << fixed(kWidth, 0) << "\" height=\""
+        << fixed(height, 0) << "\" font-family=\"sans-serif\" font-size=\"12\">\n"
+        << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
+        << "<text x=\"" << fixed(kLeft, 0) << "\" y=\"22\" font-size=\"15\">What if " << escape(name)
+        << " were each value: " << captures << " captures</text>\n";
+    // One panel: its frame, axis labels, and a line per series.
+    auto panel = [&](double top, const std::string &title, double yHigh, const std::string &unit,
+                     const std::vector<std::pair<std::string, std::vector<std::optional<double>>>> &series) {
+        const char *colours[] = {"#1f6fb2", "#d9822b"};
+        svg << "<rect x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(top, 0) << "\" width=\"" << fixed(plotWidth, 0)
+            << "\" height=\"" << fixed(kPanel, 0) << "\" fill=\"none\" stroke=\"#999\"/>\n"
+            << "<text x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(top - 6, 0) << "\">" << escape(title) << "</text>\n"
+            << "<text x=\"" << fixed(kLeft - 6, 0) << "\" y=\"" << fixed(top + 10, 0) << "\" text-anchor=\"end\">"
+            << fixed(yHigh, 1) << unit << "</text>\n"
+            << "<text x=\"" << fixed(kLeft - 6, 0) << "\" y=\"" << fixed(top + kPanel, 0) << "\" text-anchor=\"end\">0"
+            << unit << "</text>\n";
+        for (size_t s = 0; s < series.size(); ++s) {
+            std::string points;
+            for (size_t i = 0; i < rows.size(); ++i) {
+                const std::optional<double> value = series[s].second[i];
+                if (!value)
+                    continue;
+                const double px = x(rows[i].value), py = top + kPanel - kPanel * *value / yHigh;
+                points += fixed(px, 1) + "," + fixed(py, 1) + " ";
+                svg << "<circle cx=\"" << fixed(px, 1) << "\" cy=\"" << fixed(py, 1) << "\" r=\"3\" fill=\""
+                    << colours[s] << "\"/>\n";
+            }
+            if (!points.empty())
+                svg << "<polyline points=\"" << points << "\" fill=\"none\" stroke=\"" << colours[s] << "\"/>\n";
+            svg << "<text x=\"" << fixed(kLeft + plotWidth - 140 * double(series.size() - s), 0) << "\" y=\""
+                << fixed(top - 6, 0) << "\" fill=\"" << colours[s] << "\">" << escape(series[s].first) << "</text>\n";
+        }
+    };
+    std::vector<std::optional<double>> inFull, median, p90;
+    for (const SweepRow &row : rows) {
+        const size_t all = row.summary.captures();
+        inFull.push_back(all ? std::optional<double>(100.0 * double(row.summary.inFullAfter()) / double(all))
+                             : std::nullopt);
+        median.push_back(row.summary.lagAfterMs(50));
+        p90.push_back(row.summary.lagAfterMs(90));
+    }
+    panel(kTop + 20, "captures taken in full (share of all; not known counts as not)", 100, " %",
+          {{"taken in full", inFull}});
+    panel(kTop + 20 + kPanel + kGap, "lag of the frames taken (ms before the capture)", lagHigh, " ms",
+          {{"median", median}, {"p90", p90}});
+    const double axis = kTop + 20 + 2 * kPanel + kGap + 18;
+    svg << "<text x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(axis, 0) << "\">" << low << "</text>\n"
+        << "<text x=\"" << fixed(kLeft + plotWidth, 0) << "\" y=\"" << fixed(axis, 0) << "\" text-anchor=\"end\">"
+        << high << "</text>\n"
+        << "<text x=\"" << fixed(kLeft + plotWidth / 2, 0) << "\" y=\"" << fixed(axis + 16, 0)
+        << "\" text-anchor=\"middle\">" << escape(name) << "</text>\n</svg>\n";
+    return svg.str();
+}
+
+} // namespace zsl::whatif

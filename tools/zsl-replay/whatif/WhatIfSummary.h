@@ -1,0 +1,62 @@
+#pragma once
+/*
+ * WhatIfSummary: what a change did to many captures at once: how many are
+ * unchanged, whose anchor moved earlier or later, how many took every frame
+ * they wanted before and after, and how long before the capture moment the
+ * frames taken after the change were shot. A fact a log could not ground is
+ * counted apart as not known, never guessed. A sweep is one summary per
+ * value, written as a table and drawn as a picture to choose a value from.
+ */
+
+#include "whatif/Comparison.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace zsl::whatif {
+
+class WhatIfSummary {
+public:
+    void add(const Comparison &comparison);
+
+    void writeText(std::ostream &out, const std::string &change) const;
+    nlohmann::ordered_json toJson() const;
+
+    size_t captures() const { return mCaptures; }
+    size_t changed() const { return mChanged; }
+    size_t anchorsMoved() const { return mEarlier + mLater; }
+    size_t inFullAfter() const { return mInFull[1]; }
+    size_t unknownFacts() const { return mUnknownFacts; }
+    // Nearest-rank percentile of the taken frames' known lags after the change.
+    std::optional<double> lagAfterMs(double percentile) const;
+
+private:
+    size_t mCaptures = 0;
+    size_t mUnchanged = 0, mChanged = 0, mChangeUnknown = 0;
+    size_t mEarlier = 0, mLater = 0, mSame = 0, mMoveUnknown = 0;
+    size_t mSelections = 0;                       // captures that selected and take frames
+    size_t mInFull[2] = {0, 0}, mInFullUnknown[2] = {0, 0}; // before, after
+    std::vector<double> mLagsAfter;
+    size_t mLagUnknownAfter = 0;
+    size_t mUnknownFacts = 0;
+};
+
+// One row of a sweep: a value, and the summary of every capture at it.
+struct SweepRow {
+    int64_t value = 0;
+    WhatIfSummary summary;
+};
+
+void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows);
+nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<SweepRow> &rows);
+// The value against the captures taken in full, and against the median and
+// p90 lag, as an SVG.
+std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows);
+
+} // namespace zsl::whatif
