@@ -133,6 +133,22 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         result.anchorFrame = lastExamined->first;
 }
 
+std::vector<uint32_t> producerWithoutRecord(const StepOutcome &step)
+{
+    if (!step.producerKnown || !step.csbegin) // the scan never reached the producer list
+        return {};
+    size_t end = step.producer.size();
+    if (step.anchorFrame)
+        for (size_t j = 0; j < step.producer.size(); ++j)
+            if (step.producer[j] == *step.anchorFrame)
+                end = j;
+    std::vector<uint32_t> frames;
+    for (size_t j = 0; j < end; ++j)
+        if (!step.shutterNs.count(step.producer[j]))
+            frames.push_back(step.producer[j]);
+    return frames;
+}
+
 SelectorConfig configOf(const PluginEvent &configLine)
 {
     return SelectorConfig{configLine.number<int>(0).value_or(0) != 0, configLine.number<int64_t>(2).value_or(0),

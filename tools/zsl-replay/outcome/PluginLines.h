@@ -26,6 +26,10 @@ namespace zsl::outcome {
 // frame a queue lacks) from the lines of one selectZSLFrames call.
 void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &step);
 
+// The producer frames a logged anchor scan passed over without a line:
+// those had no record. The scan stops at its anchor; past that, nothing is known.
+std::vector<uint32_t> producerWithoutRecord(const StepOutcome &step);
+
 // The selector's configuration its construction line states.
 SelectorConfig configOf(const messages::PluginEvent &configLine);
 // ... the last such line of `lines` (a replay's setup lines), if any.

@@ -137,6 +137,9 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     for (const StepWarning &warning : step.warnings)
         if (warning.text.find("left the queue") != std::string::npos)
             gone.push_back(warning.frame);
+    // The anchor scan passes a producer frame without a record silently.
+    for (uint32_t frame : producerWithoutRecord(step))
+        gone.push_back(frame);
 
     Json records = Json::object();
     std::optional<int64_t> last;

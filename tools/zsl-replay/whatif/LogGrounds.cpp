@@ -4,6 +4,7 @@
 #include "whatif/LogGrounds.h"
 
 #include "messages/PluginEvent.h"
+#include "outcome/PluginLines.h"
 #include "output/TraceWriter.h"
 
 #include <algorithm>
@@ -58,11 +59,14 @@ LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTim
             mAbsent.insert(frame);
         ++consumerKnown;
     }
-    // A producer frame without a record is passed over without a line: only
-    // the frames up to the first one without a logged time are known.
+    // A producer frame without a record is passed over without a line: known
+    // up to the scan's anchor.
     if (step.producerKnown) {
+        const std::vector<uint32_t> without = producerWithoutRecord(step);
         producerKnown = 0;
-        while (*producerKnown < step.producer.size() && step.shutterNs.count(step.producer[*producerKnown]))
+        while (*producerKnown < step.producer.size() &&
+               (step.shutterNs.count(step.producer[*producerKnown]) ||
+                std::count(without.begin(), without.end(), step.producer[*producerKnown])))
             ++*producerKnown;
     }
 

@@ -143,7 +143,10 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
         side.leaveOpen(fact::kProducer, "the producer list is not in the log");
     const size_t fill = grounds.requested.value_or(grounds.requestedAtLeast);
     step.requested = step.kind == StepKind::Capture ? fill : 0;
-    if (!grounds.requested)
+    if (step.kind != StepKind::Capture)
+        side.leaveOpen(fact::kRequested, "no frame check of this selection is in the log: whether a capture "
+                                         "followed it is not known");
+    else if (!grounds.requested)
         side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants",
                        "at least " + std::to_string(grounds.requestedAtLeast),
                        {{"atLeast", grounds.requestedAtLeast}});
@@ -228,6 +231,9 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
                         return std::find(step.consumer.begin(), step.consumer.end(), frame) - step.consumer.begin() >= at;
                     });
                     world.taken = taken(world.selected, world.requested, grounds);
+                    // Producer frames not in the log would follow: they matter if more are wanted.
+                    if (producerOpen && world.taken && world.taken->size() < world.requested)
+                        world.taken.reset();
                     worlds.push_back(std::move(world));
                 }
     }
@@ -299,6 +305,10 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     }
     if (!producerOpen && agree([](const World &w) { return w.selected; })) {
         step.selectedFrames = worlds.front().selected;
+    } else if (producerOpen) {
+        step.selectedFrames = any;
+        side.leaveOpen(fact::kSelected, because, "at least " + listText(every) + ", then producer frames",
+                       {{"atLeast", every}});
     } else {
         step.selectedFrames = any;
         side.leaveOpen(fact::kSelected, because, "among " + listText(any) + "; at least " + listText(every),
@@ -318,12 +328,13 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
             step.checks.push_back(std::move(unknown));
         }
     }
-    if (step.kind != StepKind::Capture) {
+    if (step.kind != StepKind::Capture) { // no check of it is in the log: a capture may have followed
+        side.leaveOpen(fact::kTaken, "no frame check of this selection is in the log");
         step.taken.clear();
         return side;
     }
     const bool allTaken = std::all_of(worlds.begin(), worlds.end(), [](const World &w) { return w.taken.has_value(); });
-    if (!producerOpen && allTaken && agree([](const World &w) { return w.taken; })) {
+    if (allTaken && agree([](const World &w) { return w.taken; })) {
         step.taken = *worlds.front().taken;
     } else {
         std::vector<uint32_t> unchecked;
@@ -331,13 +342,13 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
             if (!check.unknown.empty())
                 unchecked.push_back(check.frame);
         std::string why = because;
-        if (!allTaken)
+        if (!allTaken && !unchecked.empty())
             why += std::string(why.empty() ? "" : "; ") + "the log shows no check of frame" +
                    (unchecked.size() == 1 ? " " : "s ") + frameText(unchecked);
         step.taken.clear();
         side.leaveOpen(fact::kTaken, why);
     }
-    if (!producerOpen && allTaken && agree([](const World &w) { return w.taken->size() >= w.requested; }))
+    if (allTaken && agree([](const World &w) { return w.taken->size() >= w.requested; }))
         side.takenInFull = worlds.front().taken->size() >= worlds.front().requested;
     return side;
 }
