@@ -89,21 +89,23 @@ nlohmann::ordered_json WhatIfSummary::toJson() const
 void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows)
 {
     char line[256];
-    std::snprintf(line, sizeof(line), "%-22s %8s %8s %8s %14s %14s %8s\n", name.c_str(), "changed", "anchors",
+    std::snprintf(line, sizeof(line), "%-22s %8s %8s %14s %14s %14s %8s\n", name.c_str(), "changed", "anchors",
                   "in full", "median lag ms", "p90 lag ms", "unknown");
     out << line;
     for (const SweepRow &row : rows) {
         const WhatIfSummary &s = row.summary;
         const auto median = s.lagAfterMs(50), p90 = s.lagAfterMs(90);
-        std::snprintf(line, sizeof(line), "%-22lld %8zu %8zu %8zu %14s %14s %8zu\n",
-                      static_cast<long long>(row.value), s.changed(), s.anchorsMoved(), s.inFullAfter(),
+        const std::string inFull = std::to_string(s.inFullAfter()) + "/" + std::to_string(s.selections()) +
+                                   (s.inFullUnknownAfter() ? " (" + std::to_string(s.inFullUnknownAfter()) + "?)" : "");
+        std::snprintf(line, sizeof(line), "%-22lld %8zu %8zu %14s %14s %14s %8zu\n",
+                      static_cast<long long>(row.value), s.changed(), s.anchorsMoved(), inFull.c_str(),
                       median ? fixed(*median, 3).c_str() : "-", p90 ? fixed(*p90, 3).c_str() : "-", s.unknownFacts());
         out << line;
     }
     if (!rows.empty())
         out << "(" << rows.front().summary.captures() << " captures at each value; anchors: moved; in full: taken "
-            << "in full after the change; lag: of the frames taken, where known; unknown: facts the inputs do not "
-            << "ground)\n";
+            << "in full after the change, of the captures that take frames, (N?) not known; lag: of the frames taken, "
+            << "where known; unknown: facts the inputs do not ground)\n";
 }
 
 nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<SweepRow> &rows)
@@ -117,7 +119,7 @@ nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<Swee
 std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
 {
     constexpr double kWidth = 720, kLeft = 70, kRight = 30, kPanel = 170, kTop = 40, kGap = 60;
-    const double plotWidth = kWidth - kLeft - kRight, height = kTop + 2 * kPanel + kGap + 50;
+    const double plotWidth = kWidth - kLeft - kRight, height = kTop + 2 * kPanel + kGap + 80;
     int64_t low = rows.empty() ? 0 : rows.front().value, high = low;
     double lagHigh = 0;
     size_t captures = 0;
@@ -162,28 +164,33 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
                     << colours[s] << "\"/>\n";
             }
             if (!points.empty())
-                svg << "<polyline points=\"" << points << "\" fill=\"none\" stroke=\"" << colours[s] << "\"/>\n";
-            svg << "<text x=\"" << fixed(kLeft + plotWidth - 140 * double(series.size() - s), 0) << "\" y=\""
+                svg << "<polyline points=\"" << points << "\" fill=\"none\" stroke=\"" << colours[s]
+                    << (s ? "\" stroke-dasharray=\"5,3" : "") << "\"/>\n";
+            svg << "<text x=\"" << fixed(kLeft + plotWidth - 190 * double(series.size() - s), 0) << "\" y=\""
                 << fixed(top - 6, 0) << "\" fill=\"" << colours[s] << "\">" << escape(series[s].first) << "</text>\n";
         }
     };
-    std::vector<std::optional<double>> inFull, median, p90;
+    std::vector<std::optional<double>> inFull, atMost, median, p90;
     for (const SweepRow &row : rows) {
-        const size_t all = row.summary.captures();
-        inFull.push_back(all ? std::optional<double>(100.0 * double(row.summary.inFullAfter()) / double(all))
-                             : std::nullopt);
+        const double all = static_cast<double>(row.summary.selections());
+        const double known = static_cast<double>(row.summary.inFullAfter());
+        inFull.push_back(all > 0 ? std::optional<double>(100.0 * known / all) : std::nullopt);
+        atMost.push_back(all > 0 ? std::optional<double>(100.0 * (known + double(row.summary.inFullUnknownAfter())) / all)
+                                 : std::nullopt);
         median.push_back(row.summary.lagAfterMs(50));
         p90.push_back(row.summary.lagAfterMs(90));
     }
-    panel(kTop + 20, "captures taken in full (share of all; not known counts as not)", 100, " %",
-          {{"taken in full", inFull}});
-    panel(kTop + 20 + kPanel + kGap, "lag of the frames taken (ms before the capture)", lagHigh, " ms",
+    panel(kTop + 20, "captures taken in full", 100, " %", {{"known in full", inFull}, {"at most, with not known", atMost}});
+    panel(kTop + 20 + kPanel + kGap, "lag of the frames taken, where known (ms)", lagHigh, " ms",
           {{"median", median}, {"p90", p90}});
+    // Each value under the lag panel, or every few when they would crowd.
     const double axis = kTop + 20 + 2 * kPanel + kGap + 18;
-    svg << "<text x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(axis, 0) << "\">" << low << "</text>\n"
-        << "<text x=\"" << fixed(kLeft + plotWidth, 0) << "\" y=\"" << fixed(axis, 0) << "\" text-anchor=\"end\">"
-        << high << "</text>\n"
-        << "<text x=\"" << fixed(kLeft + plotWidth / 2, 0) << "\" y=\"" << fixed(axis + 16, 0)
+    const size_t every = std::max<size_t>(1, (rows.size() + 11) / 12);
+    for (size_t i = 0; i < rows.size(); ++i)
+        if (i % every == 0 || i + 1 == rows.size())
+            svg << "<text x=\"" << fixed(x(rows[i].value), 1) << "\" y=\"" << fixed(axis, 0)
+                << "\" text-anchor=\"middle\">" << rows[i].value << "</text>\n";
+    svg << "<text x=\"" << fixed(kLeft + plotWidth / 2, 0) << "\" y=\"" << fixed(axis + 20, 0)
         << "\" text-anchor=\"middle\">" << escape(name) << "</text>\n</svg>\n";
     return svg.str();
 }

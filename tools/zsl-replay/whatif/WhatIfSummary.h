@@ -32,6 +32,8 @@ public:
     size_t changed() const { return mChanged; }
     size_t anchorsMoved() const { return mEarlier + mLater; }
     size_t inFullAfter() const { return mInFull[1]; }
+    size_t inFullUnknownAfter() const { return mInFullUnknown[1]; }
+    size_t selections() const { return mSelections; }
     size_t unknownFacts() const { return mUnknownFacts; }
     // Nearest-rank percentile of the taken frames' known lags after the change.
     std::optional<double> lagAfterMs(double percentile) const;
