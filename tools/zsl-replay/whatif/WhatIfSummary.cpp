@@ -166,8 +166,8 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
             if (!points.empty())
                 svg << "<polyline points=\"" << points << "\" fill=\"none\" stroke=\"" << colours[s]
                     << (s ? "\" stroke-dasharray=\"5,3" : "") << "\"/>\n";
-            svg << "<text x=\"" << fixed(kLeft + plotWidth - 190 * double(series.size() - s), 0) << "\" y=\""
-                << fixed(top - 6, 0) << "\" fill=\"" << colours[s] << "\">" << escape(series[s].first) << "</text>\n";
+            svg << "<text x=\"" << fixed(kLeft + plotWidth - 170 * double(series.size() - 1 - s), 0) << "\" y=\""
+                << fixed(top - 6, 0) << "\" text-anchor=\"end\" fill=\"" << colours[s] << "\">" << escape(series[s].first) << "</text>\n";
         }
     };
     std::vector<std::optional<double>> inFull, atMost, median, p90;
