@@ -14,6 +14,8 @@
 #include "whatif/Subject.h"
 #include "whatif/WhatIfReport.h"
 
+#include "ReplayCli.h"
+
 #include <PluginLoader.h>
 
 #include <gtest/gtest.h>
@@ -291,6 +293,87 @@ TEST(WhatIfChanges, SweepValuesRunFromFirstToLastByStep)
     EXPECT_EQ(values("window=100:0:-40"), (std::vector<int64_t>{100, 60, 20}));
     EXPECT_EQ(values("window=7:7:3"), (std::vector<int64_t>{7}));
     EXPECT_EQ(values("window=0:999:1").size(), 1000u);
+}
+
+} // namespace
+
+namespace {
+
+using kotest::TempFile;
+
+TEST(WhatIfCommand, BadInputIsOneLineAndStatusTwo)
+{
+    const TempFile log("not a log of the plug-in\n", ".log");
+    const std::string cases[] = {
+        "--set ro.vendor.camera3.zsl.defualt=100",
+        "--set window=abc",
+        "--set window=1 --set window=2",
+        "--set window=1 --set vendor.debug.camera3.zsl.timestamp=2",
+        "--sweep window=0:10:0",
+        "--sweep window=10:0:5",
+        "--sweep window=0:2000:1",
+        "--sweep-svg /tmp/never.svg --set window=1",
+        "--set window=1 --table out.txt",
+        "--set window=1 --table csv:" + log.path() + " " + log.path(),
+        "",
+        "--set window=1 /nonexistent/device.log",
+        "--set window=1 " + log.path(),
+    };
+    for (const std::string &args : cases) {
+        SCOPED_TRACE(args);
+        const kotest::Outcome run = kotest::replay("whatif " + args);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    }
+    EXPECT_EQ(log.text(), "not a log of the plug-in\n"); // never written over
+}
+
+TEST(WhatIfCommand, JsonSidesAreReplayStepsWithWhatIsNotKnownNamed)
+{
+    const kotest::Outcome traces = kotest::replay("whatif --set window=150 --json");
+    ASSERT_EQ(traces.status, 0) << traces.err;
+    const nlohmann::json document = nlohmann::json::parse(traces.out);
+    ASSERT_EQ(document["captures"].size(), 4u);
+    EXPECT_EQ(document["change"], "window=150 ms");
+    for (const nlohmann::json &capture : document["captures"]) {
+        for (const char *side : {"before", "after"})
+            for (const char *key : {"anchorFrame", "csbegin", "selection", "checks", "taken", "zsdTs"})
+                EXPECT_TRUE(capture[side].contains(key)) << side << " " << key;
+        EXPECT_FALSE(capture["after"].contains("unknown"));
+    }
+    EXPECT_EQ(document["captures"][0]["after"]["anchorFrame"], 42); // 149 ms before the capture: inside 150
+    EXPECT_EQ(document["summary"]["anchors"]["earlier"], 3);
+
+    // From a log at 100 ms, a narrower window's anchor lies past the frames the scan logged.
+    TempFile log("", ".log");
+    ASSERT_EQ(kotest::replay("replay --write-logcat " + log.path()).status, 0);
+    const kotest::Outcome fromLog = kotest::replay("whatif --set window=50 --json " + log.path());
+    ASSERT_EQ(fromLog.status, 0) << fromLog.err;
+    const nlohmann::json after = nlohmann::json::parse(fromLog.out)["captures"][0]["after"];
+    EXPECT_TRUE(after["anchorFrame"].is_null());
+    EXPECT_NE(after["unknown"]["anchorFrame"].get<std::string>().find("stopped before frame 45"), std::string::npos);
+    EXPECT_EQ(after["bounds"]["anchorFrame"]["atOrAfter"], 45);
+    EXPECT_EQ(nlohmann::json::parse(fromLog.out)["captures"][0]["anchorMoved"], "later");
+}
+
+TEST(WhatIfCommand, TableHasBothSidesAndSweepOneRowPerValue)
+{
+    TempFile table("", ".csv"), svg("", ".svg");
+    const kotest::Outcome run = kotest::replay("whatif --set window=150 --table " + table.path());
+    ASSERT_EQ(run.status, 0) << run.err;
+    const std::string csv = table.text();
+    EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 5); // a header and four captures
+    for (const char *column : {"schema,", "before_anchor_frame", "after_anchor_frame", "after_taken_lag_ms"})
+        EXPECT_NE(csv.find(column), std::string::npos) << column;
+
+    const kotest::Outcome sweep = kotest::replay("whatif --sweep window=0:300:50 --sweep-svg " + svg.path());
+    ASSERT_EQ(sweep.status, 0) << sweep.err;
+    EXPECT_EQ(std::count(sweep.out.begin(), sweep.out.end(), '\n'), 1 + 7 + 1); // head, values, legend
+    EXPECT_EQ(svg.text().rfind("<svg", 0), 0u);
+    const nlohmann::json json = nlohmann::json::parse(kotest::replay("whatif --sweep window=0:300:50 --json").out);
+    ASSERT_EQ(json["values"].size(), 7u);
+    EXPECT_EQ(json["values"][2]["value"], 100);
+    EXPECT_EQ(json["values"][2]["summary"]["unchanged"], 4); // the built-in captures' own window
 }
 
 } // namespace

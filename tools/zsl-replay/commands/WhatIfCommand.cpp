@@ -120,8 +120,7 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
         try {
             work();
         } catch (const outcome::Error &error) {
-            std::cerr << "zsl-replay: " << (where.empty() ? "" : where + ": ");
-            printError(error);
+            printError(where.empty() ? error : outcome::Error(where + ": " + error.what()));
             status = 2;
         }
     };
