@@ -173,11 +173,23 @@ void writeComparisonText(std::ostream &out, const Comparison &comparison)
     const char *move = moveText(comparison.anchorMove());
     out << "   => " << (!changed ? "change not known" : *changed ? "changed" : "unchanged")
         << (move && std::string(move) != "same" ? std::string(", anchor ") + move : "") << "\n";
-    for (const auto *side : {&before, &after})
-        for (const auto &[fact, unknown] : side->unknown)
-            if (fact != fact::kSelection && fact != fact::kProducer) // in --json only: no row shows them
-                out << "   " << (side == &before ? "before" : "after") << ", " << fact << " not known: "
-                    << unknown.reason << "\n";
+    // Facts not known for one reason are named together.
+    for (const auto *side : {&before, &after}) {
+        std::vector<std::pair<std::string, std::string>> reasons; // reason, facts
+        for (const auto &[fact, unknown] : side->unknown) {
+            if (fact == fact::kSelection || fact == fact::kProducer) // in --json only: no row shows them
+                continue;
+            auto same = std::find_if(reasons.begin(), reasons.end(),
+                                     [&](const auto &entry) { return entry.first == unknown.reason; });
+            if (same == reasons.end())
+                reasons.emplace_back(unknown.reason, fact);
+            else
+                same->second += ", " + fact;
+        }
+        for (const auto &[reason, facts] : reasons)
+            out << "   " << (side == &before ? "before" : "after") << ", not known: " << facts << ": " << reason
+                << "\n";
+    }
 }
 
 nlohmann::ordered_json comparisonJson(const Comparison &comparison)
