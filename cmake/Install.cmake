@@ -52,7 +52,7 @@ if(TARGET zsl-replay)
         add_custom_command(OUTPUT ${manpage}.gz
             COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manpage-sections.sh $<TARGET_FILE:zsl-replay> ${sections}
             COMMAND ${HELP2MAN} --no-info --section 1 --include ${sections}
-                --name "replay ZSL captures through the frame-selection plug-in, or explain them from a device log"
+                --name "replay ZSL captures through the frame-selection plug-in, explain them from a device log, or replay them with other settings"
                 --output ${manpage} $<TARGET_FILE:zsl-replay>
             COMMAND gzip -9nf ${manpage}
             DEPENDS zsl-replay ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manpage-sections.sh VERBATIM)
