@@ -13,6 +13,7 @@
 #include "whatif/PropertyChange.h"
 #include "whatif/Subject.h"
 #include "whatif/WhatIfReport.h"
+#include "whatif/WhatIfSummary.h"
 
 #include "ReplayCli.h"
 
@@ -374,6 +375,76 @@ TEST(WhatIfCommand, TableHasBothSidesAndSweepOneRowPerValue)
     ASSERT_EQ(json["values"].size(), 7u);
     EXPECT_EQ(json["values"][2]["value"], 100);
     EXPECT_EQ(json["values"][2]["summary"]["unchanged"], 4); // the built-in captures' own window
+}
+
+} // namespace
+
+namespace {
+
+// A side whose anchor is the frame at `position` of consumer 10..13 (none past them), taking `taken`.
+Side sideAt(std::optional<size_t> position, std::vector<uint32_t> taken, bool anchorKnown = true)
+{
+    StepOutcome step;
+    step.kind = StepKind::Capture;
+    step.selectRan = true;
+    step.consumer = {10, 11, 12, 13};
+    step.requested = 1;
+    if (position && *position < 4)
+        step.anchorFrame = step.consumer[*position];
+    step.taken = std::move(taken);
+    Side side = exactSide(step);
+    if (!anchorKnown) {
+        side.leaveOpen(fact::kAnchor, "not in the log");
+        side.anchorFrom = position;
+    }
+    return side;
+}
+
+TEST(WhatIfComparison, AnchorMovesAndChangesAreToldOnlyWhereKnown)
+{
+    struct Case {
+        const char *name;
+        Side before, after;
+        AnchorMove move;
+        std::optional<bool> changed;
+    };
+    const Case cases[] = {
+        {"same anchor, same frame", sideAt(2, {12}), sideAt(2, {12}), AnchorMove::Same, false},
+        {"earlier", sideAt(2, {12}), sideAt(0, {10}), AnchorMove::Earlier, true},
+        {"later", sideAt(1, {11}), sideAt(3, {13}), AnchorMove::Later, true},
+        {"none after: later", sideAt(1, {11}), sideAt(4, {}), AnchorMove::Later, true},
+        {"open, at or past a later frame", sideAt(1, {11}), sideAt(2, {}, false), AnchorMove::Later, true},
+        {"open, may be the same", sideAt(1, {11}), sideAt(1, {}, false), AnchorMove::Unknown, std::nullopt},
+        {"same anchor, other frame taken", sideAt(2, {12}), sideAt(2, {13}), AnchorMove::Same, true},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Comparison comparison{"in", "", false, c.before, c.after};
+        if (!c.after.states(fact::kAnchor))
+            comparison.after.leaveOpen(fact::kTaken, "not in the log");
+        EXPECT_EQ(comparison.anchorMove(), c.move);
+        EXPECT_EQ(comparison.changed(), c.changed);
+    }
+}
+
+TEST(WhatIfComparison, SummaryCountsWhatIsNotKnownApart)
+{
+    WhatIfSummary summary;
+    summary.add({"a", "", false, sideAt(2, {12}), sideAt(0, {10})});
+    summary.add({"b", "", false, sideAt(2, {12}), sideAt(2, {12})});
+    Comparison open{"c", "", true, sideAt(1, {11}), sideAt(1, {}, false)};
+    open.after.leaveOpen(fact::kTaken, "not in the log");
+    summary.add(open);
+    const nlohmann::ordered_json json = summary.toJson();
+    EXPECT_EQ(json["changed"], 1);
+    EXPECT_EQ(json["unchanged"], 1);
+    EXPECT_EQ(json["changeUnknown"], 1);
+    EXPECT_EQ(json["anchors"]["earlier"], 1);
+    EXPECT_EQ(json["anchors"]["unknown"], 1);
+    EXPECT_EQ(json["takenInFull"]["after"], 2);
+    EXPECT_EQ(json["takenInFullUnknown"]["after"], 1);
+    EXPECT_EQ(json["lagAfterMs"]["capturesTakenUnknown"], 1);
+    EXPECT_EQ(summary.unknownFacts(), 2u); // the anchor and the frames taken
 }
 
 } // namespace

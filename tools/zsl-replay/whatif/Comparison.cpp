@@ -11,6 +11,8 @@ using namespace zsl::outcome;
 void Side::leaveOpen(const std::string &fact, std::string reason, std::string bound, nlohmann::json boundJson)
 {
     unknown.emplace(fact, Unknown{std::move(reason), std::move(bound), std::move(boundJson)});
+    if (fact == fact::kTaken) // in full or not follows from the frames taken, unless known apart
+        takenInFull.reset();
 }
 
 std::vector<std::optional<double>> Side::takenLagsMs() const

@@ -57,7 +57,8 @@ struct Side {
     std::optional<bool> takenInFull;
 
     bool states(const std::string &fact) const { return unknown.count(fact) == 0; }
-    // Marks a fact unknown; the first reason given for it stays.
+    // Marks a fact unknown; the first reason given for it stays. The frames
+    // taken unknown, so is whether all were taken, until set after.
     void leaveOpen(const std::string &fact, std::string reason, std::string bound = "",
                    nlohmann::json boundJson = nullptr);
     // How long before the capture moment each taken frame was shot, where known.

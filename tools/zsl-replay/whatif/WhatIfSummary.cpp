@@ -35,7 +35,7 @@ void WhatIfSummary::add(const Comparison &comparison)
         }
     }
     if (!comparison.after.states(fact::kTaken))
-        ++mLagUnknownAfter;
+        ++mTakenUnknownAfter;
     for (const std::optional<double> &lag : comparison.after.takenLagsMs()) {
         if (lag)
             mLagsAfter.insert(std::upper_bound(mLagsAfter.begin(), mLagsAfter.end(), *lag), *lag);
@@ -61,12 +61,15 @@ void WhatIfSummary::writeText(std::ostream &out, const std::string &change) cons
         << "\n";
     out << "   taken in full: before " << mInFull[0] << " of " << mSelections << notKnown(mInFullUnknown[0])
         << "; after " << mInFull[1] << " of " << mSelections << notKnown(mInFullUnknown[1]) << "\n";
+    out << "   taken frames' lag after: ";
     if (const auto median = lagAfterMs(50))
-        out << "   taken frames' lag after: median " << fixed(*median, 3) << " ms, p90 " << fixed(*lagAfterMs(90), 3)
-            << " ms over " << mLagsAfter.size() << " frame" << (mLagsAfter.size() == 1 ? "" : "s")
-            << notKnown(mLagUnknownAfter) << "\n";
+        out << "median " << fixed(*median, 3) << " ms, p90 " << fixed(*lagAfterMs(90), 3) << " ms over "
+            << mLagsAfter.size() << " frame" << (mLagsAfter.size() == 1 ? "" : "s") << notKnown(mLagUnknownAfter);
     else
-        out << "   taken frames' lag after: none known" << notKnown(mLagUnknownAfter) << "\n";
+        out << "none known" << notKnown(mLagUnknownAfter);
+    if (mTakenUnknownAfter)
+        out << "; frames taken not known in " << mTakenUnknownAfter << " capture" << (mTakenUnknownAfter == 1 ? "" : "s");
+    out << "\n";
     out << "   facts the inputs do not ground after the change: " << mUnknownFacts << "\n";
 }
 
@@ -82,7 +85,8 @@ nlohmann::ordered_json WhatIfSummary::toJson() const
             {"takenInFull", {{"before", mInFull[0]}, {"after", mInFull[1]}}},
             {"takenInFullUnknown", {{"before", mInFullUnknown[0]}, {"after", mInFullUnknown[1]}}},
             {"lagAfterMs", {{"median", orNull(lagAfterMs(50))}, {"p90", orNull(lagAfterMs(90))},
-                            {"known", mLagsAfter.size()}, {"unknown", mLagUnknownAfter}}},
+                            {"known", mLagsAfter.size()}, {"unknown", mLagUnknownAfter},
+                            {"capturesTakenUnknown", mTakenUnknownAfter}}},
             {"unknownFacts", mUnknownFacts}};
 }
 

@@ -45,7 +45,8 @@ private:
     size_t mSelections = 0;                       // captures that selected and take frames
     size_t mInFull[2] = {0, 0}, mInFullUnknown[2] = {0, 0}; // before, after
     std::vector<double> mLagsAfter;
-    size_t mLagUnknownAfter = 0;
+    size_t mLagUnknownAfter = 0;   // taken frames whose shutter time is not known
+    size_t mTakenUnknownAfter = 0; // captures whose frames taken are not known
     size_t mUnknownFacts = 0;
 };
 
