@@ -179,10 +179,11 @@ void writeComparisonText(std::ostream &out, const Comparison &comparison)
         for (const auto &[fact, unknown] : side->unknown) {
             if (fact == fact::kSelection || fact == fact::kProducer) // in --json only: no row shows them
                 continue;
+            const std::string &reason = unknown.reason; // a lambda may not take a structured binding
             auto same = std::find_if(reasons.begin(), reasons.end(),
-                                     [&](const auto &entry) { return entry.first == unknown.reason; });
+                                     [&reason](const auto &entry) { return entry.first == reason; });
             if (same == reasons.end())
-                reasons.emplace_back(unknown.reason, fact);
+                reasons.emplace_back(reason, fact);
             else
                 same->second += ", " + fact;
         }
