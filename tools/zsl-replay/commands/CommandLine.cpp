@@ -169,8 +169,9 @@ std::string optionName(const std::string &arg)
 
 } // namespace
 
-CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-selection plug-in, or explains them "
-                                  "from a device's log.", "zsl-replay")
+CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-selection plug-in, explains them "
+                                  "from a device's log, or replays them with the selector's properties changed.",
+                                  "zsl-replay")
 {
     mApp.set_version_flag("--version", "zsl-replay " ZSL_VERSION);
     mApp.set_help_all_flag("--help-all", "print the help of every subcommand");
