@@ -367,6 +367,18 @@ TEST(WhatIfCommand, TableHasBothSidesAndSweepOneRowPerValue)
     for (const char *column : {"schema,", "before_anchor_frame", "after_anchor_frame", "after_taken_lag_ms"})
         EXPECT_NE(csv.find(column), std::string::npos) << column;
 
+    TempFile page("", ".html");
+    ASSERT_EQ(kotest::replay("whatif --set window=150 --html " + page.path()).status, 0);
+    const std::string html = page.text();
+    EXPECT_EQ(html.rfind("<!DOCTYPE html>", 0), 0u);
+    size_t captures = 0, unfolded = 0;
+    for (size_t at = 0; (at = html.find("<details", at)) != std::string::npos; ++at, ++captures)
+        unfolded += html.compare(at, 14, "<details open ") == 0;
+    EXPECT_EQ(captures, 4u);
+    EXPECT_EQ(unfolded, 3u); // the three that changed
+    EXPECT_EQ(html.find("<script"), std::string::npos);
+    EXPECT_EQ(kotest::replay("whatif --sweep window=0:10:5 --html " + page.path()).status, 2);
+
     const kotest::Outcome sweep = kotest::replay("whatif --sweep window=0:300:50 --sweep-svg " + svg.path());
     ASSERT_EQ(sweep.status, 0) << sweep.err;
     EXPECT_EQ(std::count(sweep.out.begin(), sweep.out.end(), '\n'), 1 + 7 + 1); // head, values, legend

@@ -112,6 +112,7 @@ const char kWhatIfFooter[] = R"(Examples:
   zsl-replay whatif --set window=150 bugreport.zip
   zsl-replay whatif --set persist.vendor.kohal.selector.pending.mask=1 traces/
   zsl-replay whatif --sweep window=0:300:25 --sweep-svg window.svg reports/
+  zsl-replay whatif --set window=150 --html whatif.html bugreport.zip
 
 Exit status:
   0  every input was compared
@@ -240,6 +241,9 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
     mWhatIfApp->add_option("--plugin", mWhatIf.pluginPath, "the plug-in to load (default: beside this program, else installed)")
         ->type_name("PATH");
     mWhatIfApp->add_flag("--json", mWhatIf.json, "print the results as JSON instead of the text report");
+    mWhatIfApp->add_option("--html", mWhatIf.htmlPath,
+                           "write one self-contained HTML page: the summary and every capture's two sides")
+        ->type_name("FILE");
     mWhatIfApp->add_option("--table", mWhatIf.table,
                            "write one row per capture, both sides: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
         ->type_name("FILE");

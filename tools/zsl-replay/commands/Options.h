@@ -49,6 +49,7 @@ struct WhatIfOptions {
     std::string pluginPath;
     bool json = false;
     std::string table;               // as explain's
+    std::string htmlPath;            // one page of every capture, both sides
 };
 
 } // namespace zsl::commands

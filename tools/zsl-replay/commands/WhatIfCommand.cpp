@@ -13,6 +13,7 @@
 #include "replay/TraceReader.h"
 #include "whatif/PropertyChange.h"
 #include "whatif/Subject.h"
+#include "whatif/WhatIfPage.h"
 #include "whatif/WhatIfReport.h"
 #include "whatif/WhatIfSummary.h"
 
@@ -52,11 +53,15 @@ public:
             mTable = std::make_unique<output::OutputFile>(table->path, options.inputs);
             mFormat = table->format;
         }
+        if (!options.htmlPath.empty())
+            mHtml = std::make_unique<output::OutputFile>(options.htmlPath, options.inputs);
     }
 
     void add(const Comparison &comparison)
     {
         mSummary.add(comparison);
+        if (mHtml)
+            mPage.add(comparison);
         if (mTable) {
             const nlohmann::ordered_json row = whatif::comparisonRow(comparison);
             if (mFormat == output::CaptureTableWriter::Format::Csv && !mHeader++)
@@ -93,6 +98,10 @@ public:
             else
                 mSummary.writeText(std::cout, mChange);
         }
+        if (mHtml) {
+            mHtml->stream() << mPage.html(mChange, mSummary);
+            mHtml->close();
+        }
         if (mTable) {
             if (mFormat == output::CaptureTableWriter::Format::Csv && !mHeader)
                 mTable->stream() << output::csvHeader(whatif::comparisonRow(Comparison{})) << "\n";
@@ -108,6 +117,8 @@ private:
     int mHeader = 0;
     size_t mCount = 0;
     whatif::WhatIfSummary mSummary;
+    std::unique_ptr<output::OutputFile> mHtml;
+    whatif::WhatIfPage mPage; // every capture's view, kept for the page
 };
 
 // Every subject of the inputs to `each`, in the inputs' order; a bad input
@@ -196,8 +207,9 @@ int runWhatIf(const WhatIfOptions &options)
     if (!options.table.empty() && !(table = tableTarget(options.table)))
         return usageError("whatif", "--table " + options.table +
                                         ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
-    if (table && !sweep.empty())
-        return usageError("whatif", "--table writes each capture's two sides; a sweep writes one row per value");
+    if ((table || !options.htmlPath.empty()) && !sweep.empty())
+        return usageError("whatif", std::string(table ? "--table" : "--html") +
+                                        " shows each capture's two sides; a sweep writes one row per value");
     if (table && table->path == "-" && options.json)
         return usageError("whatif", "--json and a table on standard output: one of them can have it");
     const std::string plugin =

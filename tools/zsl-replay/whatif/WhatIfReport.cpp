@@ -114,23 +114,16 @@ std::string framesOrNull(const Side &side, const char *fact, const std::vector<u
 
 } // namespace
 
-void writeComparisonText(std::ostream &out, const Comparison &comparison)
+ComparisonView comparisonView(const Comparison &comparison)
 {
     const Side &before = comparison.before, &after = comparison.after;
     const StepOutcome &step = before.step;
-    out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame << " (" << comparison.input << ")";
-    if (!step.label.empty())
-        out << ": " << step.label;
-    out << "\n";
-    auto row = [&out](const std::string &what, const std::string &was, const std::string &now) {
-        char head[32];
-        std::snprintf(head, sizeof(head), "   %-14s", what.c_str());
-        // A long "before" puts "after" under it, in its column.
-        out << head << was
-            << (was.size() < 36 ? std::string(36 - was.size(), ' ') : "\n" + std::string(17 + 36, ' ')) << now
-            << "\n";
+    ComparisonView view;
+    view.title = std::string(stepKindName(step.kind)) + " fwkFrame " + std::to_string(step.fwkFrame) + " (" +
+                 comparison.input + ")" + (step.label.empty() ? "" : ": " + step.label);
+    auto row = [&view](std::string what, std::string was, std::string now) {
+        view.rows.push_back({std::move(what), std::move(was), std::move(now)});
     };
-    row("", "before", "after");
     if (step.needed)
         row("ZSL needed", *step.needed ? "yes" : "no", after.step.needed.value_or(false) ? "yes" : "no");
     if (before.step.selectRan || after.step.selectRan) {
@@ -160,37 +153,52 @@ void writeComparisonText(std::ostream &out, const Comparison &comparison)
         for (const CheckOutcome &check : side->step.checks)
             if (std::find(frames.begin(), frames.end(), check.frame) == frames.end())
                 frames.push_back(check.frame);
-    frames.erase(std::remove_if(frames.begin(), frames.end(),
-                                [&](uint32_t frame) {
-                                    return verdictText(before, frame) == "-" && verdictText(after, frame) == "-";
-                                }),
-                 frames.end());
     for (uint32_t frame : frames)
-        row("frame " + std::to_string(frame), verdictText(before, frame), verdictText(after, frame));
+        if (verdictText(before, frame) != "-" || verdictText(after, frame) != "-")
+            row("frame " + std::to_string(frame), verdictText(before, frame), verdictText(after, frame));
     if (step.kind == StepKind::Capture && step.selectRan)
         row("taken", takenText(before), takenText(after));
     const std::optional<bool> changed = comparison.changed();
     const char *move = moveText(comparison.anchorMove());
-    out << "   => " << (!changed ? "change not known" : *changed ? "changed" : "unchanged")
-        << (move && std::string(move) != "same" ? std::string(", anchor ") + move : "") << "\n";
+    view.verdict = std::string(!changed ? "change not known" : *changed ? "changed" : "unchanged") +
+                   (move && std::string(move) != "same" ? std::string(", anchor ") + move : "");
     // Facts not known for one reason are named together.
     for (const auto *side : {&before, &after}) {
-        std::vector<std::pair<std::string, std::string>> reasons; // reason, facts
+        const size_t first = view.notKnown.size();
         for (const auto &[fact, unknown] : side->unknown) {
             if (fact == fact::kSelection || fact == fact::kProducer) // in --json only: no row shows them
                 continue;
             const std::string &reason = unknown.reason; // a lambda may not take a structured binding
-            auto same = std::find_if(reasons.begin(), reasons.end(),
-                                     [&reason](const auto &entry) { return entry.first == reason; });
-            if (same == reasons.end())
-                reasons.emplace_back(reason, fact);
+            auto same = std::find_if(view.notKnown.begin() + static_cast<std::ptrdiff_t>(first), view.notKnown.end(),
+                                     [&reason](const auto &entry) { return entry.second == reason; });
+            if (same == view.notKnown.end())
+                view.notKnown.emplace_back(std::string(side == &before ? "before" : "after") + ", not known: " + fact,
+                                           reason);
             else
-                same->second += ", " + fact;
+                same->first += ", " + fact;
         }
-        for (const auto &[reason, facts] : reasons)
-            out << "   " << (side == &before ? "before" : "after") << ", not known: " << facts << ": " << reason
-                << "\n";
     }
+    return view;
+}
+
+void writeComparisonText(std::ostream &out, const Comparison &comparison)
+{
+    const ComparisonView view = comparisonView(comparison);
+    out << "-- " << view.title << "\n";
+    auto row = [&out](const std::string &what, const std::string &was, const std::string &now) {
+        char head[32];
+        std::snprintf(head, sizeof(head), "   %-14s", what.c_str());
+        // A long "before" puts "after" under it, in its column.
+        out << head << was
+            << (was.size() < 36 ? std::string(36 - was.size(), ' ') : "\n" + std::string(17 + 36, ' ')) << now
+            << "\n";
+    };
+    row("", "before", "after");
+    for (const auto &[what, was, now] : view.rows)
+        row(what, was, now);
+    out << "   => " << view.verdict << "\n";
+    for (const auto &[facts, reason] : view.notKnown)
+        out << "   " << facts << ": " << reason << "\n";
 }
 
 nlohmann::ordered_json comparisonJson(const Comparison &comparison)

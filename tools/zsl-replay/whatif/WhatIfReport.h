@@ -13,12 +13,27 @@
 
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace zsl::whatif {
 
 // The schema of the what-if table's rows, in every row.
 constexpr char kWhatIfTableSchema[] = "zsl-whatif-table/1";
+
+// What the text report and the page show of a comparison: a title, rows of
+// a fact before and after, what changed, and each side's facts not known,
+// those of one reason named together.
+struct ComparisonView {
+    std::string title;
+    std::vector<std::array<std::string, 3>> rows; // what, before, after
+    std::string verdict;                          // "changed, anchor earlier"
+    std::vector<std::pair<std::string, std::string>> notKnown; // "after, not known: facts", why
+};
+ComparisonView comparisonView(const Comparison &comparison);
 
 void writeComparisonText(std::ostream &out, const Comparison &comparison);
 nlohmann::ordered_json comparisonJson(const Comparison &comparison);
