@@ -249,6 +249,22 @@ INSTANTIATE_TEST_SUITE_P(Levels, WhatIfFromLog,
                                     (!info.param.pending ? "" : *info.param.pending ? "PendingOn" : "PendingOff");
                          });
 
+TEST(WhatIfFromLogAlone, WithoutAMetadataQueueNoPropertyMatters)
+{
+    const TraceSpec trace = zsl::replay::parseTrace(R"({"name": "no metadata queue",
+        "queues": [{"id": 2, "type": 2, "frames": {"5": {"sensorMode": 0}}}],
+        "steps": [{"capture": {"fwkFrame": 3, "requests": [{"android.control.enableZsl": 1}]}}]})",
+                                                    "no-meta.json");
+    const SessionOutcome log = logOf(trace, 3);
+    const auto logged = selections(log);
+    ASSERT_EQ(logged.size(), 1u);
+    const Comparison compared = Subject::ofLog(replayer(), log, *logged[0]).compare(change(150, true)).front();
+    ASSERT_EQ(compared.after.unknown.size(), 1u);
+    EXPECT_EQ(compared.after.unknown.begin()->first, fact::kRequested);
+    EXPECT_EQ(compared.changed(), false);
+    expectTrue(compared.after, *selections(replayer().run(configured(trace, 150, true))).front());
+}
+
 TEST(WhatIfChanges, BadChangesAreRefusedInOneLine)
 {
     struct Bad {
@@ -355,6 +371,15 @@ TEST(WhatIfCommand, JsonSidesAreReplayStepsWithWhatIsNotKnownNamed)
     EXPECT_NE(after["unknown"]["anchorFrame"].get<std::string>().find("stopped before frame 45"), std::string::npos);
     EXPECT_EQ(after["bounds"]["anchorFrame"]["atOrAfter"], 45);
     EXPECT_EQ(nlohmann::json::parse(fromLog.out)["captures"][0]["anchorMoved"], "later");
+    // A wider one's: the frames before the old begin are open in two ways.
+    const nlohmann::json wider =
+        nlohmann::json::parse(kotest::replay("whatif --set window=150 --json " + log.path()).out)["captures"][0]["after"];
+    EXPECT_EQ(wider["anchorFrame"], 42);
+    EXPECT_EQ(wider["unknown"]["selectedFrames"],
+              "whether every queue held frames 42 43 is not in the log; the last used frame number is not in the log "
+              "(it is below 44)");
+    EXPECT_NE(wider["unknown"]["taken"].get<std::string>().find("the log shows no check of frames 42 43"),
+              std::string::npos);
 }
 
 TEST(WhatIfCommand, TableHasBothSidesAndSweepOneRowPerValue)

@@ -122,8 +122,12 @@ std::string scanOpen(const StepOutcome &replayed, const LogGrounds &grounds, con
 Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOutcome &replayed,
              const SideSetting &setting, bool replayPending)
 {
-    if (grounds.noMetaQueue) // no property reaches a selection without a metadata queue
-        return exactSide(logged);
+    if (grounds.noMetaQueue) { // no property reaches a selection without a metadata queue
+        Side side = exactSide(logged);
+        if (logged.requested == 0)
+            side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants");
+        return side;
+    }
     Side side;
     side.step = replayed;
     StepOutcome &step = side.step;
