@@ -191,6 +191,38 @@ TEST_F(FleetFolder, OneThreadAndTwoPrintTheSameBytes)
     EXPECT_LT(text.out.find("kv1 ", summary), text.out.find("kv2 ", summary)) << text.out;
 }
 
+// The summary of the tables, split in two and in either format, is the
+// report's own; a table that is not one is named, and the others counted.
+TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
+{
+    std::filesystem::rename(mDir + "/kv2.zip", mDir + "/kv2, \"night\".zip"); // quoted in CSV
+    const Outcome report = kotest::replay("explain --json " + mDir);
+    const json expected = json::parse(report.out).at("summary");
+    const Outcome text = kotest::replay("explain " + mDir);
+    const std::string expectedText = text.out.substr(text.out.find("Summary: "));
+    const std::string jsonl = kotest::replay("explain --table jsonl:- " + mDir).out;
+    const std::string csv = kotest::replay("explain --table csv:- " + mDir).out;
+    const size_t half = jsonl.find('\n', jsonl.size() / 2) + 1;
+    kotest::TempFile first(jsonl.substr(0, half)), second(jsonl.substr(half)), table(csv, ".csv");
+    for (const std::string &tables : {first.path() + " " + second.path(), table.path(), "- <" + table.path()}) {
+        SCOPED_TRACE(tables);
+        const Outcome summarized = kotest::replay("summarize --json " + tables);
+        EXPECT_EQ(summarized.status, 0) << summarized.err;
+        EXPECT_EQ(json::parse(summarized.out), expected);
+        EXPECT_EQ(kotest::replay("summarize " + tables).out, expectedText);
+    }
+
+    kotest::TempFile other(std::string("{\"schema\": \"zsl-capture-table/0\"}\n")), cut(csv.substr(0, csv.size() / 2));
+    const Outcome bad = kotest::replay("summarize --json " + other.path() + " " + table.path() + " " + cut.path() +
+                                       " /nonexistent.csv");
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_EQ(json::parse(bad.out), expected); // the good table alone
+    EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 3) << bad.err;
+    EXPECT_NE(bad.err.find(other.path() + ": line 1: a row of schema \"zsl-capture-table/0\""), std::string::npos)
+        << bad.err;
+    EXPECT_NE(bad.err.find("cannot read /nonexistent.csv"), std::string::npos) << bad.err;
+}
+
 // CSV and JSON Lines hold the same rows; a path with a comma and quotes
 // survives CSV's quoting.
 TEST_F(FleetFolder, CsvHoldsTheRowsOfJsonLines)

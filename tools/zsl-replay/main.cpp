@@ -1,12 +1,14 @@
 // zsl-replay: replays captures through the real plug-in (replay, the
 // default), explains captures from device logs (explain), replays them with
-// the selector's properties changed (whatif), and lists the
+// the selector's properties changed (whatif), summarizes capture tables
+// (summarize), and lists the
 // metadata tags a trace may use (tags). The spelling of the command line is
 // in commands/CommandLine; each subcommand runs in a file of its own.
 
 #include "commands/CommandLine.h"
 #include "commands/ExplainCommand.h"
 #include "commands/ReplayCommand.h"
+#include "commands/SummarizeCommand.h"
 #include "commands/TagsCommand.h"
 #include "commands/WhatIfCommand.h"
 
@@ -21,6 +23,8 @@ int main(int argc, char **argv)
         return zsl::commands::runExplain(line.explain());
     case CommandLine::Command::WhatIf:
         return zsl::commands::runWhatIf(line.whatIf());
+    case CommandLine::Command::Summarize:
+        return zsl::commands::runSummarize(line.summarize());
     case CommandLine::Command::Tags:
         return zsl::commands::runTags();
     case CommandLine::Command::Replay:

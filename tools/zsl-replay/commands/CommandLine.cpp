@@ -123,6 +123,25 @@ Exit status:
 Environment:
   none is read.)";
 
+const char kSummarizeHelp[] = R"(Reads capture tables (explain --table, CSV or JSON Lines, told by their first byte; - reads
+standard input) and prints the summary of all their rows: captures per device and build, how many
+took every frame they wanted, frames refused per reason class, and the percentiles of how long
+before the capture the taken frames were shot. It is made by the code that makes explain's own
+summary, so the summary of tables written on many machines equals explain's of the same inputs on
+one. A table of another schema, or a damaged row, is named with its line; its rows are not counted.)";
+
+const char kSummarizeFooter[] = R"(Examples:
+  zsl-replay summarize captures.jsonl
+  zsl-replay summarize day-1.csv day-2.csv --summary-svg fleet.svg
+
+Exit status:
+  0  every table was read
+  2  bad input (an option, a table that cannot be read or is not a capture table); the others
+     are still counted
+
+Environment:
+  none is read.)";
+
 const char kTagsHelp[] = "Prints every metadata tag a trace may use, with its id and type.";
 
 const char kTagsFooter[] = R"(Example:
@@ -154,7 +173,7 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
 
 bool isSubcommandOrTopLevel(const std::string &arg)
 {
-    for (const char *word : {"replay", "explain", "whatif", "tags", "-h", "--help", "--help-all", "--version"})
+    for (const char *word : {"replay", "explain", "whatif", "summarize", "tags", "-h", "--help", "--help-all", "--version"})
         if (arg == word)
             return true;
     return false;
@@ -248,6 +267,14 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
                            "write one row per capture, both sides: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
         ->type_name("FILE");
 
+    mSummarizeApp = mApp.add_subcommand("summarize", "the fleet summary of capture tables, as explain makes it");
+    mSummarizeApp->footer(std::string(kSummarizeHelp) + "\n\n" + kSummarizeFooter);
+    mSummarizeApp->add_option("TABLE", mSummarize.tables, "capture tables, CSV or JSON Lines; - reads standard input")
+        ->required();
+    mSummarizeApp->add_flag("--json", mSummarize.json, "print the summary as JSON");
+    mSummarizeApp->add_option("--summary-svg", mSummarize.summarySvgPath, "draw the summary into FILE")
+        ->type_name("FILE");
+
     mTagsApp = mApp.add_subcommand("tags", kTagsHelp);
     mTagsApp->footer(kTagsFooter);
 }
@@ -271,7 +298,7 @@ std::optional<int> CommandLine::parse(int argc, char **argv)
         const std::string name = mApp.get_subcommands().empty() ? args.front()
                                                                   : mApp.get_subcommands().front()->get_name();
         if (dynamic_cast<const CLI::ExtrasError *>(&error))
-            for (const CLI::App *given : {mReplayApp, mExplainApp, mWhatIfApp, mTagsApp})
+            for (const CLI::App *given : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp, mTagsApp})
                 if (given->get_name() == name)
                     if (auto refused = refuseUnknownOption(*given, args))
                         return refused;
@@ -286,6 +313,8 @@ CommandLine::Command CommandLine::command() const
         return Command::Explain;
     if (mWhatIfApp->parsed())
         return Command::WhatIf;
+    if (mSummarizeApp->parsed())
+        return Command::Summarize;
     return mTagsApp->parsed() ? Command::Tags : Command::Replay;
 }
 
@@ -299,7 +328,7 @@ std::optional<int> CommandLine::refuseUnknownOption(const CLI::App &given, const
         if (arg.size() < 2 || arg[0] != '-' || given.get_option_no_throw(optionName(arg)))
             continue;
         const std::string name = optionName(arg);
-        for (const CLI::App *other : {mReplayApp, mExplainApp, mWhatIfApp})
+        for (const CLI::App *other : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp})
             if (other != &given && other->get_option_no_throw(name))
                 return usageError(given.get_name(), name + " is an option of zsl-replay " + other->get_name() +
                                                         ", not of " + given.get_name());

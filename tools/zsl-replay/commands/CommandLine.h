@@ -1,7 +1,8 @@
 #pragma once
 /*
  * CommandLine: the spelling of zsl-replay's command line, and nothing else.
- * It declares the subcommands (replay, the default; explain; whatif; tags), their
+ * It declares the subcommands (replay, the default; explain; whatif; summarize;
+ * tags), their
  * options with CLI11, one shared group of outputs, and every help text, and
  * fills the plain options each subcommand runs from. An option that belongs
  * to another subcommand is refused by name, in one line.
@@ -17,7 +18,7 @@ namespace zsl::commands {
 
 class CommandLine {
 public:
-    enum class Command { Replay, Explain, WhatIf, Tags };
+    enum class Command { Replay, Explain, WhatIf, Summarize, Tags };
 
     CommandLine();
     // Reads the arguments. Answers an exit status when that already ended
@@ -29,15 +30,18 @@ public:
     const ReplayOptions &replay() const { return mReplay; }
     const ExplainOptions &explain() const { return mExplain; }
     const WhatIfOptions &whatIf() const { return mWhatIf; }
+    const SummarizeOptions &summarize() const { return mSummarize; }
 
 private:
     std::optional<int> refuseUnknownOption(const CLI::App &given, const std::vector<std::string> &args) const;
 
     CLI::App mApp;
-    CLI::App *mReplayApp = nullptr, *mExplainApp = nullptr, *mWhatIfApp = nullptr, *mTagsApp = nullptr;
+    CLI::App *mReplayApp = nullptr, *mExplainApp = nullptr, *mWhatIfApp = nullptr, *mSummarizeApp = nullptr,
+             *mTagsApp = nullptr;
     ReplayOptions mReplay;
     ExplainOptions mExplain;
     WhatIfOptions mWhatIf;
+    SummarizeOptions mSummarize;
 };
 
 } // namespace zsl::commands

@@ -52,4 +52,10 @@ struct WhatIfOptions {
     std::string htmlPath;            // one page of every capture, both sides
 };
 
+struct SummarizeOptions {
+    std::vector<std::string> tables; // capture tables, CSV or JSON Lines; "-": standard input
+    bool json = false;
+    std::string summarySvgPath;
+};
+
 } // namespace zsl::commands

@@ -163,6 +163,11 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     for (const std::string &note : row.unknown)
         unknown += (unknown.empty() ? "" : " | ") + note;
     out["unknown"] = unknown;
+    // Every known lag, so that a summary made from the rows is the report's own.
+    std::string lags;
+    for (double lag : row.takenLagsMs)
+        lags += (lags.empty() ? "" : " ") + nlohmann::json(lag).dump();
+    out["taken_lags_ms"] = lags;
     return out;
 }
 
