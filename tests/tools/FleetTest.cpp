@@ -11,6 +11,8 @@
 #include "log/LineParser.h"
 #include "output/LogcatWriter.h"
 #include "output/FleetSummary.h"
+#include "output/Outputs.h"
+#include "output/TableReader.h"
 #include "outcome/PluginLines.h"
 #include <PluginLoader.h>
 #include "replay/Replayer.h"
@@ -210,6 +212,14 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
         EXPECT_EQ(summarized.status, 0) << summarized.err;
         EXPECT_EQ(json::parse(summarized.out), expected);
         EXPECT_EQ(kotest::replay("summarize " + tables).out, expectedText);
+    }
+
+    // Each row read back is the row written, every column, from either format.
+    for (const std::string *table : {&jsonl, &csv}) {
+        std::istringstream in(*table);
+        std::string again;
+        readCaptureTable(in, "table", [&](const CaptureRow &row) { again += jsonText(toJson(row)) + "\n"; });
+        EXPECT_EQ(again, jsonl);
     }
 
     kotest::TempFile other(std::string("{\"schema\": \"zsl-capture-table/0\"}\n")), cut(csv.substr(0, csv.size() / 2));

@@ -335,6 +335,7 @@ TEST(WhatIfCommand, BadInputIsOneLineAndStatusTwo)
         "",
         "--set window=1 /nonexistent/device.log",
         "--set window=1 " + log.path(),
+        "--set window=1 - <" + log.path(), // standard input takes a trace
     };
     for (const std::string &args : cases) {
         SCOPED_TRACE(args);
@@ -343,6 +344,10 @@ TEST(WhatIfCommand, BadInputIsOneLineAndStatusTwo)
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     }
     EXPECT_EQ(log.text(), "not a log of the plug-in\n"); // never written over
+    const kotest::Outcome fromStdin =
+        kotest::replay("whatif --set window=150 - <" ZSL_SOURCE_DIR "/examples/overview.json");
+    EXPECT_EQ(fromStdin.status, 0) << fromStdin.err;
+    EXPECT_NE(fromStdin.out.find("capture fwkFrame 100 (<stdin>)"), std::string::npos) << fromStdin.out;
 }
 
 TEST(WhatIfCommand, JsonSidesAreReplayStepsWithWhatIsNotKnownNamed)

@@ -9,6 +9,7 @@
 #include "output/Outputs.h"
 #include "output/TableReader.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 

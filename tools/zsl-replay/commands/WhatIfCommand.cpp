@@ -34,9 +34,8 @@ using whatif::Changes;
 using whatif::Comparison;
 
 // A trace's text starts with "{"; anything else is a log.
-bool isTrace(const std::string &path)
+bool isTrace(std::istream &in)
 {
-    std::ifstream in(path, std::ios::binary);
     for (char c; in.get(c);)
         if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
             return c == '{';
@@ -146,16 +145,16 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
     for (const log::LogSource &source : sources) {
         if (source.path == "-") {
             guarded("", [&] {
-                std::ostringstream text;
-                text << std::cin.rdbuf();
-                if (text.str().find_first_not_of(" \t\r\n") == std::string::npos ||
-                    text.str()[text.str().find_first_not_of(" \t\r\n")] != '{')
+                std::ostringstream read;
+                read << std::cin.rdbuf();
+                const std::string text = read.str();
+                if (std::istringstream start(text); !isTrace(start))
                     throw outcome::Error("standard input: whatif reads a trace there; give a log as a file");
-                each(whatif::Subject::ofTrace(replayer, replay::parseTrace(text.str(), "<stdin>")));
+                each(whatif::Subject::ofTrace(replayer, replay::parseTrace(text, "<stdin>")));
             });
             continue;
         }
-        if (isTrace(source.path)) {
+        if (std::ifstream start(source.path, std::ios::binary); isTrace(start)) {
             guarded("", [&] { each(whatif::Subject::ofTrace(replayer, replay::readTraceFile(source.path))); });
             continue;
         }

@@ -107,7 +107,7 @@ nlohmann::ordered_json sideJson(const Comparison &comparison, const Side &side)
     return out;
 }
 
-std::string framesOrNull(const Side &side, const char *fact, const std::vector<uint32_t> &frames)
+std::string framesOrEmpty(const Side &side, const char *fact, const std::vector<uint32_t> &frames)
 {
     return side.states(fact) ? frameText(frames, "") : "";
 }
@@ -243,8 +243,8 @@ nlohmann::ordered_json comparisonRow(const Comparison &comparison)
         row[p + "anchor_frame"] = side->states(fact::kAnchor) && s.anchorFrame ? nlohmann::ordered_json(*s.anchorFrame)
                                                                                : nullptr;
         row[p + "csbegin"] = side->states(fact::kBegin) && s.csbegin ? nlohmann::ordered_json(*s.csbegin) : nullptr;
-        row[p + "selected"] = framesOrNull(*side, fact::kSelected, s.selectedFrames);
-        row[p + "taken"] = framesOrNull(*side, fact::kTaken, s.taken);
+        row[p + "selected"] = framesOrEmpty(*side, fact::kSelected, s.selectedFrames);
+        row[p + "taken"] = framesOrEmpty(*side, fact::kTaken, s.taken);
         row[p + "taken_in_full"] = side->takenInFull ? nlohmann::ordered_json(*side->takenInFull) : nullptr;
         std::string lags;
         for (const std::optional<double> &lag : side->takenLagsMs())

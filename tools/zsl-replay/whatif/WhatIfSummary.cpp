@@ -38,7 +38,7 @@ void WhatIfSummary::add(const Comparison &comparison)
         ++mTakenUnknownAfter;
     for (const std::optional<double> &lag : comparison.after.takenLagsMs()) {
         if (lag)
-            mLagsAfter.insert(std::upper_bound(mLagsAfter.begin(), mLagsAfter.end(), *lag), *lag);
+            mLagsAfter.push_back(*lag);
         else
             ++mLagUnknownAfter;
     }
@@ -49,7 +49,10 @@ std::optional<double> WhatIfSummary::lagAfterMs(double percentile) const
 {
     if (mLagsAfter.empty())
         return std::nullopt;
-    return output::FleetSummary::percentile(mLagsAfter, percentile);
+    // Sorted when read, a few times per summary, not at each of a sweep's many adds.
+    std::vector<double> sorted = mLagsAfter;
+    std::sort(sorted.begin(), sorted.end());
+    return output::FleetSummary::percentile(sorted, percentile);
 }
 
 void WhatIfSummary::writeText(std::ostream &out, const std::string &change) const
