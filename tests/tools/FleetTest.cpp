@@ -8,6 +8,7 @@
 #include "ReplayCli.h"
 
 #include "output/CaptureTable.h"
+#include "output/CaptureTime.h"
 #include "log/LineParser.h"
 #include "output/LogcatWriter.h"
 #include "output/FleetSummary.h"
@@ -162,6 +163,10 @@ TEST_F(FleetFolder, TableAndSummaryCountWhatTheCapturesExpect)
         const json row = json::parse(line);
         EXPECT_EQ(row.at("schema"), kCaptureTableSchema);
         taken += row.at("taken").is_null() ? 0 : row.at("taken").get<size_t>();
+        // threadtime prints no year and no zone: the report's year, no offset.
+        std::string iso = "2026-" + row.at("log_time").get<std::string>();
+        iso[10] = 'T';
+        EXPECT_EQ(row.at("capture_time"), iso) << line;
         if (row.at("device") == "kv2") {
             EXPECT_TRUE(row.at("taken").is_null()) << line;
             EXPECT_NE(row.at("unknown").get<std::string>().find("debug level"), std::string::npos) << line;
@@ -221,6 +226,20 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
         readCaptureTable(in, "table", [&](const CaptureRow &row) { again += jsonText(toJson(row)) + "\n"; });
         EXPECT_EQ(again, jsonl);
     }
+
+    // A table of version 1 (no capture_time) is read as well.
+    std::string older;
+    std::istringstream rows(jsonl);
+    for (std::string line; std::getline(rows, line);) {
+        json row = json::parse(line, nullptr, true, false);
+        row.erase("capture_time");
+        row["schema"] = "zsl-capture-table/1";
+        older += row.dump() + "\n";
+    }
+    kotest::TempFile version1(older);
+    const Outcome fromOlder = kotest::replay("summarize --json " + version1.path());
+    EXPECT_EQ(fromOlder.status, 0) << fromOlder.err;
+    EXPECT_EQ(json::parse(fromOlder.out), expected);
 
     kotest::TempFile other(std::string("{\"schema\": \"zsl-capture-table/0\"}\n")), cut(csv.substr(0, csv.size() / 2));
     const Outcome bad = kotest::replay("summarize --json " + other.path() + " " + table.path() + " " + cut.path() +
@@ -332,6 +351,35 @@ TEST(FleetSummaryParts, RefusalClassesPercentilesAndFingerprints)
     EXPECT_EQ(fingerprintBuild(kKv1Old), "15/AP2A.240805.005/12345:user/release-keys");
     EXPECT_EQ(fingerprintDevice("odd"), "odd");
     EXPECT_EQ(fingerprintBuild("odd"), "");
+}
+
+// The capture's time in ISO 8601: the year and offset only where the line
+// or its bug report states them.
+TEST(FleetTime, TheYearAndOffsetOnlyWhereTheLogTellsThem)
+{
+    const struct {
+        const char *logTime, *reportTime, *iso;
+    } cases[] = {
+        {"11-23 18:46:29.123", "2026-11-23 18:50:00", "2026-11-23T18:46:29.123"},
+        {"12-31 23:59:59.999", "2027-01-01 00:01:00", "2026-12-31T23:59:59.999"}, // across the new year
+        {"01-01 00:00:01.000", "2027-01-01 00:01:00", "2027-01-01T00:00:01.000"},
+        {"2025-06-01 10:00:00.123456 +0200", "", "2025-06-01T10:00:00.123456+02:00"}, // -v year -v usec -v zone
+        {"11-23 18:46:29.123 -0530", "2026-11-23 18:50:00", "2026-11-23T18:46:29.123-05:30"},
+        {"2026-11-23 18:46:29.123 +0000", "", "2026-11-23T18:46:29.123+00:00"}, // a Perfetto log
+        {"1700000000.123", "", "2023-11-14T22:13:20.123+00:00"},                  // -v epoch
+        {"  1700000000.000456789", "", "2023-11-14T22:13:20.000456789+00:00"},
+        {"11-23 18:46:29.123", "", ""},   // a plain log: no year
+        {"   12345.678", "", ""},         // -v monotonic: seconds since boot
+        {"", "2026-11-23 18:50:00", ""},  // no time printed (brief)
+        {"13-01 00:00:00.000", "2026-11-23 18:50:00", ""},
+        {"11-23 24:00:00.000", "2026-11-23 18:50:00", ""},
+        {"11-23 18:46:29", "2026-11-23 18:50:00", ""},
+        {"11-23 18:46:29.123 +01", "2026-11-23 18:50:00", ""},
+        {"11-23 18:46:29.123 junk", "2026-11-23 18:50:00", ""},
+        {"11-23 18:46:29.123", "in November", ""},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(isoCaptureTime(c.logTime, c.reportTime), c.iso) << c.logTime << " / " << c.reportTime;
 }
 
 // The live log: the tool runs on a pipe the test writes line by line.

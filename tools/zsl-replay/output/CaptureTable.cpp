@@ -2,6 +2,8 @@
 
 #include "output/CaptureTable.h"
 
+#include "output/CaptureTime.h"
+
 #include "outcome/FrameText.h"
 #include "outcome/PluginLines.h"
 
@@ -78,6 +80,7 @@ CaptureRow captureRow(const SessionOutcome &session, const StepOutcome &step)
         if (step.tid != kUnknownId)
             row.tid = step.tid;
         row.logTime = step.logTime;
+        row.captureTime = isoCaptureTime(step.logTime, session.reportTime);
     }
     row.fwkFrame = step.fwkFrame;
     row.kind = stepKindName(step.kind);
@@ -168,6 +171,7 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     for (double lag : row.takenLagsMs)
         lags += (lags.empty() ? "" : " ") + nlohmann::json(lag).dump();
     out["taken_lags_ms"] = lags;
+    out["capture_time"] = row.captureTime; // added in version 2
     return out;
 }
 

@@ -25,7 +25,7 @@ namespace zsl::output {
 
 // The schema's name and version, in every row: a reader of many files
 // knows each row's columns.
-constexpr const char kCaptureTableSchema[] = "zsl-capture-table/1";
+constexpr const char kCaptureTableSchema[] = "zsl-capture-table/2";
 
 struct CaptureRow {
     std::string input;              // the file read ("-": standard input), or the trace replayed
@@ -33,6 +33,7 @@ struct CaptureRow {
     std::string fingerprint, reportTime;
     std::optional<int> pid, tid;    // read from a log, where its format shows them
     std::string logTime;            // the capture's first line, as the log prints it
+    std::string captureTime;        // logTime as ISO 8601, where the log and report tell enough ("" otherwise)
     uint32_t fwkFrame = 0;
     std::string kind;               // capture, select, check, needed
     std::optional<bool> zslNeeded;

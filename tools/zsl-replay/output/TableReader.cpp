@@ -17,6 +17,9 @@ namespace {
 using outcome::Error;
 using Json = nlohmann::json;
 
+// Version 1's rows are version 2's without the columns it added.
+constexpr const char kFirstSchema[] = "zsl-capture-table/1";
+
 // One CSV record: fields split at commas, quoted fields may hold commas,
 // doubled quotes and line ends. False at the end of input.
 bool csvRecord(std::istream &in, std::vector<std::string> &fields, size_t &line)
@@ -68,8 +71,9 @@ template <typename T> std::optional<T> optionalOf(const Json &row, const char *k
 CaptureRow rowOf(const Json &json)
 {
     const std::string schema = json.at("schema").get<std::string>();
-    if (schema != kCaptureTableSchema)
-        throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema);
+    const bool first = schema == kFirstSchema; // without capture_time
+    if (!first && schema != kCaptureTableSchema)
+        throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema + " or " + kFirstSchema);
     CaptureRow row;
     row.input = json.at("input").get<std::string>();
     row.device = json.at("device").get<std::string>();
@@ -110,6 +114,8 @@ CaptureRow rowOf(const Json &json)
             throw Error("taken_lags_ms: \"" + lags + "\" is not a list of numbers");
         at = end;
     }
+    if (!first)
+        row.captureTime = json.at("capture_time").get<std::string>();
     return row;
 }
 
