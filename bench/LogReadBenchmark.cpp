@@ -65,9 +65,9 @@ void BM_ReadLog(benchmark::State &state)
         const auto line = [&](kohost::LogLine read, uint64_t number) { importer.add(std::move(read), number); };
         const auto problem = [](const std::string &) {};
         if (state.range(1))
-            readLogInputAhead(path, line, problem, origin);
+            readLogInputAhead(path, path, line, problem, origin);
         else
-            readLogInput(path, line, problem, origin);
+            readLogInput(path, path, line, problem, origin);
         captures += importer.finish().steps.size();
     }
     rusage usage{};

@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     LogOrigin origin;
     try {
         readLogInput(
-            "/proc/self/fd/" + std::to_string(fd),
+            "/proc/self/fd/" + std::to_string(fd), "the input",
             [&](kohost::LogLine line, uint64_t number) {
                 live.add(line, number);
                 streaming.add(line, number);

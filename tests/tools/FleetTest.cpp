@@ -252,6 +252,40 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
     EXPECT_NE(bad.err.find("cannot read /nonexistent.csv"), std::string::npos) << bad.err;
 }
 
+// What a fleet's worker runs: a folder's file alone, or an object piped in
+// under its name, gives the rows explain gives reading the folder.
+TEST_F(FleetFolder, AFileAloneOrPipedInUnderItsNameGivesTheFoldersRows)
+{
+    std::filesystem::remove(mDir + "/kv1/damaged.zip");
+    const Outcome whole = kotest::replay("explain --table jsonl:- " + mDir);
+    ASSERT_EQ(whole.status, 0) << whole.err;
+    std::string rows;
+    for (const char *name : {"kv1/new/bugreport-kv1-2.txt", "kv1/notes.txt", "kv1/old/bugreport-kv1-1.txt", "kv2.zip"}) {
+        const std::string path = mDir + "/" + name;
+        const Outcome alone = kotest::replay("explain --in-folder --table jsonl:- " + path);
+        const Outcome piped = kotest::replay("explain --in-folder --table jsonl:- - --stdin-name '" + path + "' <" + path);
+        EXPECT_EQ(alone.status, 0) << alone.err;
+        EXPECT_EQ(piped.out, alone.out) << name; // the zip too, kept in a file first
+        EXPECT_EQ(piped.err, alone.err) << name;
+        rows += alone.out;
+    }
+    EXPECT_EQ(rows, whole.out);
+
+    // The notes hold no plug-in line: passed over as in the folder, an error when named alone.
+    const Outcome notes = kotest::replay("explain --in-folder " + mDir + "/kv1/notes.txt");
+    EXPECT_NE(notes.err.find("1 file in the folders given holds no line of the plug-in (passed over)"), std::string::npos)
+        << notes.err;
+    EXPECT_EQ(kotest::replay("explain " + mDir + "/kv1/notes.txt").status, 2);
+
+    kotest::TempFile cut(std::string("PK\x03\x04", 4) + "cut short");
+    const Outcome broken = kotest::replay("explain - --stdin-name s3://trial/8.zip < " + cut.path());
+    EXPECT_EQ(broken.status, 2);
+    EXPECT_EQ(broken.err.rfind("zsl-replay: s3://trial/8.zip: not a readable zip", 0), 0u) << broken.err;
+    const Outcome unnamed = kotest::replay("explain --stdin-name x " + mDir);
+    EXPECT_EQ(unnamed.status, 2);
+    EXPECT_NE(unnamed.err.find("--stdin-name names standard input"), std::string::npos) << unnamed.err;
+}
+
 // CSV and JSON Lines hold the same rows; a path with a comma and quotes
 // survives CSV's quoting.
 TEST_F(FleetFolder, CsvHoldsTheRowsOfJsonLines)

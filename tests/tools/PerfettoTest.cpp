@@ -160,8 +160,13 @@ TEST(PerfettoRead, ATraceIsExplainedAsItsLogcatText)
     for (std::string logRow, traceRow; std::getline(logRows, logRow) && std::getline(traceRows, traceRow); ++rows) {
         auto a = nlohmann::json::parse(logRow), b = nlohmann::json::parse(traceRow);
         EXPECT_EQ(b["log_time"], "2026-" + a["log_time"].get<std::string>() + " +0000");
+        // ISO 8601 only where the year is known: the trace's, in UTC.
+        std::string iso = "2026-" + a["log_time"].get<std::string>() + "+00:00";
+        iso[10] = 'T';
+        EXPECT_EQ(b["capture_time"], iso);
+        EXPECT_EQ(a["capture_time"], "");
         for (auto *row : {&a, &b})
-            row->erase("log_time"), row->erase("input");
+            row->erase("log_time"), row->erase("input"), row->erase("capture_time");
         EXPECT_EQ(a, b);
     }
     EXPECT_EQ(rows, selectionsIn(fileText(kDeviceLog)));

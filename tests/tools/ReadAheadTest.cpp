@@ -31,7 +31,7 @@ template <typename Reader> Read readWith(const std::string &path, Reader reader)
     Read read;
     try {
         reader(
-            path,
+            path, path,
             [&](kohost::LogLine line, uint64_t number) {
                 read.events.push_back(std::to_string(number) + " " + line.level + " " + line.text);
             },
@@ -58,8 +58,10 @@ class ReadAhead : public testing::TestWithParam<AheadCase> {};
 TEST_P(ReadAhead, SameAsReadOnOneThread)
 {
     kotest::TempFile file(GetParam().content);
-    const Read one = readWith(file.path(), [](const std::string &path, const auto &line, const auto &problem,
-                                              LogOrigin &origin) { zsl::log::readLogInput(path, line, problem, origin); });
+    const Read one = readWith(file.path(), [](const std::string &path, const std::string &name, const auto &line,
+                                              const auto &problem, LogOrigin &origin) {
+        zsl::log::readLogInput(path, name, line, problem, origin);
+    });
     const Read ahead = readWith(file.path(), zsl::log::readLogInputAhead);
     EXPECT_EQ(ahead.events, one.events);
     EXPECT_EQ(ahead.error, one.error);

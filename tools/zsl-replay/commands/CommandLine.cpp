@@ -236,6 +236,12 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
                            : "takes a number of threads from 1 to 1024, not \"" + value + "\"";
             },
             "", ""));
+    mExplainApp->add_option("--stdin-name", mExplain.stdinName,
+                            "call standard input NAME in the report, the table and messages (the object a pipe carries)")
+        ->type_name("NAME");
+    mExplainApp->add_flag("--in-folder", mExplain.inFolder,
+                          "take each INPUT as a file found in a folder: one that holds no line of the plug-in, or no "
+                          "log, is passed over, not an error (how zsl-fleet's workers read a folder's files)");
     mExplainApp->add_flag("--follow", mExplain.follow,
                           "explain each capture of one INPUT as soon as it is complete, for a live log");
     mExplainApp->add_option("--write-traces", mExplain.tracesDir,

@@ -54,11 +54,16 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
 }
 
 // Reads the inputs on `jobs` threads into outputs; answers the exit status.
-int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outputs &outputs)
+int readLogs(const ExplainOptions &options, output::Outputs &outputs)
 {
     int status = 0;
     std::vector<std::string> errors;
-    const std::vector<log::LogSource> sources = log::expandLogInputs(inputs, errors);
+    std::vector<log::LogSource> sources = log::expandLogInputs(options.inputs, errors);
+    for (log::LogSource &source : sources) {
+        source.inFolder = source.inFolder || options.inFolder;
+        if (source.path == "-")
+            source.name = options.stdinName;
+    }
     for (const std::string &error : errors)
         std::cerr << "zsl-replay: " << error << "\n";
     if (!errors.empty())
@@ -67,7 +72,7 @@ int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outp
     const log::CaptureDone capture = [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) {
         outputs.add(session, step);
     };
-    log::readLogSources(sources, jobs, capture, [&](log::LogRead read) {
+    log::readLogSources(sources, options.jobs, capture, [&](log::LogRead read) {
         for (const std::string &message : read.warnings)
             std::cerr << "zsl-replay: " << message << "\n";
         try {
@@ -87,7 +92,7 @@ int readLogs(const std::vector<std::string> &inputs, unsigned jobs, output::Outp
             outputs.drop();
         }
     });
-    if (passedOver > 0 && explained == 0) {
+    if (passedOver > 0 && explained == 0 && !options.inFolder) {
         std::cerr << "zsl-replay: no line of the plug-in (tag " << messages::kPluginTag << ") in any of the " << passedOver
                   << " files read\n";
         status = 2;
@@ -118,7 +123,7 @@ int followLog(const std::string &input, output::Outputs &outputs)
     const log::LiveReading reading{[&] { live.idle(); }, &gStop};
     try {
         log::readLogInput(
-            input, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
+            input, input, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
             [&](const std::string &problem) { std::cerr << "zsl-replay: " << input << ": warning: " << problem << "\n"; },
             origin, &reading);
     } catch (const outcome::Error &error) {
@@ -139,6 +144,8 @@ int runExplain(const ExplainOptions &options)
 {
     if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
         return usageError("explain", "standard input can be read once: give - once");
+    if (!options.stdinName.empty() && std::count(options.inputs.begin(), options.inputs.end(), "-") == 0)
+        return usageError("explain", "--stdin-name names standard input: give - among the inputs");
     if (options.follow && (options.inputs.size() != 1 || std::filesystem::is_directory(options.inputs.front())))
         return usageError("explain", "--follow reads one log as it is written: give one INPUT, not a folder");
     std::optional<TableTarget> table;
@@ -159,7 +166,7 @@ int runExplain(const ExplainOptions &options)
         return 2;
     }
     const int status = options.follow ? followLog(options.inputs.front(), outputs)
-                                      : readLogs(options.inputs, options.jobs, outputs);
+                                      : readLogs(options, outputs);
     outputs.finish();
     return std::max(status, outputs.status());
 }

@@ -38,6 +38,8 @@ struct ExplainOptions {
     std::string tracesDir;
     std::string table;               // FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-
     std::string summarySvgPath;
+    std::string stdinName;           // what standard input is called ("": "-")
+    bool inFolder = false;           // each INPUT as a folder's file: one without the plug-in's lines is passed over
     OutputOptions output;
 };
 

@@ -23,7 +23,7 @@ std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, s
     for (const std::string &input : inputs) {
         std::error_code error;
         if (input == "-" || !fs::is_directory(input, error)) {
-            sources.push_back({input, false});
+            sources.push_back({input, false, ""});
             continue;
         }
         std::vector<std::string> found;
@@ -44,7 +44,7 @@ std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, s
         if (found.empty() && !error)
             errors.push_back(input + ": a folder without a file");
         for (std::string &path : found)
-            sources.push_back({std::move(path), true});
+            sources.push_back({std::move(path), true, ""});
     }
     return sources;
 }
@@ -62,25 +62,25 @@ LogRead readLogSource(const LogSource &source, const CaptureDone &capture, bool 
                 session.reportTime = origin.reportTime;
                 capture(session, step);
             };
-        LogImporter importer(source.path, handOver);
+        LogImporter importer(source.named(), handOver);
         const std::function<void(kohost::LogLine, uint64_t)> line = [&](kohost::LogLine read, uint64_t number) {
             importer.add(std::move(read), number);
         };
         const std::function<void(const std::string &)> problem = [&](const std::string &text) { importer.problem(text); };
         if (ahead)
-            readLogInputAhead(source.path, line, problem, origin);
+            readLogInputAhead(source.path, source.named(), line, problem, origin);
         else
-            readLogInput(source.path, line, problem, origin);
+            readLogInput(source.path, source.named(), line, problem, origin);
         SessionOutcome session = importer.finish();
         session.fingerprint = origin.fingerprint;
         session.reportTime = origin.reportTime;
         for (const std::string &warning : importer.warnings())
-            read.warnings.push_back(source.path + ": warning: " + warning);
+            read.warnings.push_back(source.named() + ": warning: " + warning);
         if (importer.linesUsed() == 0) {
             read.withoutPluginLines = true;
             // Named alone, a log without the plug-in is a wrong file; in a folder, a report of another day.
             if (!source.inFolder)
-                throw Error(source.path + ": no line of the plug-in (tag " + std::string(messages::kPluginTag) +
+                throw Error(source.named() + ": no line of the plug-in (tag " + std::string(messages::kPluginTag) +
                             ") in this log");
             return read;
         }

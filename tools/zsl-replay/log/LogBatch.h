@@ -24,6 +24,8 @@ namespace zsl::log {
 struct LogSource {
     std::string path;        // "-": standard input
     bool inFolder = false;   // found under a folder given: a file without a plug-in line is no error
+    std::string name;        // what reports and messages call it; "": the path
+    const std::string &named() const { return name.empty() ? path : name; }
 };
 
 // One input read.

@@ -341,12 +341,44 @@ private:
     CopyFilter mCopies;
 };
 
+// `head` and the rest of `in` in a file of their own, gone when closed
+// (in TMPDIR, else /tmp): its descriptor, at the start.
+int spooled(const std::string &head, const ByteReader &in, const std::string &what)
+{
+    std::FILE *file = std::tmpfile();
+    if (!file)
+        throw Error(what + ": cannot keep the zip in a temporary file: " + std::strerror(errno));
+    auto fail = [&] {
+        const std::string why = std::strerror(errno);
+        std::fclose(file);
+        throw Error(what + ": cannot keep the zip in a temporary file: " + why);
+    };
+    if (std::fwrite(head.data(), 1, head.size(), file) != head.size())
+        fail();
+    std::vector<char> block(1 << 16);
+    for (long got; (got = in(block.data(), block.size())) != 0;) {
+        if (got < 0 || std::fwrite(block.data(), 1, static_cast<size_t>(got), file) != static_cast<size_t>(got))
+            fail();
+    }
+    if (std::fflush(file) != 0)
+        fail();
+    const int fd = dup(fileno(file));
+    std::fclose(file);
+    if (fd < 0 || lseek(fd, 0, SEEK_SET) != 0)
+        throw Error(what + ": cannot keep the zip in a temporary file: " + std::strerror(errno));
+    return fd;
+}
+
 // The zip adb bugreport writes: the main entry (named by main_entry.txt, else
 // the bugreport-*.txt entry) and logd's persistent logs, oldest first.
-void readZip(const std::string &path, Reading &reading)
+// `fd` >= 0: the zip is that open file (given over to libzip), else the file `path`.
+void readZip(const std::string &path, int fd, Reading &reading)
 {
     int code = 0;
-    std::unique_ptr<zip_t, int (*)(zip_t *)> archive(zip_open(path.c_str(), ZIP_RDONLY, &code), zip_close);
+    std::unique_ptr<zip_t, int (*)(zip_t *)> archive(
+        fd >= 0 ? zip_fdopen(fd, ZIP_RDONLY, &code) : zip_open(path.c_str(), ZIP_RDONLY, &code), zip_close);
+    if (!archive && fd >= 0)
+        close(fd);
     if (!archive) {
         zip_error_t error;
         zip_error_init_with_code(&error, code);
@@ -443,13 +475,13 @@ void readZip(const std::string &path, Reading &reading)
 
 } // namespace
 
-void readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
-                         const std::function<void(const std::string &)> &problem, LogOrigin &origin,
-                         const LiveReading *live)
+void readLogInput(const std::string &path, const std::string &name,
+                  const std::function<void(kohost::LogLine, uint64_t)> &line,
+                  const std::function<void(const std::string &)> &problem, LogOrigin &origin, const LiveReading *live)
 {
     const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        throw Error("cannot read " + path + ": " + std::strerror(errno));
+        throw Error("cannot read " + name + ": " + std::strerror(errno));
     const std::unique_ptr<const int, void (*)(const int *)> owned(fd == STDIN_FILENO ? nullptr : &fd,
                                                                   [](const int *open) { close(*open); });
     Reading reading(line, problem, origin);
@@ -474,14 +506,13 @@ void readLogInput(const std::string &path, const std::function<void(kohost::LogL
         };
         // The first bytes tell the content. A live log is told by its first
         // four: waiting for more would hold its first lines back.
-        std::string head = readHead(in, live ? 4 : kHeadBytes, path);
+        std::string head = readHead(in, live ? 4 : kHeadBytes, name);
         if (isZip(head)) {
-            if (fd == STDIN_FILENO)
-                throw Error("a zip on standard input: give the zip's file name instead");
             reading.severalSources();
-            readZip(path, reading);
+            // A zip is read by its directory at the end: standard input is kept in a file first.
+            readZip(name, fd == STDIN_FILENO ? spooled(head, in, name) : -1, reading);
         } else {
-            reading.content(std::move(head), in, path);
+            reading.content(std::move(head), in, name);
         }
     }
 }

@@ -43,11 +43,13 @@ public:
     using outcome::Error::Error;
 };
 
-// Reads path ("-": standard input) and hands each plug-in line with its line
-// number (in the entry that holds it) to `line`, each problem of the log to
-// `problem`. Throws outcome::Error when the input cannot be read, NotALog
-// when it is no log.
-void readLogInput(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+// Reads path ("-": standard input; a zip there is kept in a temporary file)
+// and hands each plug-in line with its line number (in the entry that holds
+// it) to `line`, each problem of the log to `problem`; messages call the
+// input `name`. Throws outcome::Error when the input cannot be read,
+// NotALog when it is no log.
+void readLogInput(const std::string &path, const std::string &name,
+                  const std::function<void(kohost::LogLine, uint64_t)> &line,
                   const std::function<void(const std::string &)> &problem, LogOrigin &origin,
                   const LiveReading *live = nullptr);
 

@@ -102,7 +102,7 @@ private:
 
 } // namespace
 
-void readLogInputAhead(const std::string &path, const std::function<void(kohost::LogLine, uint64_t)> &line,
+void readLogInputAhead(const std::string &path, const std::string &name, const std::function<void(kohost::LogLine, uint64_t)> &line,
                        const std::function<void(const std::string &)> &problem, LogOrigin &origin)
 {
     Queue queue;
@@ -125,7 +125,7 @@ void readLogInputAhead(const std::string &path, const std::function<void(kohost:
         std::exception_ptr error;
         try {
             readLogInput(
-                path, [&](kohost::LogLine read, uint64_t number) { add(Item{std::move(read), number, {}, false}); },
+                path, name, [&](kohost::LogLine read, uint64_t number) { add(Item{std::move(read), number, {}, false}); },
                 [&](const std::string &text) { add(Item{{}, 0, text, true}); }, told);
         } catch (const Abandoned &) {
             queue.close(nullptr);
