@@ -1,0 +1,157 @@
+"""zsl-fleet's command line: the inputs read on a Dask cluster into one
+capture table, the same bytes `zsl-replay explain INPUT... --table` writes on
+one machine, and the summary of that table (`zsl-replay summarize`)."""
+
+import argparse
+import os
+import re
+import shutil
+import subprocess
+import sys
+
+from .inputs import expand
+from .progress import Progress
+from .table import Table, TableError, table_target
+
+# explain's line for files of a folder without the plug-in's lines; summed over the tasks.
+PASSED_OVER = re.compile(r"^zsl-replay: (\d+) files? in the folders given holds? no line of the plug-in \(passed over\)$")
+DEFAULT_TIMEOUT = 10
+
+
+class Usage(Exception):
+    pass
+
+
+class Parser(argparse.ArgumentParser):
+    def error(self, message):  # one line, not argparse's usage block
+        raise Usage(message)
+
+
+def parse(argv):
+    parser = Parser(prog="zsl-fleet", description=__doc__.split("\n\n")[0].replace("\n", " "))
+    parser.add_argument("inputs", nargs="+", metavar="INPUT",
+                        help="bug reports, logs, folders of them, and URLs fsspec reads (file://, s3://, gs://)")
+    parser.add_argument("--table", required=True, metavar="OUT",
+                        help="the capture table: OUT.jsonl, OUT.csv, jsonl:OUT or csv:OUT")
+    parser.add_argument("--scheduler", metavar="tcp://HOST:PORT",
+                        help="a running Dask scheduler (default: a local cluster)")
+    parser.add_argument("--workers", type=int, metavar="N",
+                        help="worker processes of the local cluster (default: the cores)")
+    parser.add_argument("--timeout", type=float, metavar="S", default=DEFAULT_TIMEOUT,
+                        help=f"seconds to wait for the scheduler to answer (default: {DEFAULT_TIMEOUT})")
+    parser.add_argument("--json", action="store_true", help="the summary as JSON")
+    options = parser.parse_args(argv)
+    if table_target(options.table) is None:
+        raise Usage(f"--table {options.table}: name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE")
+    if table_target(options.table)[1] == "-":
+        raise Usage("--table -: the table goes to a file; the summary goes to standard output")
+    if options.workers is not None and not 1 <= options.workers <= 1024:
+        raise Usage(f"--workers takes a number of worker processes from 1 to 1024, not {options.workers}")
+    if options.scheduler and options.workers is not None:
+        raise Usage("--workers sizes the local cluster; a scheduler's cluster has the workers started for it")
+    options.workers = options.workers or os.cpu_count() or 1
+    if not 0 < options.timeout <= 3600:
+        raise Usage(f"--timeout takes seconds from 0 to 3600, not {options.timeout}")
+    return options
+
+
+def run(options, progress_stream=sys.stderr):
+    if shutil.which("zsl-replay") is None:
+        print("zsl-fleet: zsl-replay is not on the PATH: it makes the summary here and the rows on every worker",
+              file=sys.stderr)
+        return 2
+    inputs, errors = expand(options.inputs)
+    for error in errors:
+        print(f"zsl-fleet: {error}", file=sys.stderr)
+    status = 2 if errors else 0
+    table_format, path = table_target(options.table)
+    try:
+        table = Table(table_format, path, options.inputs)
+    except TableError as error:
+        print(f"zsl-fleet: {error}", file=sys.stderr)
+        return 2
+
+    from .cluster import ClusterError, connect, run_in_order  # Dask's import is slow; bad usage answers first
+
+    try:
+        client, cluster = connect(options.scheduler, options.workers, options.timeout)
+    except ClusterError as error:
+        table.abandon()
+        print(f"zsl-fleet: {error}", file=sys.stderr)
+        return 2
+    progress = Progress(len(inputs), progress_stream)
+    counts = {"passed_over": 0, "explained": 0}
+
+    def submitted():
+        progress.running += 1
+        progress.update()
+
+    def result(index, item, outcome):
+        nonlocal status
+        progress.running -= 1
+        if outcome.setup_fault:
+            raise SetupFault(outcome.messages)
+        passed_over = 0
+        for line in outcome.messages.splitlines():
+            found = PASSED_OVER.match(line)
+            if found:
+                passed_over += int(found.group(1))
+            else:
+                progress.message(line)
+        counts["passed_over"] += passed_over
+        if outcome.status != 0:
+            status = 2
+            progress.failed += 1
+        elif not passed_over:
+            counts["explained"] += 1
+        table.write(outcome.table)
+        progress.done += 1
+        progress.update()
+
+    try:
+        run_in_order(client, inputs, table_format, result, submitted)
+    except SetupFault as fault:
+        progress.message(str(fault))
+        table.abandon()
+        return 2
+    except BaseException:
+        table.abandon()
+        raise
+    finally:
+        client.close()
+        if cluster is not None:
+            cluster.close()
+    progress.finish()
+    table.finish(_csv_header() if table_format == "csv" else b"")
+    passed = counts["passed_over"]
+    if passed and not counts["explained"]:
+        print(f"zsl-fleet: no line of the plug-in in any of the {passed} files read", file=sys.stderr)
+        status = 2
+    elif passed:
+        print(f"zsl-fleet: {passed} {'file' if passed == 1 else 'files'} in the folders given "
+              f"{'holds' if passed == 1 else 'hold'} no line of the plug-in (passed over)", file=sys.stderr)
+    summary = subprocess.run(["zsl-replay", "summarize"] + (["--json"] if options.json else []) + [path])
+    return max(status, summary.returncode)
+
+
+class SetupFault(Exception):
+    pass
+
+
+def _csv_header():
+    """explain's CSV header, for a table without a row from any worker."""
+    return subprocess.run(["zsl-replay", "explain", "--table", "csv:-", "--in-folder", os.devnull],
+                          capture_output=True).stdout
+
+
+def main(argv=None):
+    try:
+        options = parse(sys.argv[1:] if argv is None else argv)
+    except Usage as error:
+        print(f"zsl-fleet: {error}", file=sys.stderr)
+        return 2
+    try:
+        return run(options)
+    except KeyboardInterrupt:
+        print("zsl-fleet: stopped; no table written", file=sys.stderr)
+        return 130
