@@ -63,17 +63,27 @@ if(TARGET zsl-replay)
     endif()
 endif()
 
-# cpack -G DEB: the desk tool (component tool) as one package, its
-# dependencies on Debian's runtime libraries found by dpkg-shlibdeps.
+# cpack -G DEB: two packages. zsl-replay, the desk tool (component tool), its
+# dependencies on Debian's runtime libraries found by dpkg-shlibdeps; and
+# zsl-fleet (component fleet), the same tool on a Dask cluster, apart so that
+# a desk install does not pull in Dask and its twenty packages.
 set(CPACK_PACKAGE_NAME zsl-replay)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "Korvan camera team <camera@korvan.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "ZSL frame-selection plug-in and its replay tool")
 set(CPACK_PACKAGE_DESCRIPTION "zsl-replay replays zero-shutter-lag captures through the frame-selection
 plug-in as the camera framework calls it, and explains captures from a device's logcat or bug report.")
-set(CPACK_COMPONENTS_ALL tool)
+set(CPACK_COMPONENTS_ALL tool fleet)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME zsl-replay)
+set(CPACK_DEBIAN_FLEET_PACKAGE_NAME zsl-fleet)
+set(CPACK_DEBIAN_FLEET_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_FLEET_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_FLEET_PACKAGE_DEPENDS "zsl-replay (= ${PROJECT_VERSION}), python3, python3-distributed, python3-fsspec")
+set(CPACK_DEBIAN_FLEET_DESCRIPTION "zsl-replay explain over a field trial's bug reports on a Dask cluster
+zsl-fleet reads files, folders and fsspec URLs on a local or remote Dask cluster into one capture
+table, the same bytes zsl-replay explain writes on one machine, and prints its summary.")
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
