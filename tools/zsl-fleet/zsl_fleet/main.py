@@ -155,3 +155,6 @@ def main(argv=None):
     except KeyboardInterrupt:
         print("zsl-fleet: stopped; no table written", file=sys.stderr)
         return 130
+    except Exception as error:  # Dask's and the system's own faults: one line, not a traceback
+        print(f"zsl-fleet: {type(error).__name__}: {error}; no table written", file=sys.stderr)
+        return 2
