@@ -9,6 +9,7 @@ Run by ctest with ZSL_REPLAY_DIR, the folder holding the zsl-replay built."""
 
 import json
 import os
+import re
 import shutil
 import signal
 import socket
@@ -16,6 +17,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import io
 import unittest
 import warnings
 import zipfile
@@ -25,6 +27,7 @@ FLEET = os.path.join(HERE, "..", "zsl-fleet")
 SOURCE = os.path.join(HERE, "..", "..", "..")
 sys.path.insert(0, os.path.join(HERE, ".."))
 
+from zsl_fleet.progress import Progress  # noqa: E402
 from zsl_fleet.table import table_target  # noqa: E402
 
 # A guard against a hang, not a measure: every run here takes seconds.
@@ -112,7 +115,7 @@ class Fleet(unittest.TestCase):
         self.assertIn("zsl-replay: reports/kv1/damaged.zip: not a readable zip", errors)
         self.assertIn("zsl-replay: cannot read missing.log: No such file or directory", errors)
         self.assertIn("zsl-fleet: 1 file in the folders given holds no line of the plug-in (passed over)", errors)
-        self.assertIn("zsl-fleet: 8/8 done, 0 running, 2 failed, ", errors)
+        self.assertIn("zsl-fleet: 8/8 done, 0 running or queued, 2 failed, ", errors)
 
     def test_local_cluster_writes_explains_table_and_summary(self):
         for ending in ("jsonl", "csv"):
@@ -195,6 +198,28 @@ class Fleet(unittest.TestCase):
                              ("csv:a.txt", ("csv", "a.txt")), ("jsonl:-", ("jsonl", "-")), ("a.json", None),
                              (".csv", None), ("csv:", None), ("a", None)]:
             self.assertEqual(table_target(spec), target, spec)
+
+
+class Terminal(io.StringIO):
+    def isatty(self):
+        return True
+
+
+class ProgressLines(unittest.TestCase):
+    def test_a_message_never_shares_the_progress_line(self):
+        for stream, expected in [
+            (Terminal(), "\r\x1b[Kzsl-fleet: 0/3 done, 1 running or queued, 0 failed, R\r\x1b[K"
+                         "zsl-replay: x: cannot read\n\r\x1b[Kzsl-fleet: 1/3 done, 0 running or queued, 1 failed, R\n"),
+            (io.StringIO(), "zsl-replay: x: cannot read\nzsl-fleet: 1/3 done, 0 running or queued, 1 failed, R\n"),
+        ]:
+            progress = Progress(3, stream, every=3600)
+            progress.running = 1
+            progress.update()
+            progress.message("zsl-replay: x: cannot read")
+            progress.running, progress.done, progress.failed = 0, 1, 1
+            progress.finish()
+            text = re.sub(r"[0-9.]+ inputs/s", "R", stream.getvalue())
+            self.assertEqual(text, expected)
 
 
 def free_port():

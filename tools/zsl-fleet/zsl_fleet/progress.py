@@ -1,7 +1,7 @@
-"""The run's progress on standard error: inputs done, running and failed,
-and the rate. On a terminal one line is redrawn; otherwise a line is written
-every few seconds, and a last one at the end. Messages about inputs go
-between, each on its own line."""
+"""The run's progress on standard error: inputs done, running or queued
+(submitted, not yet back), failed, and the rate. On a terminal one line is
+redrawn; otherwise a line is written every few seconds, and a last one at
+the end. Messages about inputs go between, each on its own line."""
 
 import sys
 import time
@@ -17,7 +17,7 @@ class Progress:
 
     def line(self):
         elapsed = max(time.monotonic() - self._start, 1e-9)
-        return (f"zsl-fleet: {self.done}/{self.total} done, {self.running} running, {self.failed} failed, "
+        return (f"zsl-fleet: {self.done}/{self.total} done, {self.running} running or queued, {self.failed} failed, "
                 f"{self.done / elapsed:.1f} inputs/s")
 
     def message(self, text):
