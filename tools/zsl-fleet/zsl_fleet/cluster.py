@@ -30,7 +30,7 @@ def connect(scheduler, workers, timeout):
         try:
             return Client(scheduler, timeout=f"{timeout}s", set_as_default=False), None
         except (OSError, TimeoutError) as error:
-            raise ClusterError(f"no Dask scheduler answered at {scheduler} within {timeout} s ({error})") from None
+            raise ClusterError(f"no Dask scheduler answered at {scheduler} within {timeout:g} s ({error})") from None
         except ValueError as error:
             raise ClusterError(f"--scheduler {scheduler}: {error}") from None
     # Dask's own logging would interleave with the progress line; warnings about its
@@ -45,9 +45,11 @@ def threads(client):
     return max(1, sum(worker["nthreads"] for worker in client.scheduler_info()["workers"].values()))
 
 
-def run_in_order(client, inputs, table_format, on_result, on_submit=lambda: None):
+def run_in_order(client, inputs, table_format, on_result, on_submit=lambda: None, on_note=lambda text: None):
     """Runs every input; calls on_result(index, input, outcome) for each, in the inputs' order."""
     cwd = os.getcwd()
+    if not client.scheduler_info()["workers"]:
+        on_note("the scheduler has no worker yet: the tasks wait for one (start dask-worker ADDRESS)")
     ahead = 4 * threads(client)
     futures = {}
     pending = as_completed(loop=client.loop)

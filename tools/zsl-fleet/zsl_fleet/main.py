@@ -22,6 +22,10 @@ class Usage(Exception):
     pass
 
 
+class SetupFault(Exception):
+    """A worker cannot run zsl-replay at all: no input would fare better."""
+
+
 class Parser(argparse.ArgumentParser):
     def error(self, message):  # one line, not argparse's usage block
         raise Usage(message)
@@ -64,6 +68,8 @@ def run(options, progress_stream=sys.stderr):
     for error in errors:
         print(f"zsl-fleet: {error}", file=sys.stderr)
     status = 2 if errors else 0
+    if not inputs:
+        return 2
     table_format, path = table_target(options.table)
     try:
         table = Table(table_format, path, options.inputs)
@@ -109,7 +115,8 @@ def run(options, progress_stream=sys.stderr):
         progress.update()
 
     try:
-        run_in_order(client, inputs, table_format, result, submitted)
+        run_in_order(client, inputs, table_format, result, submitted,
+                     lambda text: progress.message("zsl-fleet: " + text))
     except SetupFault as fault:
         progress.message(str(fault))
         table.abandon()
@@ -132,10 +139,6 @@ def run(options, progress_stream=sys.stderr):
               f"{'holds' if passed == 1 else 'hold'} no line of the plug-in (passed over)", file=sys.stderr)
     summary = subprocess.run(["zsl-replay", "summarize"] + (["--json"] if options.json else []) + [path])
     return max(status, summary.returncode)
-
-
-class SetupFault(Exception):
-    pass
 
 
 def _csv_header():

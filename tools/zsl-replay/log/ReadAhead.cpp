@@ -102,7 +102,8 @@ private:
 
 } // namespace
 
-void readLogInputAhead(const std::string &path, const std::string &name, const std::function<void(kohost::LogLine, uint64_t)> &line,
+void readLogInputAhead(const std::string &path, const std::string &name,
+                       const std::function<void(kohost::LogLine, uint64_t)> &line,
                        const std::function<void(const std::string &)> &problem, LogOrigin &origin)
 {
     Queue queue;
