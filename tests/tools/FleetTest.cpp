@@ -241,6 +241,18 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
     EXPECT_EQ(fromOlder.status, 0) << fromOlder.err;
     EXPECT_EQ(json::parse(fromOlder.out), expected);
 
+    // A bad row after a field that spans lines is named by its own first line.
+    const size_t rowStart = csv.find('\n') + 1, pathEnd = csv.find(',', csv.find(',', rowStart) + 1);
+    const std::string spanning = csv.substr(0, csv.find(',', rowStart) + 1) + "\"two\nlines\"" +
+                                 csv.substr(pathEnd, csv.find('\n', rowStart) + 1 - pathEnd) + "a,b\n";
+    std::istringstream spanningIn(spanning);
+    try {
+        readCaptureTable(spanningIn, "spanning.csv", [](const CaptureRow &) {});
+        ADD_FAILURE() << "the row of two fields was read";
+    } catch (const Error &error) {
+        EXPECT_EQ(std::string(error.what()).rfind("spanning.csv: line 4: a row of 2 fields", 0), 0u) << error.what();
+    }
+
     kotest::TempFile other(std::string("{\"schema\": \"zsl-capture-table/0\"}\n")), cut(csv.substr(0, csv.size() / 2));
     const Outcome bad = kotest::replay("summarize --json " + other.path() + " " + table.path() + " " + cut.path() +
                                        " /nonexistent.csv");
@@ -406,6 +418,11 @@ TEST(FleetTime, TheYearAndOffsetOnlyWhereTheLogTellsThem)
         {"   12345.678", "", ""},         // -v monotonic: seconds since boot
         {"", "2026-11-23 18:50:00", ""},  // no time printed (brief)
         {"13-01 00:00:00.000", "2026-11-23 18:50:00", ""},
+        {"11-32 00:00:00.000", "2026-11-23 18:50:00", ""},
+        {"11-31 00:00:00.000", "2026-11-23 18:50:00", ""}, // no such day
+        {"02-29 12:00:00.000", "2028-03-01 00:00:00", "2028-02-29T12:00:00.000"},
+        {"02-29 12:00:00.000", "2026-03-01 00:00:00", ""},
+        {"12-31 23:59:60.000", "2027-01-01 00:00:00", "2026-12-31T23:59:60.000"}, // a leap second, as printed
         {"11-23 24:00:00.000", "2026-11-23 18:50:00", ""},
         {"11-23 18:46:29", "2026-11-23 18:50:00", ""},
         {"11-23 18:46:29.123 +01", "2026-11-23 18:50:00", ""},

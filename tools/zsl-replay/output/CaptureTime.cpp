@@ -45,6 +45,13 @@ std::string_view fractionOf(std::string_view &text)
     return fraction;
 }
 
+int daysIn(int year, int month)
+{
+    static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return month == 2 && leap ? 29 : kDays[month - 1];
+}
+
 // Seconds since 1970 as printed by logcat -v epoch, in UTC. Boot-time
 // seconds (-v monotonic) print alike; no device has run for 30 years, so a
 // count below the year 2000 is not a date.
@@ -105,8 +112,7 @@ std::string isoCaptureTime(std::string_view logTime, std::string_view reportTime
         std::snprintf(zone, sizeof zone, "%c%02d:%02d", sign, *hours, *minutes);
         offset = zone;
     }
-    if (fraction.empty() || !text.empty() || *month < 1 || *month > 12 || *day < 1 || *day > 31 || *hour > 23 ||
-        *minute > 59 || *second > 60)
+    if (fraction.empty() || !text.empty() || *month < 1 || *month > 12 || *hour > 23 || *minute > 59 || *second > 60)
         return "";
     if (!year) {
         std::string_view report = reportTime;
@@ -116,6 +122,8 @@ std::string isoCaptureTime(std::string_view logTime, std::string_view reportTime
             return "";
         year = *reportYear - (*month > *reportMonth ? 1 : 0);
     }
+    if (*day < 1 || *day > daysIn(*year, *month))
+        return "";
     char iso[40];
     std::snprintf(iso, sizeof iso, "%04d-%02d-%02dT%02d:%02d:%02d.", *year, *month, *day, *hour, *minute, *second);
     return iso + std::string(fraction) + offset;
