@@ -153,6 +153,18 @@ class Fleet(unittest.TestCase):
         self.assertIn("zsl-fleet: cannot read file:///nonexistent/x.log", missing.stderr.decode())
         self.assertEqual(len(self.table("urls.jsonl").splitlines()), sum(r["input"].endswith("large.log") for r in local))
 
+    def test_a_folder_without_the_plugins_lines_is_an_error(self):
+        os.makedirs(os.path.join(self.root, "other-day"), exist_ok=True)
+        for name in ("notes.txt", "todo.txt"):
+            with open(os.path.join(self.root, "other-day", name), "w") as file:
+                file.write("nothing of the camera\n")
+        done = fleet(["other-day", "--table", "none.csv"], self.root)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("zsl-fleet: no line of the plug-in in any of the 2 files read", done.stderr.decode())
+        header = explain(["--table", "csv:-", "other-day"], self.root).stdout
+        self.assertEqual(self.table("none.csv"), header)  # the header alone, as explain writes it
+        self.assertTrue(header.startswith(b"schema,input,"))
+
     def test_bad_usage_is_one_line(self):
         os.makedirs(os.path.join(self.root, "empty"), exist_ok=True)
         cases = [
