@@ -293,6 +293,10 @@ TEST_F(FleetFolder, AFileAloneOrPipedInUnderItsNameGivesTheFoldersRows)
     const Outcome broken = kotest::replay("explain - --stdin-name s3://trial/8.zip < " + cut.path());
     EXPECT_EQ(broken.status, 2);
     EXPECT_EQ(broken.err.rfind("zsl-replay: s3://trial/8.zip: not a readable zip", 0), 0u) << broken.err;
+    const Outcome followed = kotest::replay("explain --follow --table jsonl:- - --stdin-name s3://trial/9.log <" + mDir +
+                                            "/kv1/old/bugreport-kv1-1.txt");
+    EXPECT_EQ(followed.status, 0) << followed.err;
+    EXPECT_NE(followed.out.find("\"input\":\"s3://trial/9.log\""), std::string::npos) << followed.out;
     const Outcome unnamed = kotest::replay("explain --stdin-name x " + mDir);
     EXPECT_EQ(unnamed.status, 2);
     EXPECT_NE(unnamed.err.find("--stdin-name names standard input"), std::string::npos) << unnamed.err;

@@ -105,16 +105,16 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs)
 }
 
 // Reads a log as it is written, explaining each capture once complete.
-int followLog(const std::string &input, output::Outputs &outputs)
+int followLog(const std::string &input, const std::string &name, output::Outputs &outputs)
 {
     struct sigaction stop {};
     stop.sa_handler = stopReading; // no SA_RESTART: a waiting read returns
     sigaction(SIGINT, &stop, nullptr);
     sigaction(SIGTERM, &stop, nullptr);
     signal(SIGPIPE, SIG_IGN); // a reader that went away is seen as a failed write
-    log::LiveImporter live(input, [&](outcome::SessionOutcome session, const std::vector<std::string> &warnings) {
+    log::LiveImporter live(name, [&](outcome::SessionOutcome session, const std::vector<std::string> &warnings) {
         for (const std::string &warning : warnings)
-            std::cerr << "zsl-replay: " << input << ": warning: " << warning << "\n";
+            std::cerr << "zsl-replay: " << name << ": warning: " << warning << "\n";
         outputs.add(session);
         if (!std::cout)
             gStop = 1;
@@ -123,8 +123,8 @@ int followLog(const std::string &input, output::Outputs &outputs)
     const log::LiveReading reading{[&] { live.idle(); }, &gStop};
     try {
         log::readLogInput(
-            input, input, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
-            [&](const std::string &problem) { std::cerr << "zsl-replay: " << input << ": warning: " << problem << "\n"; },
+            input, name, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
+            [&](const std::string &problem) { std::cerr << "zsl-replay: " << name << ": warning: " << problem << "\n"; },
             origin, &reading);
     } catch (const outcome::Error &error) {
         printError(error);
@@ -132,7 +132,7 @@ int followLog(const std::string &input, output::Outputs &outputs)
     }
     live.finish();
     if (live.linesUsed() == 0 && !gStop) {
-        std::cerr << "zsl-replay: " << input << ": no line of the plug-in (tag " << messages::kPluginTag << ") in this log\n";
+        std::cerr << "zsl-replay: " << name << ": no line of the plug-in (tag " << messages::kPluginTag << ") in this log\n";
         return 2;
     }
     return 0;
@@ -165,8 +165,9 @@ int runExplain(const ExplainOptions &options)
         printError(error);
         return 2;
     }
-    const int status = options.follow ? followLog(options.inputs.front(), outputs)
-                                      : readLogs(options, outputs);
+    const std::string &first = options.inputs.front();
+    const std::string &firstName = first == "-" && !options.stdinName.empty() ? options.stdinName : first;
+    const int status = options.follow ? followLog(first, firstName, outputs) : readLogs(options, outputs);
     outputs.finish();
     return std::max(status, outputs.status());
 }
