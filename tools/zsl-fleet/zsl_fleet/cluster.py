@@ -10,6 +10,7 @@ makes Dask run the task again elsewhere; a result is handed back once."""
 
 import logging
 import os
+import signal
 
 import cloudpickle
 from distributed import Client, LocalCluster, as_completed
@@ -36,8 +37,14 @@ def connect(scheduler, workers, timeout):
     # Dask's own logging would interleave with the progress line; warnings about its
     # cluster are still shown.
     logging.getLogger("distributed").setLevel(logging.ERROR)
-    cluster = LocalCluster(n_workers=workers, threads_per_worker=1, processes=True, dashboard_address=None,
-                           silence_logs=logging.ERROR)
+    # Ctrl-C reaches the whole process group: the workers inherit an ignored
+    # SIGINT, so that this process alone stops them, without their tracebacks.
+    interrupt = signal.signal(signal.SIGINT, signal.SIG_IGN)
+    try:
+        cluster = LocalCluster(n_workers=workers, threads_per_worker=1, processes=True, dashboard_address=None,
+                               silence_logs=logging.ERROR)
+    finally:
+        signal.signal(signal.SIGINT, interrupt)
     return Client(cluster, set_as_default=False), cluster
 
 

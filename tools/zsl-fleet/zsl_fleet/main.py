@@ -31,8 +31,25 @@ class Parser(argparse.ArgumentParser):
         raise Usage(message)
 
 
+DESCRIPTION = """Reads bug reports, logs and folders of them on a Dask cluster with `zsl-replay explain`,
+into one capture table: the same bytes `zsl-replay explain INPUT... --table OUT` writes on one
+machine. Then prints the table's summary (`zsl-replay summarize`)."""
+
+EPILOG = """examples:
+  zsl-fleet reports/ --table captures.jsonl
+  zsl-fleet s3://trial/2026-11-23/ --scheduler tcp://10.0.0.5:8786 --table monday.csv --json
+
+Every worker needs zsl-replay on its PATH; a local path is read by the worker at that path, from
+this folder (shared storage), a URL through fsspec. Rows come in the inputs' order; progress and
+the inputs that cannot be read go to standard error.
+
+exit status: 0 every input read; 2 bad usage, an input that cannot be read (the others are still
+read), no scheduler within --timeout."""
+
+
 def parse(argv):
-    parser = Parser(prog="zsl-fleet", description=__doc__.split("\n\n")[0].replace("\n", " "))
+    parser = Parser(prog="zsl-fleet", description=DESCRIPTION, epilog=EPILOG,
+                    formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("inputs", nargs="+", metavar="INPUT",
                         help="bug reports, logs, folders of them, and URLs fsspec reads (file://, s3://, gs://)")
     parser.add_argument("--table", required=True, metavar="OUT",
