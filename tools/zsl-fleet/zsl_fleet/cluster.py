@@ -27,6 +27,8 @@ class ClusterError(Exception):
 
 def connect(scheduler, workers, timeout):
     """(client, cluster or None). Raises ClusterError when the scheduler does not answer within `timeout` s."""
+    # Dask's own log lines would come between the progress lines; its errors are still shown.
+    logging.getLogger("distributed").setLevel(logging.ERROR)
     if scheduler:
         try:
             return Client(scheduler, timeout=f"{timeout}s", set_as_default=False), None
@@ -34,9 +36,6 @@ def connect(scheduler, workers, timeout):
             raise ClusterError(f"no Dask scheduler answered at {scheduler} within {timeout:g} s ({error})") from None
         except ValueError as error:
             raise ClusterError(f"--scheduler {scheduler}: {error}") from None
-    # Dask's own logging would interleave with the progress line; warnings about its
-    # cluster are still shown.
-    logging.getLogger("distributed").setLevel(logging.ERROR)
     # Ctrl-C reaches the whole process group: the workers inherit an ignored
     # SIGINT, so that this process alone stops them, without their tracebacks.
     interrupt = signal.signal(signal.SIGINT, signal.SIG_IGN)
