@@ -74,7 +74,7 @@ std::string fromEpoch(std::string_view text)
     std::tm utc{};
     if (!gmtime_r(&time, &utc))
         return "";
-    char iso[40];
+    char iso[64]; // room for any int the compiler cannot bound
     std::snprintf(iso, sizeof iso, "%04d-%02d-%02dT%02d:%02d:%02d.", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday,
                   utc.tm_hour, utc.tm_min, utc.tm_sec);
     return iso + std::string(fraction) + "+00:00";
@@ -108,7 +108,7 @@ std::string isoCaptureTime(std::string_view logTime, std::string_view reportTime
         const auto hours = digitsOf(text, 2), minutes = hours ? digitsOf(text, 2) : std::nullopt;
         if (!minutes)
             return "";
-        char zone[8];
+        char zone[16];
         std::snprintf(zone, sizeof zone, "%c%02d:%02d", sign, *hours, *minutes);
         offset = zone;
     }
@@ -124,7 +124,7 @@ std::string isoCaptureTime(std::string_view logTime, std::string_view reportTime
     }
     if (*day < 1 || *day > daysIn(*year, *month))
         return "";
-    char iso[40];
+    char iso[64]; // room for any int the compiler cannot bound
     std::snprintf(iso, sizeof iso, "%04d-%02d-%02dT%02d:%02d:%02d.", *year, *month, *day, *hour, *minute, *second);
     return iso + std::string(fraction) + offset;
 }
