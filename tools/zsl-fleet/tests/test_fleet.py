@@ -52,6 +52,12 @@ def explain(args, cwd):
     return run(["zsl-replay", "explain"] + args, cwd)
 
 
+def current_umask():
+    umask = os.umask(0)
+    os.umask(umask)
+    return umask
+
+
 def bug_report(log, fingerprint):
     return ("========================================================\n== dumpstate: 2026-11-23 18:46:29\n"
             "========================================================\n\nBuild fingerprint: '" + fingerprint +
@@ -152,6 +158,15 @@ class Fleet(unittest.TestCase):
         self.assertEqual(missing.returncode, 2)
         self.assertIn("zsl-fleet: cannot read file:///nonexistent/x.log", missing.stderr.decode())
         self.assertEqual(len(self.table("urls.jsonl").splitlines()), sum(r["input"].endswith("large.log") for r in local))
+        # A CSV whose first input failed on the worker still starts with explain's header.
+        first_missing = fleet(["file:///nonexistent/x.log", "file://" + self.reports + "/kv2/large.log",
+                               "--table", "urls.csv"], self.root)
+        self.assertEqual(first_missing.returncode, 2)
+        rows = explain(["--table", "csv:-", "reports/kv2/large.log"], self.root).stdout
+        self.assertEqual(self.table("urls.csv"), rows.replace(b",reports/kv2/large.log,",
+                                                              f",file://{self.reports}/kv2/large.log,".encode()))
+        self.assertEqual(os.stat(os.path.join(self.root, "urls.csv")).st_mode & 0o777,
+                         0o666 & ~current_umask())
 
     def test_a_folder_without_the_plugins_lines_is_an_error(self):
         os.makedirs(os.path.join(self.root, "other-day"), exist_ok=True)

@@ -43,7 +43,10 @@ class Table:
         self._header = False
 
     def write(self, table):
-        """One task's table: CSV comes with a header line of its own."""
+        """One task's table: CSV comes with a header line of its own. A task that failed
+        before zsl-replay ran has none."""
+        if not table:
+            return
         if self.format == "csv":
             header, _, table = table.partition(b"\n")
             if not self._header:
@@ -55,6 +58,9 @@ class Table:
         if self.format == "csv" and not self._header:
             self._out.write(header_if_empty)
         self._out.close()
+        umask = os.umask(0)  # the table gets the mode any new file gets, not the temporary file's 0600
+        os.umask(umask)
+        os.chmod(self._partial, 0o666 & ~umask)
         os.replace(self._partial, self.path)
 
     def abandon(self):
