@@ -220,10 +220,10 @@ class Fleet(unittest.TestCase):
         self.assertFalse(os.path.exists(os.path.join(self.root, "t.jsonl")))
 
     def test_table_targets(self):
-        for spec, target in [("a.csv", ("csv", "a.csv")), ("a.jsonl", ("jsonl", "a.jsonl")),
+        for given, target in [("a.csv", ("csv", "a.csv")), ("a.jsonl", ("jsonl", "a.jsonl")),
                              ("csv:a.txt", ("csv", "a.txt")), ("jsonl:-", ("jsonl", "-")), ("a.json", None),
                              (".csv", None), ("csv:", None), ("a", None)]:
-            self.assertEqual(table_target(spec), target, spec)
+            self.assertEqual(table_target(given), target, given)
 
 
 class Terminal(io.StringIO):

@@ -11,14 +11,14 @@ class TableError(Exception):
     pass
 
 
-def table_target(spec):
+def table_target(given):
     """(format, path) for --table, or None when it names no table."""
     for prefix in ("csv:", "jsonl:"):
-        if spec.startswith(prefix) and len(spec) > len(prefix):
-            return prefix[:-1], spec[len(prefix):]
+        if given.startswith(prefix) and len(given) > len(prefix):
+            return prefix[:-1], given[len(prefix):]
     for ending in ("csv", "jsonl"):
-        if spec.endswith("." + ending) and len(spec) > len(ending) + 1:
-            return ending, spec
+        if given.endswith("." + ending) and len(given) > len(ending) + 1:
+            return ending, given
     return None
 
 
