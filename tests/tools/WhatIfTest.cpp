@@ -49,12 +49,26 @@ const char kQueuesTrace[] = R"({
   "steps": [{"capture": {"fwkFrame": 7, "used": [10], "requests": [{"android.control.enableZsl": 1}, {"android.control.enableZsl": 1}]}}]
 })";
 
+// No frame new enough at the log's window: the anchor scan runs into the
+// producer list, where frame 213 has no record, and the begin lies past the
+// consumer list.
+const char kProducerAnchorTrace[] = R"({
+  "name": "anchor in the producer list", "properties": {"ro.vendor.camera3.zsl.default": 100},
+  "queues": [
+    {"id": 0, "type": "meta", "name": "ZSLMetaQ", "consumer": [210, 211, 212], "producer": [213, 214, 215],
+     "frames": {"210": {"shutter": "-300ms"}, "211": {"shutter": "-267ms"}, "212": {"shutter": "-234ms"},
+                "214": {"shutter": "-201ms"}, "215": {"shutter": "-168ms", "metadata": {"android.control.afState": 2, "android.control.afMode": 4, "android.lens.state": 0}}}}
+  ],
+  "steps": [{"capture": {"fwkFrame": 2003, "requests": [{"android.control.enableZsl": 1}]}}]
+})";
+
 std::vector<TraceSpec> scenarios()
 {
     std::vector<TraceSpec> traces;
     for (const zsl::replay::BuiltinTrace &builtin : zsl::replay::builtinTraces())
         traces.push_back(zsl::replay::parseTrace(builtin.text, builtin.name));
     traces.push_back(zsl::replay::parseTrace(kQueuesTrace, "two-queues.json"));
+    traces.push_back(zsl::replay::parseTrace(kProducerAnchorTrace, "producer-anchor.json"));
     return traces;
 }
 

@@ -226,8 +226,8 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
             if (presence == Presence::Present)
                 break;
         }
-        if (i == n)
-            heldAt.push_back(n);
+        if (i >= n) // no consumer frame held from the begin on (a begin in the producer list included)
+            heldAt.push_back(i);
         for (int64_t at : heldAt)
             for (int64_t used : lastUsed)
                 for (bool pending : pendings) {
