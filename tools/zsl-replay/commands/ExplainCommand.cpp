@@ -11,6 +11,7 @@
 #include "outcome/Error.h"
 #include "output/FleetSummary.h"
 #include "output/Outputs.h"
+#include "output/InputGuard.h"
 #include "output/Sinks.h"
 
 #include <csignal>
@@ -49,8 +50,10 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
         outputs.attach(
             std::make_unique<output::SummarySvgSink>(std::make_unique<OutputFile>(options.summarySvgPath, inputs), summary));
     attachPictures(options.output, inputs, outputs);
-    if (!options.tracesDir.empty())
+    if (!options.tracesDir.empty()) {
+        output::refuseInputs(options.tracesDir, inputs); // new files there would mix with the inputs
         outputs.attach(std::make_unique<output::TraceFolderSink>(options.tracesDir));
+    }
 }
 
 // Reads the inputs on `jobs` threads into outputs; answers the exit status.

@@ -10,7 +10,9 @@
 #include "output/TableReader.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <iostream>
 
 namespace zsl::commands {
@@ -19,7 +21,17 @@ int runSummarize(const SummarizeOptions &options)
 {
     if (std::count(options.tables.begin(), options.tables.end(), "-") > 1)
         return usageError("summarize", "standard input can be read once: give - once");
+    // The picture's path is checked before any table is read.
+    std::unique_ptr<output::OutputFile> svg;
+    try {
+        if (!options.summarySvgPath.empty())
+            svg = std::make_unique<output::OutputFile>(options.summarySvgPath, options.tables);
+    } catch (const outcome::Error &error) {
+        printError(error);
+        return 2;
+    }
     int status = 0;
+    size_t read = 0; // tables read whole
     output::FleetSummary summary;
     for (const std::string &path : options.tables) {
         // A table that fails half-way counts none of its rows.
@@ -27,6 +39,8 @@ int runSummarize(const SummarizeOptions &options)
         try {
             std::ifstream file;
             if (path != "-") {
+                if (std::filesystem::is_directory(path))
+                    throw outcome::Error(path + " is a folder: summarize reads capture tables (explain --table writes them)");
                 file.open(path, std::ios::binary);
                 if (!file)
                     throw outcome::Error("cannot read " + path);
@@ -34,16 +48,18 @@ int runSummarize(const SummarizeOptions &options)
             output::readCaptureTable(path == "-" ? std::cin : file, path,
                                      [&](const output::CaptureRow &row) { table.add(row); });
             summary.add(table);
+            ++read;
         } catch (const outcome::Error &error) {
             printError(error);
             status = 2;
         }
     }
+    if (read == 0 && status != 0)
+        return status; // no summary of nothing: each table's error said why
     try {
-        if (!options.summarySvgPath.empty()) {
-            output::OutputFile svg(options.summarySvgPath, options.tables);
-            svg.stream() << summary.svg();
-            svg.close();
+        if (svg) {
+            svg->stream() << summary.svg();
+            svg->close();
         }
     } catch (const outcome::Error &error) {
         printError(error);

@@ -148,7 +148,9 @@ void readCaptureTable(std::istream &in, const std::string &name, const std::func
     }
     std::vector<std::string> header, fields; // `line`: the line ends read so far
     if (!csvRecord(in, header, line))
-        return; // an empty table
+        throw Error(name + ": empty: not a capture table (no header, no row)");
+    if (header.empty() || header.front() != "schema")
+        fail("not a capture table: it starts with neither a JSON row nor the table's CSV header");
     const nlohmann::ordered_json columns = toJson(CaptureRow{});
     for (size_t first = line + 1; csvRecord(in, fields, line); first = line + 1) {
         if (fields.size() == 1 && fields[0].empty())
