@@ -125,6 +125,31 @@ TEST(ZslReplayTrace, RelativeTimesAreRebasedOnTheCaptureMoment)
     EXPECT_EQ(select["selection"]["0"], json::array({3}));
 }
 
+// Decimal times are read digit by digit: each is the exact number of ns,
+// where a floating-point product would be one off ("-2.01s", "-33.3ms").
+TEST(ZslReplayTrace, DecimalTimesAreExactNanoseconds)
+{
+    const std::pair<const char *, int64_t> cases[] = {
+        {"-2.01s", -2010000000},       {"-33.3ms", -33300000},     {"-0.000000001s", -1},
+        {"+1.5us", 1500},              {"-2.010ms", -2010000},     {"-7ns", -7},
+        {"-0.1s", -100000000},         {"+0.29s", 290000000},      {"-4.35ms", -4350000},
+        {"-9223372036.854775808s", std::numeric_limits<int64_t>::min()},
+    };
+    json queue = {{"id", 0}, {"type", "meta"}, {"consumer", json::array()}, {"frames", json::object()}};
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        queue["frames"][std::to_string(i + 1)]["shutter"] = cases[i].first;
+        queue["consumer"].push_back(i + 1);
+    }
+    json trace = {{"queues", json::array({queue})}, {"steps", json::array()}};
+    trace["steps"].push_back({{"select", {{"requests", json::array({json::object()})}, {"at", 1LL << 62}}}});
+    TempFile file(trace.dump());
+    const json out = replayJson(file.path());
+    const json &select = step(out, 0);
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(select["shutterTimeNs"][std::to_string(i + 1)].get<int64_t>() - (1LL << 62), cases[i].second)
+            << cases[i].first;
+}
+
 struct BadInput {
     const char *name;
     const char *trace;    // written to a file; nullptr: path is given as it is
@@ -171,6 +196,12 @@ INSTANTIATE_TEST_SUITE_P(
                  "expected a time"},
         BadInput{"relativeTimeBeyondInt64", QUEUE(R"({"1": {"shutter": "-10000000000000000000000000s"}})"),
                  "/queues/0/frames/1/shutter", "out of range"},
+        BadInput{"relativeTimeFinerThanANanosecond", QUEUE(R"({"1": {"shutter": "-0.5ns"}})"),
+                 "/queues/0/frames/1/shutter", "finer than a nanosecond"},
+        BadInput{"relativeTimePastTheLargestCaptureMoment",
+                 R"({"queues": [{"id": 0, "type": "meta", "frames": {"1": {"shutter": "+1ns"}, "2": {"shutter": 0}}}],
+                     "steps": [{"select": {"requests": [{}], "at": 9223372036854775807}}]})",
+                 "/queues/0/frames/1/shutter", "past the largest 64-bit ns time"},
         BadInput{"unknownTagName", QUEUE(R"({"1": {"shutter": 0, "metadata": {"android.control.afModee": 1}}})"),
                  "/queues/0/frames/1/metadata/android.control.afModee", "unknown tag name"},
         BadInput{"wrongValueType",

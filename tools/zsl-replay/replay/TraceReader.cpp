@@ -5,6 +5,7 @@
 
 #include "outcome/AndroidEnums.h"
 #include "outcome/FrameText.h"
+#include "replay/Replayer.h"
 
 #include <KoTagTable.h>
 #include <ZSLSelectorBase.h>
@@ -207,11 +208,41 @@ public:
         if (!value.is_string() || text.empty() || !shaped)
             fail(place, "expected a time: an integer of ns, or a signed time relative to the capture moment "
                         "such as \"-33ms\" or \"+2.5ms\"");
-        const double scale = unit == "ns" ? 1.0 : unit == "us" ? 1e3 : unit == "ms" ? 1e6 : 1e9;
-        const double ns = std::strtod(number.c_str(), nullptr) * scale; // overflow: inf
-        if (!(std::fabs(ns) <= 9.2e18))
-            fail(place, "out of range: expected a time within the 64-bit ns range");
-        return {true, static_cast<int64_t>(ns)};
+        // Read exactly, in decimal digits: "-2.01s" is -2010000000 ns, not a
+        // floating-point product a nanosecond off.
+        const int exponent = unit == "ns" ? 0 : unit == "us" ? 3 : unit == "ms" ? 6 : 9;
+        const size_t point = number.find('.');
+        const std::string whole = number.substr(1, point == std::string::npos ? std::string::npos : point - 1);
+        std::string fraction = point == std::string::npos ? "" : number.substr(point + 1);
+        if (fraction.find_first_not_of('0', std::min<size_t>(fraction.size(), exponent)) != std::string::npos)
+            fail(place, "finer than a nanosecond: a time is a whole number of ns");
+        fraction.resize(static_cast<size_t>(exponent), '0');
+        const int sign = text[0] == '-' ? -1 : 1; // digits added with the sign: -2^63 is in range
+        int64_t ns = 0;
+        for (char digit : whole + fraction)
+            if (__builtin_mul_overflow(ns, 10, &ns) || __builtin_add_overflow(ns, sign * (digit - '0'), &ns))
+                fail(place, "out of range: expected a time within the 64-bit ns range");
+        noteRelative(ns, place);
+        return {true, ns};
+    }
+
+    // The latest relative time, with its place: added to a capture moment
+    // (never negative), it must stay within the 64-bit ns range.
+    void noteRelative(int64_t ns, const std::string &place) const
+    {
+        if (ns > mLatest.first)
+            mLatest = {ns, place};
+    }
+
+    // Each relative time lands within int64 at every capture moment of the steps.
+    void checkRelativeTimes(const TraceSpec &input) const
+    {
+        int64_t last = 0, sum = 0;
+        for (const StepSpec &step : input.steps)
+            last = std::max(last, step.captureNs.value_or(kDefaultCaptureNs));
+        if (!input.steps.empty() && __builtin_add_overflow(mLatest.first, last, &sum))
+            fail(mLatest.second, "out of range: " + std::to_string(mLatest.first) + " ns after the capture moment " +
+                                     std::to_string(last) + " is past the largest 64-bit ns time");
     }
 
     MetaSpec metadata(const json &value, const std::string &place) const
@@ -588,6 +619,7 @@ public:
             for (size_t i = 0; i < steps.size(); ++i)
                 part([&] { input.steps.push_back(step(steps[i], at("/steps", i))); });
         });
+        part([&] { checkRelativeTimes(input); });
         input.warnings = mWarnings;
         if (!mErrors.empty()) {
             std::string lines;
@@ -603,6 +635,7 @@ private:
     mutable ParsedFrames mFrames;
     mutable std::vector<std::string> mErrors;
     mutable std::vector<std::string> mWarnings;
+    mutable std::pair<int64_t, std::string> mLatest{0, ""};
 };
 
 // A second, linear pass over the text that finds a key given twice in one
