@@ -145,7 +145,11 @@ void expectRebuilt(const SessionOutcome &replayed, const SessionOutcome &read, b
             while (at < logged.size() && logged[at]->frame != check.frame)
                 ++at;
             ASSERT_LT(at, logged.size()) << "frame " << check.frame << " was not checked";
-            EXPECT_EQ(check.unknown.empty(), !infoLevel) << "frame " << check.frame << ": " << check.unknown;
+            // A sensor-mode check's first line alone tells "no sensor-mode
+            // queue", unless the log ends there: then it is not known.
+            const bool endsInside = check.unknown.find("the log ends inside it") != std::string::npos &&
+                                    &check == &read.steps.back().checks.back();
+            EXPECT_EQ(check.unknown.empty(), !infoLevel && !endsInside) << "frame " << check.frame << ": " << check.unknown;
             if (check.unknown.empty()) {
                 EXPECT_EQ(check.verdict, logged[at]->verdict) << "frame " << check.frame;
                 EXPECT_EQ(check.reason, logged[at]->reason) << "frame " << check.frame;
@@ -154,7 +158,7 @@ void expectRebuilt(const SessionOutcome &replayed, const SessionOutcome &read, b
         }
         if (got.requested > 0) {
             EXPECT_EQ(got.requested, want.requested);
-            EXPECT_EQ(got.takenUnknown.empty(), !infoLevel);
+            EXPECT_EQ(got.takenUnknown.empty(), !infoLevel && got.completeness == Completeness::Whole);
             if (got.takenUnknown.empty()) {
                 EXPECT_EQ(got.taken, want.taken);
             }
@@ -457,10 +461,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         BadLog{"noPluginLine", 2, "no line of the plug-in (tag KoAlgoEngine) in this log", ""},
         BadLog{"cutInTheMiddle", 0, "the log ends in the middle of line 10, which is left out",
-               "note: the selection's end (the anchor offset line) is not in the log", 2},
+               "selected: not known (the selection's end (the anchor offset line) is not in the log)", 2},
         BadLog{"startsInsideTheSelection", 0, "line 1: the log starts inside a selection: fwkFrame 100",
                "the selection starts at list position 3"},
-        BadLog{"outOfOrder", 0, "line 2: out of order: earlier than the thread's line 1", "accepted"},
+        BadLog{"outOfOrder", 0, "line 2: out of order: earlier than the thread's line 1",
+               "names no frame, and the lines that would tell which are not in the log: left out"},
         BadLog{"unknownText", 0, "does not know, passed over: \"something new\"", "took 1 of 1"},
         BadLog{"unknownFormat", 0, "1 line names the tag KoAlgoEngine in a format this reader does not know (the first is line 2)",
                "took 1 of 1"}),

@@ -7,6 +7,7 @@
 #include "log/LogImporter.h"
 
 #include "log/LineParser.h"
+#include "log/SelectionGrammar.h"
 #include "outcome/PluginLines.h"
 #include "messages/PluginEvent.h"
 
@@ -78,6 +79,57 @@ bool neededAnswer(const kohost::LogLine &line)
 {
     const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
     return event && event->number<int>(1).value_or(0) != 0;
+}
+
+// Whether a checkFrame call's lines are those one whole call prints: it
+// begins with a metadata's qualification or the super-resolution line (at
+// info level only the sensor-mode check's first line shows), a failed
+// qualification is followed by its refusal and nothing else, and it ends
+// with a refusal, the super-resolution line with the sensor-mode check off,
+// or the sensor-mode check's last line.
+struct CallShape {
+    bool begun = false, ended = false;
+    bool sound = true; // no line out of its place
+};
+
+CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, bool atEnd)
+{
+    CallShape shape;
+    bool failedBlock = false, refusal = false, superResolution = false, srOn = false, sensorEnd = false,
+         sensorStart = false;
+    MessageKind lastKind = MessageKind::Qualify;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const std::optional<PluginEvent> event = PluginEvent::decode(lines[i].text, lines[i].message);
+        if (!event)
+            continue;
+        const MessageKind kind = event->kind();
+        if (i == 0)
+            shape.begun = kind == MessageKind::QualifyStart || kind == MessageKind::SuperResolution ||
+                          (kind == MessageKind::SensorStart && !debugLevel);
+        if (failedBlock && kind != MessageKind::RefusedCamera && kind != MessageKind::RefusedOwn)
+            shape.sound = false; // a failed qualification is refused at once
+        failedBlock = event->is(MessageId::AfRefused) || event->is(MessageId::AeRefused) ||
+                      event->is(MessageId::HfNoTarget) || event->is(MessageId::MetadataNull);
+        if (kind == MessageKind::RefusedOwn || kind == MessageKind::RefusedCamera)
+            refusal = true;
+        if (kind == MessageKind::SuperResolution) {
+            if (refusal)
+                shape.sound = false; // a refused frame's check ends with its refusal
+            superResolution = true;
+            srOn = event->number<int>(0).value_or(0) != 0;
+        }
+        sensorStart = sensorStart || kind == MessageKind::SensorStart;
+        sensorEnd = kind == MessageKind::SensorEnd;
+        lastKind = kind;
+    }
+    if (!debugLevel) // the verdict's lines are debug lines: what shows is all there is
+        shape.ended = true;
+    else if (refusal)
+        shape.ended = !failedBlock && (lastKind == MessageKind::RefusedOwn || lastKind == MessageKind::RefusedCamera);
+    else // the sensor-mode check's first line alone: it found no sensor-mode queue, unless the log ends there
+        shape.ended = sensorEnd || (superResolution && !srOn && !sensorStart) ||
+                      (lastKind == MessageKind::SensorStart && !atEnd);
+    return shape;
 }
 
 } // namespace
@@ -167,6 +219,7 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         warn(lineNumber, "out of order", ": earlier than the thread's line " + std::to_string(thread.lastLine) +
                                              "; read in the log's order");
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
+    thread.priorLine = thread.lastLine;
     thread.lastLine = lineNumber;
     if (!threadKnown && message->kind() == MessageKind::SelectStart) {
         Thread &waiting = mThreads[{line.pid, kNeededWaiting}];
@@ -204,7 +257,42 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     }
     if (!threadKnown && thread.capture)
         mergedLines(*thread.capture, lineNumber).last = lineNumber;
+    if (kind == MessageKind::SelectStart)
+        thread.afterGap = false; // a call begun whole
     handOver(false);
+}
+
+void LogImporter::gap(int pid, uint64_t lineNumber)
+{
+    mGapProcesses.insert(pid);
+    const std::string why = "logd dropped lines of its process at line " + std::to_string(lineNumber);
+    for (auto &[key, thread] : mThreads) {
+        if (pid != kUnknownId && thread.pid != pid)
+            continue;
+        thread.afterGap = true;
+        if (thread.call)
+            thread.call->gapInside = true;
+        for (const std::optional<size_t> &index : {thread.selecting, thread.capture})
+            if (index)
+                damage(*index, Completeness::LinesMissing, why);
+    }
+}
+
+void LogImporter::damage(size_t index, Completeness completeness, const std::string &why)
+{
+    StepOutcome &step = openStep(index);
+    if (step.completeness != Completeness::Whole)
+        return; // the first finding is the one said
+    step.completeness = completeness;
+    step.completenessWhy = why;
+    mOpen[index - mFirstOpen].numberingLost = true;
+}
+
+Completeness LogImporter::startDamage(const Thread &thread) const
+{
+    const bool gapBefore = mGapProcesses.count(thread.pid) || mGapProcesses.count(kUnknownId);
+    return thread.priorLine != 0 || thread.afterGap || gapBefore ? Completeness::LinesMissing
+                                                                 : Completeness::StartsInside;
 }
 
 void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber,
@@ -230,23 +318,31 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
             selection.needed = true;
             selection.log.push_back(std::move(yes->first));
         }
-        if (!starts) {
-            warn(lineNumber, "the log starts inside a selection", ": fwkFrame " + std::to_string(selection.fwkFrame));
-            selection.notes.push_back("the selection's first lines are not in the log");
-        }
         thread.selecting = mFirstOpen + mOpen.size() - 1;
+        if (!starts) {
+            const Completeness damaged = startDamage(thread);
+            warn(lineNumber,
+                 damaged == Completeness::StartsInside ? "the log starts inside a selection"
+                                                       : "lines of a selection are missing",
+                 ": fwkFrame " + std::to_string(selection.fwkFrame));
+            damage(*thread.selecting, damaged, "its selection's first lines are not in the log");
+        }
         hold(thread, thread.selecting);
         thread.nextSelected = 0;
         thread.cameraAt.clear();
     }
-    openStep(*thread.selecting).log.push_back(std::move(line));
+    StepOutcome &selection = openStep(*thread.selecting);
+    if (selection.fwkFrame == 0) // its first lines lost: a later line names it
+        selection.fwkFrame = fwkFrame;
+    selection.log.push_back(std::move(line));
 }
 
 void LogImporter::closeSelection(Thread &thread)
 {
     if (!thread.selecting)
         return;
-    Open &open = mOpen[*thread.selecting - mFirstOpen];
+    const size_t index = *thread.selecting;
+    Open &open = mOpen[index - mFirstOpen];
     StepOutcome &step = open.step;
     thread.selecting.reset();
     readSelectionLines(step.log, step);
@@ -258,10 +354,20 @@ void LogImporter::closeSelection(Thread &thread)
     const bool anchorInConsumer =
         step.anchorFrame && std::count(step.consumer.begin(), step.consumer.end(), *step.anchorFrame) > 0;
     step.producerKnown = marks.producerListed || (step.csbegin && !pending && !anchorInConsumer);
-    if (step.curTime)
+    if (step.curTime) {
         step.captureNs = *step.curTime;
-    else
-        step.notes.push_back("the capture moment (curTime) is not in the log");
+    } else {
+        step.momentKnown = false;
+        step.notes.push_back("the capture moment (curTime) is not in the log: no lag is given");
+    }
+    const std::string broken =
+        selectionBreak(step.log, step, mPending.count(thread.pid) ? std::optional<bool>(pending) : std::nullopt);
+    if (!broken.empty()) {
+        damage(index, Completeness::LinesMissing, "its selection: " + broken);
+        step.selectionUnknown = "the selection's lines are not whole (" + broken + ")";
+        step.anchorFrame.reset();
+        return;
+    }
     if (marks.finishedEarly)
         return;
     if (!step.csbegin) { // cut, or finished early with a debug line: the whole log tells
@@ -393,12 +499,13 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
     }
 }
 
-void LogImporter::closeCall(Thread &thread)
+void LogImporter::closeCall(Thread &thread, bool atEnd)
 {
     if (!thread.call)
         return;
     Call call = std::move(*thread.call);
     thread.call.reset();
+    const CallShape shape = callShape(call.lines, mDebugProcesses.count(thread.pid) > 0, atEnd);
 
     CheckOutcome check;
     std::optional<uint32_t> frame, fwkFrame;
@@ -482,6 +589,8 @@ void LogImporter::closeCall(Thread &thread)
     auto belongs = [&](const StepOutcome &capture) {
         if (fwkFrame && capture.fwkFrame != *fwkFrame)
             return false;
+        if (!capture.selectionUnknown.empty() || capture.completeness != Completeness::Whole)
+            return true; // its frames are not all known: the check is one of them
         return frame || thread.nextSelected < capture.selectedFrames.size(); // a frame of the selection is left
     };
     const bool ownStep = !thread.capture || !belongs(openStep(*thread.capture));
@@ -498,13 +607,58 @@ void LogImporter::closeCall(Thread &thread)
     addRequestSeen(step.request, request);
     if (step.kind == StepKind::Select)
         step.kind = StepKind::Capture;
+    if (ownStep)
+        damage(index, startDamage(thread), "its selection is not in the log");
+    // A check whose lines are not one whole call: its verdict is not known.
+    std::string brokenWhy;
+    if (call.gapInside)
+        brokenWhy = "logd dropped lines while it ran";
+    else if (!shape.begun)
+        brokenWhy = "its first lines are not in the log";
+    else if (!shape.sound)
+        brokenWhy = "its lines are not those of one check";
+    else if (!shape.ended)
+        brokenWhy = atEnd ? "the log ends inside it" : "its last lines are not in the log";
+    if (!brokenWhy.empty())
+        damage(index,
+               !shape.begun && !call.gapInside ? startDamage(thread)
+               : atEnd && shape.begun && shape.sound && !call.gapInside ? Completeness::EndsInside
+                                                                       : Completeness::LinesMissing,
+               "a frame check: " + brokenWhy);
+    // Every camera's metadata is judged for every frame: a check that
+    // judged another number of them holds lines of two checks, or lost some.
+    const bool cameraRefused = std::any_of(call.lines.begin(), call.lines.end(), [](const kohost::LogLine &line) {
+        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        return event && event->is(MessageId::RefusedCamera);
+    });
+    // (A camera's refusal leaves where one frame's cameras end and the next's
+    // begin to the split above: those are not compared.)
+    if (brokenWhy.empty() && !blocks.empty() && !cameraRefused && thread.cameraAt.empty()) {
+        if (open.blocks && *open.blocks != blocks.size()) {
+            brokenWhy = "it judged another number of metadata than the capture's other checks";
+            damage(index, Completeness::LinesMissing, "a frame check: " + brokenWhy);
+        }
+        open.blocks = open.blocks.value_or(blocks.size());
+    }
 
     const std::vector<uint32_t> &selected = step.selectedFrames;
     if (frame) {
         auto at = std::find(selected.begin() + static_cast<std::ptrdiff_t>(std::min(thread.nextSelected, selected.size())),
                             selected.end(), *frame);
+        // The host checks in selection order: past the first check, a frame
+        // passed over means a check's lines are not in the log.
+        if (at != selected.end() && thread.nextSelected > 0 &&
+            at != selected.begin() + static_cast<std::ptrdiff_t>(thread.nextSelected) && debugLevel(step))
+            damage(index, Completeness::LinesMissing, "its checks pass over a selected frame");
         if (at != selected.end())
             thread.nextSelected = static_cast<size_t>(at - selected.begin()) + 1;
+    } else if (open.numberingLost || !step.selectionUnknown.empty() || step.completeness != Completeness::Whole) {
+        // Numbered in selection order, it could be any frame: left out, and counted.
+        ++open.unnamedChecks;
+        open.numberingLost = true;
+        step.log.insert(step.log.end(), std::make_move_iterator(call.lines.begin()),
+                        std::make_move_iterator(call.lines.end()));
+        return;
     } else if (step.kind == StepKind::Capture && thread.nextSelected < selected.size()) {
         frame = selected[thread.nextSelected++];
         check.frameInferred = true;
@@ -519,6 +673,18 @@ void LogImporter::closeCall(Thread &thread)
     }
     check.frame = frame.value_or(0);
     check.verdict = {!refused && !sensorFailed, refused || !(sensorFailed && sensorOwnMode)};
+    // A frame the capture checked already: lines of two checks are mixed,
+    // or lost; neither answer is known.
+    for (CheckOutcome &earlier : step.checks)
+        if (earlier.frame == check.frame) {
+            brokenWhy = "frame " + std::to_string(check.frame) + " is checked twice";
+            earlier.unknown = "the capture's checks of this frame are not whole: " + brokenWhy;
+            damage(index, Completeness::LinesMissing, "its checks: " + brokenWhy);
+        }
+    if (!brokenWhy.empty()) {
+        check.unknown = "the check's lines are not whole: " + brokenWhy;
+        open.numberingLost = true;
+    }
     if (!check.verdict.first) {
         Refusal why = refusal(call.lines);
         check.reason = std::move(why.reason);
@@ -607,11 +773,14 @@ void LogImporter::resolve(size_t index)
     const bool debug = debugLevel(step);
     step.debugLines = debug;
     const std::string noDebug = "the log has no debug line of this process";
-    if (open.unended)
-        step.notes.push_back(finishedEarly(open)
-                                 ? "the selection finished early: no consumer frame was shot after zsdTs and pending "
-                                   "support is on (the line that says so logs at debug level, and " + noDebug + ")"
-                                 : "the selection's end (the anchor offset line) is not in the log");
+    if (open.unended && finishedEarly(open)) {
+        step.notes.push_back("the selection finished early: no consumer frame was shot after zsdTs and pending "
+                             "support is on (the line that says so logs at debug level, and " + noDebug + ")");
+    } else if (open.unended) {
+        damage(index, Completeness::LinesMissing, "its selection's end (the anchor offset line) is not in the log");
+        step.selectionUnknown = "the selection's end (the anchor offset line) is not in the log";
+        step.anchorFrame.reset();
+    }
     for (size_t at : open.sensorOnly) {
         CheckOutcome &check = step.checks[at];
         if (debug) { // its debug lines would follow: no sensor-mode queue refused the frame
@@ -646,6 +815,19 @@ void LogImporter::resolve(size_t index)
                  &mMixedWarnings);
         }
     }
+    if (open.unnamedChecks > 0)
+        step.notes.push_back(std::to_string(open.unnamedChecks) + " frame check" +
+                             (open.unnamedChecks == 1 ? " names" : "s name") +
+                             " no frame, and the lines that would tell which are not in the log: left out");
+    if (step.completeness != Completeness::Whole) {
+        // What the missing lines could change is not stated.
+        const std::string why = completenessText(step.completeness, step.completenessWhy);
+        if (step.kind == StepKind::Capture || step.kind == StepKind::Select)
+            step.takenUnknown = why;
+        if (step.selectRan && step.selectionUnknown.empty() && !step.csbegin && !step.anchorOffset)
+            step.selectionUnknown = why;
+        return;
+    }
     if (!step.selectRan)
         return;
     if (!debug) {
@@ -677,13 +859,30 @@ SessionOutcome LogImporter::finish()
         if (thread.selecting)
             endedInside.emplace_back(*thread.selecting, thread.lastLine);
         closeSelection(thread);
-        closeCall(thread);
+        closeCall(thread, true);
         closeNeeded(thread);
+        // More frames may have been checked after the log's end, unless the
+        // capture took all it wants or every frame selected was checked.
+        if (thread.capture) {
+            const Open &open = mOpen[*thread.capture - mFirstOpen];
+            const StepOutcome &step = open.step;
+            const size_t accepted = static_cast<size_t>(std::count_if(
+                step.checks.begin(), step.checks.end(),
+                [](const CheckOutcome &check) { return check.unknown.empty() && check.verdict.first; }));
+            const bool over = (step.requested > 0 && accepted >= step.requested) ||
+                              (step.selectionUnknown.empty() && !open.numberingLost &&
+                               thread.nextSelected >= step.selectedFrames.size() && (step.csbegin || open.unended));
+            if (debugLevel(step) && step.selectRan && !over)
+                damage(*thread.capture, Completeness::EndsInside,
+                       "the log ends before its frame checks are known to be over");
+        }
     }
     for (const auto &[index, line] : endedInside)
-        if (const Open &open = mOpen[index - mFirstOpen]; open.unended && !finishedEarly(open))
+        if (const Open &open = mOpen[index - mFirstOpen]; open.unended && !finishedEarly(open)) {
             warn(line, "the log ends inside a selection", ": fwkFrame " + std::to_string(open.step.fwkFrame),
                  &mEndWarnings);
+            damage(index, Completeness::EndsInside, "its selection's end is not in the log");
+        }
     handOver(true);
     mWarnings.insert(mWarnings.end(), mEndWarnings.begin(), mEndWarnings.end());
     mWarnings.insert(mWarnings.end(), mMixedWarnings.begin(), mMixedWarnings.end());

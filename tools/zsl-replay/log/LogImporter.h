@@ -43,6 +43,9 @@ public:
     explicit LogImporter(std::string file, HandOver handOver = nullptr);
 
     void add(kohost::LogLine line, uint64_t lineNumber);
+    // logd dropped lines of process `pid` here (a "chatty" line; pid
+    // kUnknownId: of any process): the captures it may cut are not whole.
+    void gap(int pid, uint64_t lineNumber);
     // A problem of the log itself, found while reading it.
     void problem(const std::string &text);
     // Earlier lines of a live log showed the process writing debug lines.
@@ -66,12 +69,13 @@ private:
     struct Call {
         // Spelled out: an optional member of the enclosing class needs it
         // before that class is complete.
-        Call() : phase(Phase::Qualify), blockOpen(false), afterRefusal(0), firstLine(0) {}
+        Call() : phase(Phase::Qualify), blockOpen(false), afterRefusal(0), firstLine(0), gapInside(false) {}
         std::vector<kohost::LogLine> lines;
         Phase phase;
         bool blockOpen;      // inside one metadata's qualification
         size_t afterRefusal; // lines after the last refused camera
         uint64_t firstLine;
+        bool gapInside;      // logd dropped lines of its process while it was open
     };
 
     struct Thread {
@@ -83,7 +87,9 @@ private:
         std::optional<Call> call;
         std::optional<std::pair<kohost::LogLine, uint64_t>> needed; // an answer no selection followed yet
         int64_t lastTimeNs = 0;
-        uint64_t lastLine = 0;
+        uint64_t lastLine = 0;    // 0: no line of the thread read yet
+        uint64_t priorLine = 0;   // lastLine before the line being read
+        bool afterGap = false;    // logd dropped lines of its process since its last line
     };
 
     // A problem of one line: its kind (counted, listed ten times at most) and details.
@@ -93,7 +99,8 @@ private:
     void checkLine(Thread &thread, messages::MessageKind kind, const messages::PluginEvent &event, kohost::LogLine line,
                    uint64_t lineNumber);
     void closeSelection(Thread &thread);
-    void closeCall(Thread &thread);
+    // `atEnd`: the log ends here, inside the call if it has not ended.
+    void closeCall(Thread &thread, bool atEnd = false);
     void closeNeeded(Thread &thread);
     // A new step of the thread's, labelled with where its lines start.
     outcome::StepOutcome &addStep(const Thread &thread, outcome::StepKind kind, const std::string &where, const kohost::LogLine &first);
@@ -106,7 +113,17 @@ private:
         bool unended = false;  // a selection without its anchor offset line
         bool pending = false;  // the pending switch its selection ran with
         std::vector<size_t> sensorOnly; // checks with the sensor-mode check's first line only
+        // Accepted frames name no frame: they are numbered in selection
+        // order, which a lost or broken check makes unknown from there on.
+        bool numberingLost = false;
+        size_t unnamedChecks = 0; // checks left out: their frame is not in the log
+        std::optional<size_t> blocks; // metadata judged per frame (one per camera), from a whole check
     };
+    // The step is not whole, for this reason (the first given is kept).
+    void damage(size_t index, outcome::Completeness completeness, const std::string &why);
+    // How a thread's step that lacks its first lines is damaged: the log
+    // starts inside it, or (lines of its thread or a gap before) lines are missing.
+    outcome::Completeness startDamage(const Thread &thread) const;
     outcome::StepOutcome &openStep(size_t index) { return mOpen[index - mFirstOpen].step; }
     // The thread's calls add to `index` from now on (nothing: to no step).
     void hold(Thread &thread, std::optional<size_t> index);
@@ -141,6 +158,7 @@ private:
     // The lines of a step read without thread ids, from `first` on.
     Lines &mergedLines(size_t index, uint64_t first);
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
+    std::set<int> mGapProcesses;     // processes logd dropped lines of (kUnknownId: any)
     std::set<int> mDebugProcesses;   // processes with a debug line in the log
     std::vector<std::string> mWarnings;
     // Warnings of what the whole log decides, listed after those of lines:

@@ -7,6 +7,7 @@
  * that any other source of the same facts can feed them too.
  */
 
+#include "outcome/Completeness.h"
 #include "outcome/StepKind.h"
 
 #include <LogRecorder.h>
@@ -115,6 +116,16 @@ struct StepOutcome {
     std::string selectionCaveat;
     std::string takenUnknown;
     RequestSeen request; // read from a device log
+    // Read from a device log: how much of the capture's lines it holds, and
+    // why not all, in words; what the missing lines leave unknown is said in
+    // selectionUnknown, takenUnknown and each check's unknown.
+    Completeness completeness = Completeness::Whole;
+    std::string completenessWhy;
+    // Read from a device log: why the frames selected (and the anchor the
+    // selection counts from) are not known; empty when they are.
+    std::string selectionUnknown;
+    // The capture moment (curTime) is known: a lag needs it. A log may lack it.
+    bool momentKnown = true;
     // Read from a device log: whether the process wrote debug lines; if not,
     // what the plug-in logs at debug level (the presence check, accepted
     // frames) is not in the log.

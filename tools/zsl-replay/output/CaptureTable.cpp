@@ -88,7 +88,10 @@ CaptureRow captureRow(const SessionOutcome &session, const StepOutcome &step)
     row.unknown = step.notes;
 
     // A log without curTime leaves the capture moment, and every lag, unknown.
-    const bool momentKnown = !session.fromLog || step.curTime;
+    const bool momentKnown = step.momentKnown && (!session.fromLog || step.curTime);
+    row.completeness = completenessName(step.completeness);
+    if (step.completeness != Completeness::Whole)
+        row.unknown.push_back(completenessText(step.completeness, step.completenessWhy));
     auto lagMs = [&](uint32_t frame) -> std::optional<double> {
         const auto shutter = step.shutterNs.find(frame);
         if (!momentKnown || shutter == step.shutterNs.end())
@@ -100,7 +103,9 @@ CaptureRow captureRow(const SessionOutcome &session, const StepOutcome &step)
     row.anchorFrame = step.anchorFrame;
     if (step.anchorFrame)
         row.anchorLagMs = lagMs(*step.anchorFrame);
-    if (step.selectRan) {
+    if (step.selectRan && !step.selectionUnknown.empty()) {
+        row.unknown.push_back("selected: " + step.selectionUnknown);
+    } else if (step.selectRan) {
         row.selected = step.selectedFrames.size();
         if (!step.selectionCaveat.empty())
             row.unknown.push_back("selected: " + step.selectionCaveat);
@@ -172,6 +177,7 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
         lags += (lags.empty() ? "" : " ") + nlohmann::json(lag).dump();
     out["taken_lags_ms"] = lags;
     out["capture_time"] = row.captureTime; // added in version 2
+    out["completeness"] = row.completeness; // added in version 3
     return out;
 }
 

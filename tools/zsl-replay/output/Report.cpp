@@ -33,6 +33,8 @@ std::string lag(const StepOutcome &step, uint32_t frame)
     auto shutter = step.shutterNs.find(frame);
     if (shutter == step.shutterNs.end())
         return step.notes.empty() ? "" : "shot: not in the log";
+    if (!step.momentKnown)
+        return "shot: not known against the capture moment, which is not in the log";
     char text[64];
     std::snprintf(text, sizeof(text), "shot %.3f ms before the capture",
                   (static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6);
@@ -118,32 +120,41 @@ void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOut
     if (!step.label.empty())
         out << ": " << step.label;
     out << "\n";
+    if (step.completeness != Completeness::Whole)
+        out << "   not whole: " << completenessText(step.completeness, step.completenessWhy) << "\n";
     if (step.needed)
         out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
     if (step.selectRan) {
         out << "   consumer list: " << frames(step.consumer) << "   producer list: "
             << (step.producerKnown ? frames(step.producer) : "not in the log") << "\n";
-        if (step.motionCapture) {
+        if (!step.momentKnown && step.zsdTs)
+            out << "   window: frames shot after " << *step.zsdTs
+                << " ns of the boot-time clock may anchor the selection (zsdTs); the capture moment is not in the log\n";
+        if (step.motionCapture && step.momentKnown) {
             char type[16];
             std::snprintf(type, sizeof(type), "0x%x", step.motionCapture->second);
             out << "   motion capture " << type << ": anchor time stamp at "
                 << relativeMs(step.motionCapture->first, step.captureNs) << ", zsdTs "
                 << ((step.motionCapture->second & 0xF0000) ? 30 : 60) << " ms after it\n";
         }
-        if (step.zsdTs)
+        if (step.zsdTs && step.momentKnown)
             out << "   window: frames shot after " << relativeMs(*step.zsdTs, step.captureNs)
                 << " may anchor the selection (zsdTs)\n";
-        if (step.anchorFrame)
+        if (step.anchorFrame && step.momentKnown && step.shutterNs.count(*step.anchorFrame))
             out << "   anchor: frame " << *step.anchorFrame << ", the first shot after that, at "
-                << relativeMs(step.shutterNs.count(*step.anchorFrame) ? step.shutterNs.at(*step.anchorFrame) : 0,
-                              step.captureNs)
-                << "\n";
+                << relativeMs(step.shutterNs.at(*step.anchorFrame), step.captureNs) << "\n";
+        else if (step.anchorFrame)
+            out << "   anchor: frame " << *step.anchorFrame << ", the first shot after that\n";
+        else if (!step.selectionUnknown.empty())
+            out << "   anchor: not known\n";
         else if (step.anchorOffset)
             out << "   anchor: none, no listed frame was shot after that\n";
         if (step.anchorOffset)
             out << "   the selection starts at list position " << *step.csbegin << " (csbegin; anchor offset "
                 << *step.anchorOffset << ")\n";
-        if (trace.fromLog && !step.selectedFrames.empty())
+        if (!step.selectionUnknown.empty())
+            out << "   selected: not known (" << step.selectionUnknown << ")\n";
+        else if (trace.fromLog && !step.selectedFrames.empty())
             out << "   selected: " << frames(step.selectedFrames)
                 << (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")") << "\n";
         else if (step.selection.empty())
@@ -183,7 +194,7 @@ nlohmann::json stepJson(const SessionOutcome &trace, const StepOutcome &step)
     nlohmann::json out = {{"kind", stepKindName(step.kind)},
                           {"label", step.label},
                           {"fwkFrame", step.fwkFrame},
-                          {"captureTimeNs", step.captureNs}};
+                          {"captureTimeNs", step.momentKnown ? nlohmann::json(step.captureNs) : nlohmann::json()}};
     if (step.needed)
         out["needed"] = *step.needed;
     if (step.selectRan) {
@@ -228,7 +239,12 @@ nlohmann::json stepJson(const SessionOutcome &trace, const StepOutcome &step)
         warnings.push_back({{"frame", warning.frame}, {"text", warning.text}});
     out["warnings"] = warnings;
     if (trace.fromLog) {
-        out["selectedFrames"] = step.selectedFrames;
+        out["completeness"] = completenessName(step.completeness);
+        if (step.completeness != Completeness::Whole)
+            out["completenessWhy"] = completenessText(step.completeness, step.completenessWhy);
+        out["selectedFrames"] = step.selectionUnknown.empty() ? nlohmann::json(step.selectedFrames) : nlohmann::json();
+        if (!step.selectionUnknown.empty())
+            out["selectionUnknown"] = step.selectionUnknown;
         out["notes"] = step.notes;
         if (!step.selectionCaveat.empty())
             out["selectionCaveat"] = step.selectionCaveat;

@@ -17,8 +17,9 @@ namespace {
 using outcome::Error;
 using Json = nlohmann::json;
 
-// Version 1's rows are version 2's without the columns it added.
-constexpr const char kFirstSchema[] = "zsl-capture-table/1";
+// Earlier versions' rows are the current one's without the columns added since.
+constexpr const char kFirstSchema[] = "zsl-capture-table/1";  // without capture_time
+constexpr const char kSecondSchema[] = "zsl-capture-table/2"; // without completeness
 
 // One CSV record: fields split at commas, quoted fields may hold commas,
 // doubled quotes and line ends. False at the end of input.
@@ -71,9 +72,10 @@ template <typename T> std::optional<T> optionalOf(const Json &row, const char *k
 CaptureRow rowOf(const Json &json)
 {
     const std::string schema = json.at("schema").get<std::string>();
-    const bool first = schema == kFirstSchema; // without capture_time
-    if (!first && schema != kCaptureTableSchema)
-        throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema + " or " + kFirstSchema);
+    const int version = schema == kFirstSchema ? 1 : schema == kSecondSchema ? 2 : schema == kCaptureTableSchema ? 3 : 0;
+    if (version == 0)
+        throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema + ", " + kSecondSchema + " or " +
+                    kFirstSchema);
     CaptureRow row;
     row.input = json.at("input").get<std::string>();
     row.device = json.at("device").get<std::string>();
@@ -114,8 +116,10 @@ CaptureRow rowOf(const Json &json)
             throw Error("taken_lags_ms: \"" + lags + "\" is not a list of numbers");
         at = end;
     }
-    if (!first)
+    if (version >= 2)
         row.captureTime = json.at("capture_time").get<std::string>();
+    // Tables before version 3 did not say: their captures are taken as the log showed them.
+    row.completeness = version >= 3 ? json.at("completeness").get<std::string>() : "whole";
     return row;
 }
 
