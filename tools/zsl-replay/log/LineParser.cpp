@@ -2,6 +2,7 @@
 
 #include "log/LineParser.h"
 
+#include "log/GapMarker.h"
 #include "log/LogcatFormats.h"
 #include "messages/PluginMessages.h"
 #include "outcome/Outcome.h"
@@ -27,6 +28,16 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
     mUnderstood = false;
     if (!text.empty() && text.back() == '\r')
         text.remove_suffix(1);
+    if ((mLong && mLong->gap) || (!mLong && text.find(kGapTag) != std::string_view::npos)) {
+        std::string buffer;
+        if (const std::optional<int> pid = readGapMarker(withoutColour(text, buffer))) {
+            kohost::LogLine gap;
+            gap.message = kGapMarker;
+            gap.text = std::string(text);
+            return withIds(std::move(gap), mLong ? mLong->header.timeNs : 0,
+                           mLong && *pid == kUnknownId ? mLong->header.pid : *pid, kUnknownId);
+        }
+    }
     if (mLong) { // inside a long entry: its message lines, up to a blank line
         if (text.empty()) {
             mLong.reset();
@@ -46,7 +57,7 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
     if (!text.empty() && text.front() == '[') {
         std::string_view tag;
         if (auto header = readLongHeader(text, tag)) {
-            mLong.emplace(Long{std::move(*header), tag == kTag});
+            mLong.emplace(Long{std::move(*header), tag == kTag, tag == kGapTag});
             mUnderstood = true;
             return std::nullopt;
         }
@@ -86,7 +97,7 @@ std::optional<kohost::LogLine> parseLogLine(std::string_view text)
 
 const LineFilter &LineParser::filter()
 {
-    static const LineFilter kFilter{{kTag, messages::kPluginFileMark}, "[\x1b"};
+    static const LineFilter kFilter{{kTag, messages::kPluginFileMark, kGapTag}, "[\x1b"};
     return kFilter;
 }
 

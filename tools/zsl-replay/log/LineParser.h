@@ -43,12 +43,17 @@ private:
     struct Long {
         kohost::LogLine header;
         bool ours;
+        bool gap = false; // logd's gap marker ("chatty")
     };
     std::optional<Long> mLong; // inside a long entry
     bool mUnderstood = false;
     int mReportYear = 0, mReportMonth = 0;
     uint64_t mUnread = 0, mFirstUnread = 0;
 };
+
+// The `message` of a line that is logd's gap marker, not the plug-in's: its
+// pid is the process whose lines were dropped (kUnknownId: any).
+constexpr int kGapMarker = -2;
 
 // One line read alone (no long entry).
 std::optional<kohost::LogLine> parseLogLine(std::string_view text);

@@ -2,6 +2,7 @@
 
 #include "log/LiveImporter.h"
 
+#include "log/LineParser.h"
 #include "messages/PluginMessages.h"
 
 #include <algorithm>
@@ -46,6 +47,12 @@ void LiveImporter::complete(Held &held)
 
 void LiveImporter::add(kohost::LogLine line, uint64_t lineNumber)
 {
+    if (line.message == kGapMarker) { // to every capture of its process still held
+        for (auto &[key, held] : mHeld)
+            if (line.pid == outcome::kUnknownId || key.first == line.pid)
+                held.lines.emplace_back(line, lineNumber);
+        return;
+    }
     ++mLinesUsed;
     const PluginMessage *message = findPluginMessage(line.text);
     const MessageKind kind = message ? message->kind : MessageKind::Qualify;

@@ -187,6 +187,10 @@ void LogImporter::problem(const std::string &text)
 
 void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 {
+    if (line.message == kGapMarker) {
+        gap(line.pid, lineNumber);
+        return;
+    }
     ++mLinesUsed;
     line.logLine = lineNumber;
     const std::optional<PluginEvent> message = PluginEvent::decode(line.text, line.message);
