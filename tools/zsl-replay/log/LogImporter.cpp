@@ -110,6 +110,8 @@ CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, 
             shape.sound = false; // a failed qualification is refused at once
         failedBlock = event->is(MessageId::AfRefused) || event->is(MessageId::AeRefused) ||
                       event->is(MessageId::HfNoTarget) || event->is(MessageId::MetadataNull);
+        if (lastKind == MessageKind::RefusedOwn && i > 0)
+            shape.sound = false; // the frame's own refusal is a check's last line
         if (kind == MessageKind::RefusedOwn || kind == MessageKind::RefusedCamera)
             refusal = true;
         if (kind == MessageKind::SuperResolution) {
@@ -204,14 +206,15 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     if (line.level == "D")
         mDebugProcesses.insert(line.pid);
     // A format without thread ids: the fwkFrame a line names tells its call
-    // apart; a line that names none joins the call its process named last,
-    // and an answer of isSelectorNeeded waits for the selection after it.
+    // apart; a line that names none joins the call its process named last.
+    // An answer of isSelectorNeeded names no fwkFrame, and two cameras'
+    // answers may come before either selection: whose it is, is not in the log.
     const bool threadKnown = line.tid != kUnknownId;
+    if (!threadKnown && message->kind() == MessageKind::Needed)
+        return;
     int64_t tid = line.tid;
     if (!threadKnown) {
-        if (message->kind() == MessageKind::Needed)
-            tid = kNeededWaiting;
-        else if (auto fwkFrame = message->fwkFrame())
+        if (auto fwkFrame = message->fwkFrame())
             tid = mLastNamed[line.pid] = -2 - static_cast<int64_t>(*fwkFrame);
         else
             tid = mLastNamed.count(line.pid) ? mLastNamed[line.pid] : kUnknownId;
@@ -225,14 +228,11 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.priorLine = thread.lastLine;
     thread.lastLine = lineNumber;
-    if (!threadKnown && message->kind() == MessageKind::SelectStart) {
-        Thread &waiting = mThreads[{line.pid, kNeededWaiting}];
-        if (waiting.needed)
-            thread.needed = std::move(waiting.needed), waiting.needed.reset();
-    }
     // A second "cannot get EV" line is the request's side of the same qualification.
     const MessageKind kind =
-        message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen ? MessageKind::Qualify : message->kind();
+        message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen && thread.call->phase == Phase::Qualify
+            ? MessageKind::Qualify
+            : message->kind();
     switch (kind) {
     case MessageKind::Config:
         mSession.config = configOf(*message);
@@ -269,17 +269,52 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
 void LogImporter::gap(int pid, uint64_t lineNumber)
 {
     mGapProcesses.insert(pid);
+    // Without thread ids, a line after the gap that names no fwkFrame may
+    // belong to a call whose first lines were dropped: not to the last named.
+    for (auto named = mLastNamed.begin(); named != mLastNamed.end();)
+        named = pid == kUnknownId || named->first == pid ? mLastNamed.erase(named) : std::next(named);
     const std::string why = "logd dropped lines of its process at line " + std::to_string(lineNumber);
     for (auto &[key, thread] : mThreads) {
         if (pid != kUnknownId && thread.pid != pid)
             continue;
         thread.afterGap = true;
-        if (thread.call)
+        // A check that ended before the gap keeps its verdict.
+        if (thread.call && !callShape(thread.call->lines, mDebugProcesses.count(thread.pid) > 0, true).ended)
             thread.call->gapInside = true;
-        for (const std::optional<size_t> &index : {thread.selecting, thread.capture})
-            if (index)
-                damage(*index, Completeness::LinesMissing, why);
+        if (thread.selecting)
+            damage(*thread.selecting, Completeness::LinesMissing, why);
+        // A capture whose checks are over (and none runs) loses nothing.
+        if (thread.capture && !checksOver(mOpen[*thread.capture - mFirstOpen], thread.nextSelected))
+            damage(*thread.capture, Completeness::LinesMissing, why);
+        if (thread.selecting)
+            mOpen[*thread.selecting - mFirstOpen].selectionCut = "logd dropped lines while it ran";
     }
+}
+
+bool LogImporter::mixedWith(size_t index) const
+{
+    const auto lines = mMergedRanges.find(index);
+    if (lines == mMergedRanges.end())
+        return false;
+    const Lines &range = lines->second;
+    return std::any_of(mMergedRanges.begin(), mMergedRanges.end(), [&](const auto &other) {
+        return other.first != index && other.second.pid == range.pid && other.second.first <= range.last &&
+               range.first <= other.second.last;
+    });
+}
+
+bool LogImporter::checksOver(const Open &open, size_t nextSelected) const
+{
+    const StepOutcome &step = open.step;
+    if (!debugLevel(step) || !step.selectRan)
+        return true; // an info-level log states no verdict a later check could change
+    const size_t accepted =
+        static_cast<size_t>(std::count_if(step.checks.begin(), step.checks.end(), [](const CheckOutcome &check) {
+            return check.unknown.empty() && check.verdict.first;
+        }));
+    return (step.requested > 0 && accepted >= step.requested && !open.numberingLost) ||
+           (step.selectionUnknown.empty() && !open.numberingLost &&
+            nextSelected >= step.selectedFrames.size() && (step.csbegin || open.unended));
 }
 
 void LogImporter::damage(size_t index, Completeness completeness, const std::string &why)
@@ -365,7 +400,8 @@ void LogImporter::closeSelection(Thread &thread)
         step.notes.push_back("the capture moment (curTime) is not in the log: no lag is given");
     }
     const std::string broken =
-        selectionBreak(step.log, step, mPending.count(thread.pid) ? std::optional<bool>(pending) : std::nullopt);
+        selectionBreak(step.log, step, mPending.count(thread.pid) ? std::optional<bool>(pending) : std::nullopt,
+                       thread.tid != kUnknownId);
     if (!broken.empty()) {
         damage(index, Completeness::LinesMissing, "its selection: " + broken);
         step.selectionUnknown = "the selection's lines are not whole (" + broken + ")";
@@ -376,6 +412,11 @@ void LogImporter::closeSelection(Thread &thread)
         return;
     if (!step.csbegin) { // cut, or finished early with a debug line: the whole log tells
         open.unended = true;
+        return;
+    }
+    if (!open.selectionCut.empty() && debugLevel(step)) {
+        // The presence check's lines follow the anchor offset line; some may be lost.
+        step.selectionUnknown = "the frames the begin moved past may be lost: " + open.selectionCut;
         return;
     }
 
@@ -442,6 +483,7 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         thread.call.emplace();
         thread.call->lines = std::move(carried);
         thread.call->firstLine = lineNumber;
+        thread.call->mayStartInside = thread.priorLine == 0 || thread.afterGap;
     };
     const size_t all = thread.call ? thread.call->lines.size() : 0;
     const size_t split = phase == Phase::CameraRefused ? thread.call->afterRefusal : all;
@@ -611,8 +653,11 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     addRequestSeen(step.request, request);
     if (step.kind == StepKind::Select)
         step.kind = StepKind::Capture;
-    if (ownStep)
-        damage(index, startDamage(thread), "its selection is not in the log");
+    // A check alone is a call of the host's too; as the thread's first
+    // line, or after a gap, it may be a capture whose selection is lost.
+    if (ownStep && call.mayStartInside)
+        damage(index, thread.afterGap ? Completeness::LinesMissing : Completeness::StartsInside,
+               "no selection of it is in the log");
     // A check whose lines are not one whole call: its verdict is not known.
     std::string brokenWhy;
     if (call.gapInside)
@@ -645,7 +690,19 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         open.blocks = open.blocks.value_or(blocks.size());
     }
 
-    const std::vector<uint32_t> &selected = step.selectedFrames;
+    std::vector<uint32_t> &selected = step.selectedFrames;
+    if (frame && thread.nextSelected == 0 && step.checks.empty() && debugLevel(step) && step.selectionUnknown.empty() &&
+        step.completeness == Completeness::Whole && !open.numberingLost && open.unnamedChecks == 0) {
+        // The host checks the selection from its front: frames before the
+        // first one checked were not selected (the last used frame number,
+        // or presence-check lines lost, left them out).
+        const auto first = std::find(selected.begin(), selected.end(), *frame);
+        if (first != selected.end() && first != selected.begin()) {
+            step.notes.push_back("the first check is of frame " + std::to_string(*frame) + ": the frames before it in "
+                                 "the list were not selected");
+            selected.erase(selected.begin(), first);
+        }
+    }
     if (frame) {
         auto at = std::find(selected.begin() + static_cast<std::ptrdiff_t>(std::min(thread.nextSelected, selected.size())),
                             selected.end(), *frame);
@@ -671,9 +728,11 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
                                     "that order";
         if (std::find(step.notes.begin(), step.notes.end(), assumed) == step.notes.end())
             step.notes.push_back(assumed);
-    } else {
-        step.notes.push_back("the frame of the check from line " + std::to_string(call.firstLine) +
-                             " is not in the log (shown as frame 0)");
+    } else { // no frame named, none to number it by: left out, and counted
+        ++open.unnamedChecks;
+        step.log.insert(step.log.end(), std::make_move_iterator(call.lines.begin()),
+                        std::make_move_iterator(call.lines.end()));
+        return;
     }
     check.frame = frame.value_or(0);
     check.verdict = {!refused && !sensorFailed, refused || !(sensorFailed && sensorOwnMode)};
@@ -761,7 +820,14 @@ void LogImporter::handOver(bool end)
 {
     while (!mOpen.empty() && (end || complete(mFirstOpen))) {
         resolve(mFirstOpen);
-        if (mHandOver)
+        const StepOutcome &step = mOpen.front().step;
+        // Checks whose capture and frames the log does not name tell nothing: counted, not made a capture.
+        const bool nothing = step.kind == StepKind::Check && step.checks.empty() && step.fwkFrame == 0 &&
+                             step.completeness != Completeness::Whole;
+        if (nothing)
+            warn(step.log.empty() ? 0 : step.log.front().logLine, "frame checks whose capture and frames are not in the log",
+                 ", passed over");
+        else if (mHandOver)
             mHandOver(mSession, mOpen.front().step);
         else
             mSession.steps.push_back(std::move(mOpen.front().step));
@@ -815,6 +881,14 @@ void LogImporter::resolve(size_t index)
                                       " and the log's format shows no thread id: lines that name no fwkFrame (the "
                                       "anchor pick, the metadata checks) may belong to either capture";
             step.notes.insert(step.notes.begin(), "mixed threads: " + mixed);
+            step.mixedThreads = true;
+            // What lines without a fwkFrame tell is not this capture's for sure.
+            step.motionCapture.reset();
+            for (CheckOutcome &check : step.checks)
+                if (check.unknown.empty())
+                    check.unknown = "its lines may be another capture's: the log's format shows no thread id";
+            step.takenUnknown = "the frame checks' lines may be another capture's: the log's format shows no thread id";
+            open.numberingLost = true;
             warn(range.first, "threads cannot be told apart", ": fwkFrame " + std::to_string(step.fwkFrame) + ", " + mixed,
                  &mMixedWarnings);
         }
@@ -860,32 +934,36 @@ SessionOutcome LogImporter::finish()
 {
     std::vector<std::pair<size_t, uint64_t>> endedInside; // selections open at the log's end, at its line
     for (auto &[id, thread] : mThreads) {
-        if (thread.selecting)
+        // Without thread ids, a call's later lines may be under another
+        // capture's key: its end is told by the mixing, not here.
+        const bool mayBeMixed = thread.tid == kUnknownId &&
+                                ((thread.selecting && mixedWith(*thread.selecting)) ||
+                                 (thread.capture && mixedWith(*thread.capture)));
+        if (mayBeMixed) {
+            closeSelection(thread);
+            closeCall(thread);
+            closeNeeded(thread);
+            continue;
+        }
+        if (thread.selecting) {
             endedInside.emplace_back(*thread.selecting, thread.lastLine);
+            mOpen[*thread.selecting - mFirstOpen].selectionCut = "the log ends after its anchor offset line";
+        }
         closeSelection(thread);
         closeCall(thread, true);
         closeNeeded(thread);
         // More frames may have been checked after the log's end, unless the
         // capture took all it wants or every frame selected was checked.
-        if (thread.capture) {
-            const Open &open = mOpen[*thread.capture - mFirstOpen];
-            const StepOutcome &step = open.step;
-            const size_t accepted = static_cast<size_t>(std::count_if(
-                step.checks.begin(), step.checks.end(),
-                [](const CheckOutcome &check) { return check.unknown.empty() && check.verdict.first; }));
-            const bool over = (step.requested > 0 && accepted >= step.requested) ||
-                              (step.selectionUnknown.empty() && !open.numberingLost &&
-                               thread.nextSelected >= step.selectedFrames.size() && (step.csbegin || open.unended));
-            if (debugLevel(step) && step.selectRan && !over)
-                damage(*thread.capture, Completeness::EndsInside,
-                       "the log ends before its frame checks are known to be over");
-        }
+        if (thread.capture && !checksOver(mOpen[*thread.capture - mFirstOpen], thread.nextSelected))
+            damage(*thread.capture, Completeness::EndsInside, "the log ends before its frame checks are known to be over");
     }
     for (const auto &[index, line] : endedInside)
         if (const Open &open = mOpen[index - mFirstOpen]; open.unended && !finishedEarly(open)) {
             warn(line, "the log ends inside a selection", ": fwkFrame " + std::to_string(open.step.fwkFrame),
                  &mEndWarnings);
             damage(index, Completeness::EndsInside, "its selection's end is not in the log");
+        } else if (!open.step.selectionUnknown.empty()) {
+            damage(index, Completeness::EndsInside, open.step.selectionUnknown);
         }
     handOver(true);
     mWarnings.insert(mWarnings.end(), mEndWarnings.begin(), mEndWarnings.end());

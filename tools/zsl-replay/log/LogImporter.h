@@ -76,6 +76,7 @@ private:
         size_t afterRefusal; // lines after the last refused camera
         uint64_t firstLine;
         bool gapInside;      // logd dropped lines of its process while it was open
+        bool mayStartInside = false; // its first line is its thread's first, or follows a gap
     };
 
     struct Thread {
@@ -116,9 +117,18 @@ private:
         // Accepted frames name no frame: they are numbered in selection
         // order, which a lost or broken check makes unknown from there on.
         bool numberingLost = false;
+        // Lines of its selection may be lost after its anchor offset line
+        // (logd dropped some, or the log ends there): the frames the begin
+        // moved past are then not known.
+        std::string selectionCut;
         size_t unnamedChecks = 0; // checks left out: their frame is not in the log
         std::optional<size_t> blocks; // metadata judged per frame (one per camera), from a whole check
     };
+    // Whether the thread's capture has no check to come that could change
+    // what it states: it took all it wants, or checked every frame selected.
+    bool checksOver(const Open &open, size_t nextSelected) const;
+    // Read without thread ids, the step's lines interleave with another capture's of its process.
+    bool mixedWith(size_t index) const;
     // The step is not whole, for this reason (the first given is kept).
     void damage(size_t index, outcome::Completeness completeness, const std::string &why);
     // How a thread's step that lacks its first lines is damaged: the log
@@ -144,9 +154,8 @@ private:
     std::deque<Open> mOpen;
     size_t mFirstOpen = 0; // the index of mOpen's first step
     // By process and thread; without thread ids in the log, by process and
-    // -2 - fwkFrame, and kNeededWaiting for an answer of isSelectorNeeded.
+    // -2 - fwkFrame.
     std::map<std::pair<int, int64_t>, Thread> mThreads;
-    static constexpr int64_t kNeededWaiting = INT64_MIN;
     std::map<int, int64_t> mLastNamed; // per process: the thread key of the fwkFrame named last
     // Steps read without thread ids: their lines.
     struct Lines {

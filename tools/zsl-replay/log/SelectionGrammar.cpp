@@ -53,7 +53,7 @@ bool repeats(Stage stage)
 } // namespace
 
 std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outcome::StepOutcome &step,
-                           std::optional<bool> pending)
+                           std::optional<bool> pending, bool threadsKnown)
 {
     int last = -1;
     bool seen[kNone] = {};
@@ -66,14 +66,15 @@ std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outc
         if (!event)
             continue;
         const Stage stage = stageOf(event->id());
-        if (stage == kNone)
-            continue; // the answer of isSelectorNeeded before it
+        if (stage == kNone || (stage == kPick && !threadsKnown))
+            continue; // the answer of isSelectorNeeded before it; a pick of any call
         if (last == -1 && stage != kStart)
             return "its first lines are not in the log";
         if (stage < last || (stage == last && !repeats(stage)) || noQueue)
             return "its lines are out of the order one call prints them in";
         for (int skipped = last + 1; skipped < stage; ++skipped)
-            if (skipped == kPick || skipped == kWindow || (skipped == kProducerList && stage == kProducerScan))
+            if ((skipped == kPick && threadsKnown) || skipped == kWindow ||
+                (skipped == kProducerList && stage == kProducerScan))
                 return "a line it prints is not in the log";
         seen[stage] = true;
         last = stage;

@@ -23,7 +23,9 @@ namespace zsl::log {
 // Why `lines` (a selection's, read into `step` by readSelectionLines) are not
 // those of one whole call; "" when they are, or end before its last line.
 // `pending`: the process's pending switch, where its configuration line told.
+// Without thread ids, the anchor pick (which names no fwkFrame) is not held
+// to its place: which call it belongs to is not in the log.
 std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outcome::StepOutcome &step,
-                           std::optional<bool> pending);
+                           std::optional<bool> pending, bool threadsKnown = true);
 
 } // namespace zsl::log

@@ -126,6 +126,9 @@ struct StepOutcome {
     std::string selectionUnknown;
     // The capture moment (curTime) is known: a lag needs it. A log may lack it.
     bool momentKnown = true;
+    // Read without thread ids: its lines interleave with another capture's of
+    // its process, and lines that name no fwkFrame may be either's.
+    bool mixedThreads = false;
     // Read from a device log: whether the process wrote debug lines; if not,
     // what the plug-in logs at debug level (the presence check, accepted
     // frames) is not in the log.
