@@ -34,12 +34,13 @@ LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTim
             noMetaQueue = noMetaQueue || event->is(MessageId::SelectNoQueue);
             tooOld = tooOld || event->is(MessageId::ConsumerTooOld);
         }
-    for (const std::string &note : step.notes) {
+    for (const std::string &note : step.notes)
         tooOld = tooOld || note.rfind("the selection finished early", 0) == 0;
-        if (note.rfind("mixed threads", 0) == 0)
-            unusable = "its lines may be mixed with another capture's (the log's format shows no thread id)";
-    }
-    if (!step.selectRan)
+    if (step.mixedThreads)
+        unusable = "its lines may be mixed with another capture's (the log's format shows no thread id)";
+    else if (!step.selectionUnknown.empty()) // lost check lines leave only their verdicts unknown
+        unusable = step.selectionUnknown;
+    else if (!step.selectRan)
         unusable = "the log shows no selection for it";
     else if (noMetaQueue)
         return;
