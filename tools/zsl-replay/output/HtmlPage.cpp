@@ -41,7 +41,7 @@ nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step
 {
     if (!step.selectRan)
         return nullptr;
-    const bool momentKnown = !session.fromLog || step.curTime;
+    const bool momentKnown = step.momentKnown && (!session.fromLog || step.curTime);
     std::vector<uint32_t> frames;
     std::set<uint32_t> seen;
     auto addFrames = [&](const std::vector<uint32_t> &list) {
@@ -66,8 +66,8 @@ nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step
         drawn.push_back({frame, momentKnown && shutter != step.shutterNs.end() ? nlohmann::json(ms(shutter->second))
                                                                                 : nlohmann::json()});
     }
-    std::vector<uint32_t> selected = step.selectedFrames;
-    if (selected.empty())
+    std::vector<uint32_t> selected = step.selectionUnknown.empty() ? step.selectedFrames : std::vector<uint32_t>();
+    if (selected.empty() && step.selectionUnknown.empty())
         for (const auto &entry : step.selection)
             selected.insert(selected.end(), entry.second.begin(), entry.second.end());
     return {{"frames", drawn},

@@ -126,7 +126,8 @@ std::vector<uint32_t> untimedFrames(const StepOutcome &step, const QueueView &qu
     std::vector<uint32_t> frames;
     auto add = [&](const std::vector<uint32_t> &list) {
         for (uint32_t frame : list)
-            if (!step.shutterNs.count(frame) && std::find(frames.begin(), frames.end(), frame) == frames.end())
+            if ((!step.momentKnown || !step.shutterNs.count(frame)) &&
+                std::find(frames.begin(), frames.end(), frame) == frames.end())
                 frames.push_back(frame);
     };
     add(queue.held);
@@ -149,9 +150,10 @@ Axis axisOf(const StepOutcome &step)
         axis.zone = std::max(24 + kMinFrameGapPx * static_cast<double>(untimed), 24 + textWidth(kUntimed, 10));
     std::vector<double> times; // the frames' shutter times, then zsdTs
     for (const auto &entry : step.shutterNs)
-        times.push_back(msFrom(entry.second, step.captureNs));
+        if (step.momentKnown) // else no time is drawn: it would be measured from a moment not in the log
+            times.push_back(msFrom(entry.second, step.captureNs));
     const size_t frames = times.size();
-    if (step.zsdTs)
+    if (step.zsdTs && step.momentKnown)
         times.push_back(msFrom(*step.zsdTs, step.captureNs));
     axis.low = std::min(0.0, times.empty() ? 0.0 : *std::min_element(times.begin(), times.end()));
     axis.high = std::max(0.0, times.empty() ? 0.0 : *std::max_element(times.begin(), times.end()));
@@ -203,7 +205,7 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         for (uint32_t frame : untimedFrames(step, queue))
             inZone.try_emplace(frame, axis.end() + 24 + kMinFrameGapPx * (static_cast<double>(inZone.size()) + 0.5));
     auto xOf = [&](uint32_t frame) -> std::optional<double> {
-        if (auto shutter = step.shutterNs.find(frame); shutter != step.shutterNs.end())
+        if (auto shutter = step.shutterNs.find(frame); shutter != step.shutterNs.end() && step.momentKnown)
             return axis.x(msFrom(shutter->second, step.captureNs));
         if (auto zone = inZone.find(frame); zone != inZone.end())
             return zone->second;
@@ -218,7 +220,7 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     const double nowX = axis.x(0);
     text(svg, nowX, top + 38, 10, "end", "axis", "capture moment");
     // The frames new enough to anchor the selection: shot after zsdTs.
-    if (step.zsdTs) {
+    if (step.zsdTs && step.momentKnown) {
         const double zx = axis.x(msFrom(*step.zsdTs, step.captureNs));
         svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='" << number(axis.end() - zx)
             << "' height='" << number(rowsBottom - rowsTop) << "' class='window'/>\n";
@@ -323,9 +325,13 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     }
     drawTicks(svg, axis, y);
 
-    std::vector<std::string> summary = {"selected: " + frameText(step.selectedFrames) +
-                                        (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")") +
-                                        (step.anchorFrame ? "   anchor: " + std::to_string(*step.anchorFrame) : "")};
+    std::vector<std::string> summary = {
+        (step.selectionUnknown.empty() ? "selected: " + frameText(step.selectedFrames) +
+                                             (step.selectionCaveat.empty() ? "" : " (" + step.selectionCaveat + ")")
+                                       : "selected: not known (" + step.selectionUnknown + ")") +
+        (step.anchorFrame ? "   anchor: " + std::to_string(*step.anchorFrame) : "")};
+    if (step.completeness != Completeness::Whole)
+        summary.insert(summary.begin(), "not whole: " + completenessText(step.completeness, step.completenessWhy));
     if (!step.takenUnknown.empty())
         summary.push_back("taken: not in the log (" + step.takenUnknown + ")");
     else if (step.kind == StepKind::Capture && (step.requested > 0 || !trace.fromLog))
