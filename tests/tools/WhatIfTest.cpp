@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -501,6 +502,57 @@ TEST(WhatIfComparison, SummaryCountsWhatIsNotKnownApart)
     EXPECT_EQ(json["takenInFullUnknown"]["after"], 1);
     EXPECT_EQ(json["lagAfterMs"]["capturesTakenUnknown"], 1);
     EXPECT_EQ(summary.unknownFacts(), 2u); // the anchor and the frames taken
+}
+
+// A capture that takes `frame`, shot `frame` ms before the capture moment
+// where `lagKnown`.
+Side sideTaking(uint32_t frame, bool lagKnown = true)
+{
+    StepOutcome step;
+    step.kind = StepKind::Capture;
+    step.selectRan = true;
+    step.consumer = {frame};
+    step.requested = 1;
+    step.captureNs = 1'000'000'000;
+    if (lagKnown)
+        step.shutterNs[frame] = step.captureNs - int64_t(frame) * 1'000'000;
+    step.taken = {frame};
+    Side side = exactSide(step);
+    side.takenInFull = true;
+    return side;
+}
+
+// Like with like: a lag or a share at each value of a sweep, and on both
+// sides of a change, is over the same captures.
+TEST(WhatIfSummary, SharesAndLagsAreOverTheSameCaptures)
+{
+    // Capture A's lag is known at both values (10, then 12 ms); B's (50 ms) only at the first.
+    std::vector<SweepRow> rows(2);
+    rows[0].summary.add({"a", "", false, sideTaking(10), sideTaking(10)});
+    rows[0].summary.add({"b", "", false, sideTaking(50), sideTaking(50)});
+    rows[1].summary.add({"a", "", false, sideTaking(10), sideTaking(12)});
+    Comparison unknown{"b", "", false, sideTaking(50), sideTaking(50, false)};
+    unknown.after.takenInFull.reset();
+    rows[1].summary.add(unknown);
+    EXPECT_EQ(lagsAtEveryValue(rows), (std::vector<bool>{true, false}));
+    EXPECT_EQ(inFullAtEveryValue(rows), (std::vector<bool>{true, false}));
+    const std::vector<bool> every = lagsAtEveryValue(rows);
+    EXPECT_EQ(rows[0].summary.lagMsAmong(every, 1, 50), 10.0);
+    EXPECT_EQ(rows[1].summary.lagMsAmong(every, 1, 50), 12.0);
+    EXPECT_EQ(rows[0].summary.lagAfterMs(90), 50.0); // all known at that value: not like with like
+    std::ostringstream text;
+    writeSweepText(text, "window", rows);
+    EXPECT_EQ(text.str().find("50.000"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("1/1"), std::string::npos) << text.str();
+    const nlohmann::ordered_json json = sweepJson("window", rows);
+    EXPECT_EQ(json["atEveryValue"]["lagCaptures"], 1);
+    EXPECT_EQ(json["values"][1]["atEveryValue"]["lagMedianMs"], 12.0);
+    // Both sides of one change: B's lag after is not known, so neither side counts it.
+    const nlohmann::ordered_json both = rows[1].summary.bothSidesJson();
+    EXPECT_EQ(both["lagMs"]["captures"], 1);
+    EXPECT_EQ(both["lagMs"]["medianBefore"], 10.0);
+    EXPECT_EQ(both["lagMs"]["medianAfter"], 12.0);
+    EXPECT_EQ(both["takenInFull"]["captures"], 1);
 }
 
 } // namespace

@@ -26,13 +26,25 @@ void WhatIfSummary::add(const Comparison &comparison)
     case AnchorMove::Unknown: ++mMoveUnknown; break;
     }
     const Side *sides[2] = {&comparison.before, &comparison.after};
+    Seen &seen = mSeen.emplace_back();
     if (comparison.before.step.kind == outcome::StepKind::Capture && comparison.before.step.selectRan) {
         ++mSelections;
         for (int i = 0; i < 2; ++i) {
             const std::optional<bool> inFull = sides[i]->takenInFull;
             mInFull[i] += inFull.value_or(false) ? 1 : 0;
             mInFullUnknown[i] += inFull ? 0 : 1;
+            seen.inFull[i] = inFull;
         }
+    }
+    for (int i = 0; i < 2; ++i) {
+        if (!sides[i]->states(fact::kTaken))
+            continue;
+        std::vector<double> lags;
+        bool all = true;
+        for (const std::optional<double> &lag : sides[i]->takenLagsMs())
+            lag ? lags.push_back(*lag) : void(all = false);
+        if (all)
+            seen.lags[i] = std::move(lags);
     }
     if (!comparison.after.states(fact::kTaken))
         ++mTakenUnknownAfter;
@@ -55,6 +67,70 @@ std::optional<double> WhatIfSummary::lagAfterMs(double percentile) const
     return output::FleetSummary::percentile(sorted, percentile);
 }
 
+size_t WhatIfSummary::inFullAfterAmong(const std::vector<bool> &among) const
+{
+    size_t count = 0;
+    for (size_t i = 0; i < mSeen.size() && i < among.size(); ++i)
+        count += among[i] && mSeen[i].inFull[1].value_or(false) ? 1 : 0;
+    return count;
+}
+
+std::optional<double> WhatIfSummary::lagMsAmong(const std::vector<bool> &among, int side, double percentile) const
+{
+    std::vector<double> lags;
+    for (size_t i = 0; i < mSeen.size() && i < among.size(); ++i)
+        if (among[i] && mSeen[i].lags[side])
+            lags.insert(lags.end(), mSeen[i].lags[side]->begin(), mSeen[i].lags[side]->end());
+    if (lags.empty())
+        return std::nullopt;
+    std::sort(lags.begin(), lags.end());
+    return output::FleetSummary::percentile(lags, percentile);
+}
+
+std::vector<bool> WhatIfSummary::inFullBothSides() const
+{
+    std::vector<bool> both;
+    for (const Seen &seen : mSeen)
+        both.push_back(seen.inFull[0].has_value() && seen.inFull[1].has_value());
+    return both;
+}
+
+std::vector<bool> WhatIfSummary::lagsBothSides() const
+{
+    std::vector<bool> both;
+    for (const Seen &seen : mSeen)
+        both.push_back(seen.lags[0].has_value() && seen.lags[1].has_value());
+    return both;
+}
+
+namespace {
+
+size_t counted(const std::vector<bool> &among)
+{
+    return static_cast<size_t>(std::count(among.begin(), among.end(), true));
+}
+
+template <typename Known> std::vector<bool> atEveryValue(const std::vector<SweepRow> &rows, Known known)
+{
+    std::vector<bool> every(rows.empty() ? 0 : rows.front().summary.seen().size(), true);
+    for (const SweepRow &row : rows)
+        for (size_t i = 0; i < every.size(); ++i)
+            every[i] = every[i] && i < row.summary.seen().size() && known(row.summary.seen()[i]);
+    return every;
+}
+
+} // namespace
+
+std::vector<bool> inFullAtEveryValue(const std::vector<SweepRow> &rows)
+{
+    return atEveryValue(rows, [](const WhatIfSummary::Seen &seen) { return seen.inFull[1].has_value(); });
+}
+
+std::vector<bool> lagsAtEveryValue(const std::vector<SweepRow> &rows)
+{
+    return atEveryValue(rows, [](const WhatIfSummary::Seen &seen) { return seen.lags[1].has_value(); });
+}
+
 void WhatIfSummary::writeText(std::ostream &out, const std::string &change) const
 {
     auto notKnown = [](size_t count) { return count ? ", " + std::to_string(count) + " not known" : std::string(); };
@@ -73,6 +149,20 @@ void WhatIfSummary::writeText(std::ostream &out, const std::string &change) cons
     if (mTakenUnknownAfter)
         out << "; frames taken not known in " << mTakenUnknownAfter << " capture" << (mTakenUnknownAfter == 1 ? "" : "s");
     out << "\n";
+    // Like with like: the captures known on both sides.
+    const std::vector<bool> inFullBoth = inFullBothSides(), lagsBoth = lagsBothSides();
+    size_t inFullBefore = 0;
+    for (size_t i = 0; i < mSeen.size(); ++i)
+        inFullBefore += inFullBoth[i] && mSeen[i].inFull[0].value_or(false) ? 1 : 0;
+    out << "   on the " << counted(inFullBoth) << " captures whose taken in full is known on both sides: before "
+        << inFullBefore << ", after " << inFullAfterAmong(inFullBoth) << "\n";
+    out << "   on the " << counted(lagsBoth) << " captures whose frames' lags are known on both sides: ";
+    if (const auto before = lagMsAmong(lagsBoth, 0, 50), after = lagMsAmong(lagsBoth, 1, 50); before && after)
+        out << "median " << fixed(*before, 3) << " ms before, " << fixed(*after, 3) << " ms after; p90 "
+            << fixed(*lagMsAmong(lagsBoth, 0, 90), 3) << " ms before, " << fixed(*lagMsAmong(lagsBoth, 1, 90), 3)
+            << " ms after\n";
+    else
+        out << "no lag to compare\n";
     out << "   facts the inputs do not ground after the change: " << mUnknownFacts << "\n";
 }
 
@@ -90,20 +180,38 @@ nlohmann::ordered_json WhatIfSummary::toJson() const
             {"lagAfterMs", {{"median", orNull(lagAfterMs(50))}, {"p90", orNull(lagAfterMs(90))},
                             {"known", mLagsAfter.size()}, {"unknown", mLagUnknownAfter},
                             {"capturesTakenUnknown", mTakenUnknownAfter}}},
-            {"unknownFacts", mUnknownFacts}};
+            {"unknownFacts", mUnknownFacts},
+            {"bothSides", bothSidesJson()}};
+}
+
+nlohmann::ordered_json WhatIfSummary::bothSidesJson() const
+{
+    auto orNull = [](std::optional<double> value) { return value ? nlohmann::ordered_json(*value) : nullptr; };
+    const std::vector<bool> inFullBoth = inFullBothSides(), lagsBoth = lagsBothSides();
+    size_t inFullBefore = 0;
+    for (size_t i = 0; i < mSeen.size(); ++i)
+        inFullBefore += inFullBoth[i] && mSeen[i].inFull[0].value_or(false) ? 1 : 0;
+    return {{"takenInFull", {{"captures", counted(inFullBoth)}, {"before", inFullBefore},
+                             {"after", inFullAfterAmong(inFullBoth)}}},
+            {"lagMs", {{"captures", counted(lagsBoth)},
+                       {"medianBefore", orNull(lagMsAmong(lagsBoth, 0, 50))},
+                       {"medianAfter", orNull(lagMsAmong(lagsBoth, 1, 50))},
+                       {"p90Before", orNull(lagMsAmong(lagsBoth, 0, 90))},
+                       {"p90After", orNull(lagMsAmong(lagsBoth, 1, 90))}}}};
 }
 
 void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows)
 {
+    // Like with like: each share and lag over the same captures at every value.
+    const std::vector<bool> inFullEvery = inFullAtEveryValue(rows), lagsEvery = lagsAtEveryValue(rows);
     char line[256];
     std::snprintf(line, sizeof(line), "%-22s %8s %8s %14s %14s %14s %8s\n", name.c_str(), "changed", "anchors",
                   "in full", "median lag ms", "p90 lag ms", "unknown");
     out << line;
     for (const SweepRow &row : rows) {
         const WhatIfSummary &s = row.summary;
-        const auto median = s.lagAfterMs(50), p90 = s.lagAfterMs(90);
-        const std::string inFull = std::to_string(s.inFullAfter()) + "/" + std::to_string(s.selections()) +
-                                   (s.inFullUnknownAfter() ? " (" + std::to_string(s.inFullUnknownAfter()) + "?)" : "");
+        const auto median = s.lagMsAmong(lagsEvery, 1, 50), p90 = s.lagMsAmong(lagsEvery, 1, 90);
+        const std::string inFull = std::to_string(s.inFullAfterAmong(inFullEvery)) + "/" + std::to_string(counted(inFullEvery));
         std::snprintf(line, sizeof(line), "%-22lld %8zu %8zu %14s %14s %14s %8zu\n",
                       static_cast<long long>(row.value), s.changed(), s.anchorsMoved(), inFull.c_str(),
                       median ? fixed(*median, 3).c_str() : "-", p90 ? fixed(*p90, 3).c_str() : "-", s.unknownFacts());
@@ -111,16 +219,25 @@ void writeSweepText(std::ostream &out, const std::string &name, const std::vecto
     }
     if (!rows.empty())
         out << "(" << rows.front().summary.captures() << " captures at each value; anchors: moved; in full: taken "
-            << "in full after the change, of the captures that take frames, (N?) not known; lag: of the frames taken, "
-            << "where known; unknown: facts the inputs do not ground)\n";
+            << "in full after the change, of the " << counted(inFullEvery) << " captures whose frames taken are "
+            << "known at every value; lag: of the frames taken by the " << counted(lagsEvery) << " captures whose "
+            << "lags are known at every value; unknown: facts the inputs do not ground)\n";
 }
 
 nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<SweepRow> &rows)
 {
     nlohmann::ordered_json values = nlohmann::ordered_json::array();
+    const std::vector<bool> inFullEvery = inFullAtEveryValue(rows), lagsEvery = lagsAtEveryValue(rows);
+    auto orNull = [](std::optional<double> value) { return value ? nlohmann::ordered_json(*value) : nullptr; };
     for (const SweepRow &row : rows)
-        values.push_back({{"value", row.value}, {"summary", row.summary.toJson()}});
-    return {{"property", name}, {"values", values}};
+        values.push_back({{"value", row.value},
+                          {"summary", row.summary.toJson()},
+                          {"atEveryValue", {{"takenInFull", row.summary.inFullAfterAmong(inFullEvery)},
+                                            {"lagMedianMs", orNull(row.summary.lagMsAmong(lagsEvery, 1, 50))},
+                                            {"lagP90Ms", orNull(row.summary.lagMsAmong(lagsEvery, 1, 90))}}}});
+    return {{"property", name},
+            {"atEveryValue", {{"takenInFullCaptures", counted(inFullEvery)}, {"lagCaptures", counted(lagsEvery)}}},
+            {"values", values}};
 }
 
 std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
@@ -177,19 +294,48 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
                 << fixed(top - 6, 0) << "\" text-anchor=\"end\" fill=\"" << colours[s] << "\">" << escape(series[s].first) << "</text>\n";
         }
     };
-    std::vector<std::optional<double>> inFull, atMost, median, p90;
+    const std::vector<bool> inFullEvery = inFullAtEveryValue(rows), lagsEvery = lagsAtEveryValue(rows);
+    const double common = static_cast<double>(counted(inFullEvery));
+    std::vector<std::optional<double>> inFull, median, p90;
+    lagHigh = 0;
     for (const SweepRow &row : rows) {
-        const double all = static_cast<double>(row.summary.selections());
-        const double known = static_cast<double>(row.summary.inFullAfter());
-        inFull.push_back(all > 0 ? std::optional<double>(100.0 * known / all) : std::nullopt);
-        atMost.push_back(all > 0 ? std::optional<double>(100.0 * (known + double(row.summary.inFullUnknownAfter())) / all)
-                                 : std::nullopt);
-        median.push_back(row.summary.lagAfterMs(50));
-        p90.push_back(row.summary.lagAfterMs(90));
+        inFull.push_back(common > 0 ? std::optional<double>(100.0 * double(row.summary.inFullAfterAmong(inFullEvery)) / common)
+                                    : std::nullopt);
+        median.push_back(row.summary.lagMsAmong(lagsEvery, 1, 50));
+        p90.push_back(row.summary.lagMsAmong(lagsEvery, 1, 90));
+        lagHigh = std::max(lagHigh, p90.back().value_or(0));
     }
-    panel(kTop + 20, "captures taken in full", 100, " %", {{"known in full", inFull}, {"at most, with not known", atMost}});
-    panel(kTop + 20 + kPanel + kGap, "lag of the frames taken, where known (ms)", lagHigh, " ms",
+    lagHigh = lagHigh > 0 ? lagHigh * 1.1 : 1;
+    // What is not known at a value is a band from the least to the most it
+    // could be, over every capture that takes frames: never a line.
+    const double bandTop = kTop + 20;
+    for (size_t i = 0; i + 1 < rows.size(); ++i) {
+        auto bounds = [&](const SweepRow &row) {
+            const double all = static_cast<double>(row.summary.selections());
+            const double known = static_cast<double>(row.summary.inFullAfter());
+            return all > 0 ? std::pair<double, double>(100.0 * known / all,
+                                                        100.0 * (known + double(row.summary.inFullUnknownAfter())) / all)
+                           : std::pair<double, double>(0, 0);
+        };
+        const auto [low0, high0] = bounds(rows[i]);
+        const auto [low1, high1] = bounds(rows[i + 1]);
+        if (high0 == low0 && high1 == low1)
+            continue;
+        auto y = [&](double percent) { return bandTop + kPanel - kPanel * percent / 100.0; };
+        svg << "<polygon points=\"" << fixed(x(rows[i].value), 1) << "," << fixed(y(high0), 1) << " "
+            << fixed(x(rows[i + 1].value), 1) << "," << fixed(y(high1), 1) << " " << fixed(x(rows[i + 1].value), 1)
+            << "," << fixed(y(low1), 1) << " " << fixed(x(rows[i].value), 1) << "," << fixed(y(low0), 1)
+            << "\" fill=\"#d9822b\" fill-opacity=\"0.2\"/>\n";
+    }
+    panel(bandTop, "captures taken in full: of the " + std::to_string(counted(inFullEvery)) +
+                       " known at every value; band: all, not known included", 100, " %",
+          {{"in full", inFull}});
+    const double lagTop = kTop + 20 + kPanel + kGap;
+    panel(lagTop, "lag, the " + std::to_string(counted(lagsEvery)) + " captures known at every value", lagHigh, " ms",
           {{"median", median}, {"p90", p90}});
+    if (counted(lagsEvery) == 0)
+        svg << "<text x=\"" << fixed(kLeft + plotWidth / 2, 0) << "\" y=\"" << fixed(lagTop + kPanel / 2, 0)
+            << "\" text-anchor=\"middle\" fill=\"#666\">no capture's lags are known at every value</text>\n";
     // Each value under the lag panel, or every few when they would crowd.
     const double axis = kTop + 20 + 2 * kPanel + kGap + 18;
     const size_t every = std::max<size_t>(1, (rows.size() + 11) / 12);

@@ -27,6 +27,8 @@ public:
 
     void writeText(std::ostream &out, const std::string &change) const;
     nlohmann::ordered_json toJson() const;
+    // The shares and lags over the captures known on both sides.
+    nlohmann::ordered_json bothSidesJson() const;
 
     size_t captures() const { return mCaptures; }
     size_t changed() const { return mChanged; }
@@ -38,6 +40,22 @@ public:
     // Nearest-rank percentile of the taken frames' known lags after the change.
     std::optional<double> lagAfterMs(double percentile) const;
 
+    // Like with like: what each capture showed, so that a share or a lag is
+    // taken over the same captures on both sides (or at every value of a
+    // sweep, whose summaries add the same captures in the same order).
+    struct Seen {
+        std::optional<bool> inFull[2];                 // before, after
+        std::optional<std::vector<double>> lags[2];    // every taken frame's lag, where all are known
+    };
+    const std::vector<Seen> &seen() const { return mSeen; }
+    // Over the captures `among` holds (by the order added): taken in full
+    // after, of those; and the nearest-rank percentile of their lags, on a side.
+    size_t inFullAfterAmong(const std::vector<bool> &among) const;
+    std::optional<double> lagMsAmong(const std::vector<bool> &among, int side, double percentile) const;
+    // The captures known on both sides: taken in full, and the lags.
+    std::vector<bool> inFullBothSides() const;
+    std::vector<bool> lagsBothSides() const;
+
 private:
     size_t mCaptures = 0;
     size_t mUnchanged = 0, mChanged = 0, mChangeUnknown = 0;
@@ -48,13 +66,19 @@ private:
     size_t mLagUnknownAfter = 0;   // taken frames whose shutter time is not known
     size_t mTakenUnknownAfter = 0; // captures whose frames taken are not known
     size_t mUnknownFacts = 0;
+    std::vector<Seen> mSeen;
 };
+
 
 // One row of a sweep: a value, and the summary of every capture at it.
 struct SweepRow {
     int64_t value = 0;
     WhatIfSummary summary;
 };
+
+// Of a sweep's rows, the captures known at every value: taken in full, and the lags.
+std::vector<bool> inFullAtEveryValue(const std::vector<SweepRow> &rows);
+std::vector<bool> lagsAtEveryValue(const std::vector<SweepRow> &rows);
 
 void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows);
 nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<SweepRow> &rows);
