@@ -54,12 +54,12 @@ std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &sum
              << (view.verdict.rfind("changed", 0) == 0 ? " class=\"changed\"" : "") << ">\n<summary>"
              << escape(view.title) << "<span class=\"verdict\">" << escape(view.verdict) << "</span></summary>\n"
              << "<table>\n<tr><th></th><th>before</th><th>after</th></tr>\n";
-        for (const auto &[what, was, now] : view.rows) {
-            auto cell = [&](const std::string &value) {
-                const bool comparable = !notKnown(was) && !notKnown(now);
-                const char *kind = notKnown(value)            ? " class=\"open\""
-                                   : comparable && was != now ? " class=\"differs\""
-                                                              : "";
+        for (const auto &row : view.rows) {
+            const auto &[what, was, now] = row;
+            const bool comparable = !notKnown(was) && !notKnown(now);
+            const bool differs = comparable && was != now;
+            auto cell = [differs](const std::string &value) {
+                const char *kind = notKnown(value) ? " class=\"open\"" : differs ? " class=\"differs\"" : "";
                 return "<td" + std::string(kind) + ">" + escape(value) + "</td>";
             };
             page << "<tr><th>" << escape(what) << "</th>" << cell(was) << cell(now) << "</tr>\n";
