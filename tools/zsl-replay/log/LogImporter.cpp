@@ -668,7 +668,13 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         brokenWhy = "its lines are not those of one check";
     else if (!shape.ended)
         brokenWhy = atEnd ? "the log ends inside it" : "its last lines are not in the log";
-    if (!brokenWhy.empty())
+    // Without thread ids, a check out of shape may hold another capture's
+    // lines rather than lack its own: its verdict is not known, and the
+    // capture is said to be mixed, not to miss lines.
+    const bool mixable = thread.tid == kUnknownId && !call.gapInside && !call.mayStartInside && !atEnd;
+    if (!brokenWhy.empty() && mixable)
+        open.numberingLost = true;
+    else if (!brokenWhy.empty())
         damage(index,
                !shape.begun && !call.gapInside ? startDamage(thread)
                : atEnd && shape.begun && shape.sound && !call.gapInside ? Completeness::EndsInside
@@ -742,7 +748,8 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         if (earlier.frame == check.frame) {
             brokenWhy = "frame " + std::to_string(check.frame) + " is checked twice";
             earlier.unknown = "the capture's checks of this frame are not whole: " + brokenWhy;
-            damage(index, Completeness::LinesMissing, "its checks: " + brokenWhy);
+            if (thread.tid != kUnknownId) // else another capture's lines may be mixed in
+                damage(index, Completeness::LinesMissing, "its checks: " + brokenWhy);
         }
     if (!brokenWhy.empty()) {
         check.unknown = "the check's lines are not whole: " + brokenWhy;
