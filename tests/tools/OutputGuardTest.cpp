@@ -86,10 +86,22 @@ TEST(OutputGuard, EveryOutputIntoAnInputIsRefusedBeforeAnythingIsWritten)
             EXPECT_FALSE(fs::exists(folder.path("in/sub/new.out")));
             EXPECT_TRUE(fs::is_symlink(folder.path("symlink")));
         }
+    // A replay's inputs are traces: its Android log is never written over one.
+    const std::string trace = folder.path("in/sub/trace.json");
+    fs::copy_file(fs::path(ZSL_SOURCE_DIR) / "examples/overview.json", trace);
+    const std::string traceText = bytes(trace);
+    fs::create_symlink(trace, folder.path("trace-symlink"));
+    fs::create_hard_link(trace, folder.path("trace-hardlink"));
+    for (const char *target : {"in/sub/trace.json", "trace-symlink", "trace-hardlink"}) {
+        SCOPED_TRACE(target);
+        const kotest::Outcome run = replay("replay " + trace + " --write-logcat " + folder.path(target));
+        EXPECT_EQ(run.status, 2);
+        EXPECT_TRUE(bytes(trace) == traceText) << "the trace changed";
+    }
     // --write-traces into the input folder adds no file to it.
     const kotest::Outcome traces = replay("explain " + folder.path("in") + " --write-traces " + folder.path("in/sub"));
     EXPECT_EQ(traces.status, 2);
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path("in/sub")), fs::directory_iterator()), 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path("in/sub")), fs::directory_iterator()), 2);
 }
 
 TEST(OutputGuard, AnOutputIsWrittenWholeOrLeftAsItWas)

@@ -7,6 +7,7 @@
 #include "log/LogImporter.h"
 
 #include "log/LineParser.h"
+#include "log/CheckGrammar.h"
 #include "log/SelectionGrammar.h"
 #include "outcome/PluginLines.h"
 #include "messages/PluginEvent.h"
@@ -79,59 +80,6 @@ bool neededAnswer(const kohost::LogLine &line)
 {
     const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
     return event && event->number<int>(1).value_or(0) != 0;
-}
-
-// Whether a checkFrame call's lines are those one whole call prints: it
-// begins with a metadata's qualification or the super-resolution line (at
-// info level only the sensor-mode check's first line shows), a failed
-// qualification is followed by its refusal and nothing else, and it ends
-// with a refusal, the super-resolution line with the sensor-mode check off,
-// or the sensor-mode check's last line.
-struct CallShape {
-    bool begun = false, ended = false;
-    bool sound = true; // no line out of its place
-};
-
-CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, bool atEnd)
-{
-    CallShape shape;
-    bool failedBlock = false, refusal = false, superResolution = false, srOn = false, sensorEnd = false,
-         sensorStart = false;
-    MessageKind lastKind = MessageKind::Qualify;
-    for (size_t i = 0; i < lines.size(); ++i) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(lines[i].text, lines[i].message);
-        if (!event)
-            continue;
-        const MessageKind kind = event->kind();
-        if (i == 0)
-            shape.begun = kind == MessageKind::QualifyStart || kind == MessageKind::SuperResolution ||
-                          (kind == MessageKind::SensorStart && !debugLevel);
-        if (failedBlock && kind != MessageKind::RefusedCamera && kind != MessageKind::RefusedOwn)
-            shape.sound = false; // a failed qualification is refused at once
-        failedBlock = event->is(MessageId::AfRefused) || event->is(MessageId::AeRefused) ||
-                      event->is(MessageId::HfNoTarget) || event->is(MessageId::MetadataNull);
-        if (lastKind == MessageKind::RefusedOwn && i > 0)
-            shape.sound = false; // the frame's own refusal is a check's last line
-        if (kind == MessageKind::RefusedOwn || kind == MessageKind::RefusedCamera)
-            refusal = true;
-        if (kind == MessageKind::SuperResolution) {
-            if (refusal)
-                shape.sound = false; // a refused frame's check ends with its refusal
-            superResolution = true;
-            srOn = event->number<int>(0).value_or(0) != 0;
-        }
-        sensorStart = sensorStart || kind == MessageKind::SensorStart;
-        sensorEnd = kind == MessageKind::SensorEnd;
-        lastKind = kind;
-    }
-    if (!debugLevel) // the verdict's lines are debug lines: what shows is all there is
-        shape.ended = true;
-    else if (refusal)
-        shape.ended = !failedBlock && (lastKind == MessageKind::RefusedOwn || lastKind == MessageKind::RefusedCamera);
-    else // the sensor-mode check's first line alone: it found no sensor-mode queue, unless the log ends there
-        shape.ended = sensorEnd || (superResolution && !srOn && !sensorStart) ||
-                      (lastKind == MessageKind::SensorStart && !atEnd);
-    return shape;
 }
 
 } // namespace
@@ -719,14 +667,8 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
             damage(index, Completeness::LinesMissing, "its checks pass over a selected frame");
         if (at != selected.end())
             thread.nextSelected = static_cast<size_t>(at - selected.begin()) + 1;
-    } else if (open.numberingLost || !step.selectionUnknown.empty() || step.completeness != Completeness::Whole) {
-        // Numbered in selection order, it could be any frame: left out, and counted.
-        ++open.unnamedChecks;
-        open.numberingLost = true;
-        step.log.insert(step.log.end(), std::make_move_iterator(call.lines.begin()),
-                        std::make_move_iterator(call.lines.end()));
-        return;
-    } else if (step.kind == StepKind::Capture && thread.nextSelected < selected.size()) {
+    } else if (!open.numberingLost && step.selectionUnknown.empty() && step.completeness == Completeness::Whole &&
+               step.kind == StepKind::Capture && thread.nextSelected < selected.size()) {
         frame = selected[thread.nextSelected++];
         check.frameInferred = true;
         const std::string assumed = "accepted frames without super resolution have no line naming them: they are "
@@ -734,8 +676,9 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
                                     "that order";
         if (std::find(step.notes.begin(), step.notes.end(), assumed) == step.notes.end())
             step.notes.push_back(assumed);
-    } else { // no frame named, none to number it by: left out, and counted
+    } else { // no frame named, and selection order cannot number it (lost, or none): left out, and counted
         ++open.unnamedChecks;
+        open.numberingLost = true;
         step.log.insert(step.log.end(), std::make_move_iterator(call.lines.begin()),
                         std::make_move_iterator(call.lines.end()));
         return;
