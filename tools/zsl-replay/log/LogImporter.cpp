@@ -155,11 +155,16 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         mDebugProcesses.insert(line.pid);
     // A format without thread ids: the fwkFrame a line names tells its call
     // apart; a line that names none joins the call its process named last.
-    // An answer of isSelectorNeeded names no fwkFrame, and two cameras'
-    // answers may come before either selection: whose it is, is not in the log.
+    // An answer of isSelectorNeeded names no fwkFrame: it waits for the next
+    // selection of its process, unless another answer already waits (two
+    // cameras' answers before either selection: whose is which is not in the log).
     const bool threadKnown = line.tid != kUnknownId;
-    if (!threadKnown && message->kind() == MessageKind::Needed)
+    if (!threadKnown && message->kind() == MessageKind::Needed) {
+        Waiting &waiting = mNeededWaiting[line.pid];
+        waiting.ambiguous = waiting.ambiguous || waiting.answer.has_value();
+        waiting.answer.emplace(std::move(line), lineNumber);
         return;
+    }
     int64_t tid = line.tid;
     if (!threadKnown) {
         if (auto fwkFrame = message->fwkFrame())
@@ -176,6 +181,13 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.priorLine = thread.lastLine;
     thread.lastLine = lineNumber;
+    if (!threadKnown && message->kind() == MessageKind::SelectStart) {
+        if (const auto waiting = mNeededWaiting.find(line.pid); waiting != mNeededWaiting.end()) {
+            if (!waiting->second.ambiguous)
+                thread.needed = std::move(waiting->second.answer);
+            mNeededWaiting.erase(waiting);
+        }
+    }
     // A second "cannot get EV" line is the request's side of the same qualification.
     const MessageKind kind =
         message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen && thread.call->phase == Phase::Qualify
@@ -221,6 +233,9 @@ void LogImporter::gap(int pid, uint64_t lineNumber)
     // belong to a call whose first lines were dropped: not to the last named.
     for (auto named = mLastNamed.begin(); named != mLastNamed.end();)
         named = pid == kUnknownId || named->first == pid ? mLastNamed.erase(named) : std::next(named);
+    // ... and an answer of isSelectorNeeded waiting may be for a selection the gap took.
+    for (auto waiting = mNeededWaiting.begin(); waiting != mNeededWaiting.end();)
+        waiting = pid == kUnknownId || waiting->first == pid ? mNeededWaiting.erase(waiting) : std::next(waiting);
     const std::string why = "logd dropped lines of its process at line " + std::to_string(lineNumber);
     for (auto &[key, thread] : mThreads) {
         if (pid != kUnknownId && thread.pid != pid)
@@ -306,6 +321,8 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
             selection.log.push_back(std::move(yes->first));
         }
         thread.selecting = mFirstOpen + mOpen.size() - 1;
+        if (!starts && thread.tid == kUnknownId)
+            mNeededWaiting.erase(thread.pid); // an answer waiting may be this selection's, whose first line is lost
         if (!starts) {
             const Completeness damaged = startDamage(thread);
             warn(lineNumber,
@@ -832,6 +849,7 @@ void LogImporter::resolve(size_t index)
                                       "anchor pick, the metadata checks) may belong to either capture";
             step.notes.insert(step.notes.begin(), "mixed threads: " + mixed);
             step.mixedThreads = true;
+            step.needed.reset(); // the answer before it may be the other capture's
             // What lines without a fwkFrame tell is not this capture's for sure.
             step.motionCapture.reset();
             for (CheckOutcome &check : step.checks)

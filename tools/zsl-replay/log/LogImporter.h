@@ -156,6 +156,13 @@ private:
     // By process and thread; without thread ids in the log, by process and
     // -2 - fwkFrame.
     std::map<std::pair<int, int64_t>, Thread> mThreads;
+    // Without thread ids, per process: the answer of isSelectorNeeded waiting
+    // for the next selection, and whether another answer came before it.
+    struct Waiting {
+        std::optional<std::pair<kohost::LogLine, uint64_t>> answer;
+        bool ambiguous = false;
+    };
+    std::map<int, Waiting> mNeededWaiting;
     std::map<int, int64_t> mLastNamed; // per process: the thread key of the fwkFrame named last
     // Steps read without thread ids: their lines.
     struct Lines {
