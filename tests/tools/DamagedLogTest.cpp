@@ -7,6 +7,7 @@
 // log's; a capture whose lines are all there, with no gap among them,
 // keeps every fact it had.
 
+#include "log/GapMarker.h"
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
 #include "messages/PluginMessages.h"
@@ -335,6 +336,32 @@ TEST(DamagedLog, EveryFactStatedEqualsTheWholeLogs)
     }
     EXPECT_GT(variants, 1000u);
     EXPECT_GT(compared, 10000u); // not every fact left unknown
+}
+
+// logd's gap marker in each of logcat's formats: the process whose lines
+// were dropped where the format shows it, any process where it does not;
+// other lines are not markers.
+TEST(GapMarker, ReadInEveryFormatWithItsProcess)
+{
+    const std::string message = "uid=1047(cameraserver) CameraThread expire 5 lines";
+    const std::pair<std::string, std::optional<int>> cases[] = {
+        {"11-23 18:40:05.191  1187  1301 I chatty  : " + message, 1187},                  // threadtime
+        {"11-23 18:40:05.191  root  1187  1301 I chatty  : " + message, 1187},            // threadtime, uid
+        {"I/chatty  ( 1187): " + message, 1187},                                          // brief
+        {"11-23 18:40:05.191 I/chatty  ( 1187): " + message, 1187},                      // time
+        {"I( 1187) " + message + "  (chatty)", 1187},                                      // process
+        {"I( 1187: 1301) " + message, 1187},                                               // thread
+        {"I/chatty  : " + message, kUnknownId},                                            // tag
+        {message, kUnknownId},                                                             // raw
+        {"11-23 18:40:05.191  1187  1301 I chatty  : uid=1047(cameraserver) identical 12 lines", 1187},
+        {"11-23 18:40:05.191  1187  1301 I chatty  : uid=1047 expire 1 line", 1187},
+        {"11-23 18:40:05.191  1187  1301 I chatty  : uid=1047(cameraserver) expire many lines", std::nullopt},
+        {"11-23 18:40:05.191  1187  1301 I chatty  : uid=1047(cameraserver) expire 5 frames", std::nullopt},
+        {"11-23 18:40:05.191  1187  1301 I chatty  : user 1047 expire 5 lines", std::nullopt},
+        {"11-23 18:40:05.191  1187  1301 I KoAlgoEngine: ZSL f.cpp:1 f()hf OK", std::nullopt},
+    };
+    for (const auto &[line, pid] : cases)
+        EXPECT_EQ(zsl::log::readGapMarker(line), pid) << line;
 }
 
 } // namespace
