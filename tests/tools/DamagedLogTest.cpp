@@ -352,6 +352,7 @@ TEST(GapMarker, ReadInEveryFormatWithItsProcess)
         {"I( 1187) " + message + "  (chatty)", 1187},                                      // process
         {"I( 1187: 1301) " + message, 1187},                                               // thread
         {"I/chatty  : " + message, kUnknownId},                                            // tag
+        {"1301 I chatty  : " + message, kUnknownId},                                       // a thread, no process
         {message, kUnknownId},                                                             // raw
         {"11-23 18:40:05.191  1187  1301 I chatty  : uid=1047(cameraserver) identical 12 lines", 1187},
         {"11-23 18:40:05.191  1187  1301 I chatty  : uid=1047 expire 1 line", 1187},
