@@ -1,6 +1,8 @@
 // From a replay to a device's logcat and back: what the log reader rebuilds
 // equals what the replay knew; the log formats engineers have; a damaged
 // log; the Perfetto export's rules.
+// Over 400 lines: the round trips, formats and bad logs share one log
+// renderer and reader; damaged logs are apart (DamagedLogTest).
 
 #include "ReplayCli.h"
 

@@ -2,6 +2,8 @@
 // from a log written by the real plug-in at one window, every fact stated
 // at another window equals the plug-in run there, and every fact left open
 // holds the truth within its bounds; bad changes are refused.
+// Over 400 lines: the traces, the logs' round trips and the summaries share
+// the scenarios and their replays, built once here.
 
 #include "log/LineParser.h"
 #include "log/LogImporter.h"

@@ -3,6 +3,8 @@
 // those boxes apart: rows tall enough for a frame's number, mark and anchor
 // ring, frames at least kMinFrameGapPx apart, ticks far enough apart for
 // their labels, long lines wrapped, the legend wrapped.
+// Over 400 lines by a little: the panel's axis, rows and strips draw one
+// picture and share its layout; the Perfetto layout is apart already.
 
 #include "output/Timeline.h"
 
