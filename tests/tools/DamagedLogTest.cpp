@@ -7,6 +7,7 @@
 // log's; a capture whose lines are all there, with no gap among them,
 // keeps every fact it had.
 
+#include "log/CheckGrammar.h"
 #include "log/GapMarker.h"
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
@@ -363,6 +364,47 @@ TEST(GapMarker, ReadInEveryFormatWithItsProcess)
     };
     for (const auto &[line, pid] : cases)
         EXPECT_EQ(zsl::log::readGapMarker(line), pid) << line;
+}
+
+} // namespace
+
+namespace {
+
+std::vector<kohost::LogLine> callOf(const std::vector<std::string> &texts)
+{
+    std::vector<kohost::LogLine> lines;
+    for (const std::string &text : texts)
+        lines.push_back(*zsl::log::parseLogLine("11-23 18:40:05.191  1187  1301 D KoAlgoEngine: ZSL f.cpp:1 f()" + text));
+    return lines;
+}
+
+// A check's lines held to one whole call: a lost end line merges two
+// checks, or leaves one open; neither is read as a verdict.
+TEST(CheckGrammar, OneWholeCallOnly)
+{
+    const std::string ev = "get EV setting=0", ok = "hf OK", aeOff = "AE X", srOff =
+        "[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = 0";
+    const std::string refused = "[ZSLSelector] fwkFrame:7, No zslFrame: 3invalid";
+    struct Case {
+        const char *name;
+        std::vector<std::string> lines;
+        bool begun, sound, ended;
+    };
+    const Case cases[] = {
+        {"accepted", {ev, ok, srOff}, true, true, true},
+        {"refused", {ev, aeOff, refused}, true, true, true},
+        {"an accepted check's end lost, the next refused", {ev, ok, ev, aeOff, refused}, true, false, true},
+        {"a refusal with nothing after it missing", {ev, aeOff, ev}, true, false, false},
+        {"its first lines lost", {ok, srOff}, false, true, true},
+        {"its end lost", {ev, ok}, true, true, false},
+        {"a line after its refusal", {ev, aeOff, refused, ok}, true, false, false},
+    };
+    for (const Case &c : cases) {
+        const zsl::log::CallShape shape = zsl::log::callShape(callOf(c.lines), true, false);
+        EXPECT_EQ(shape.begun, c.begun) << c.name;
+        EXPECT_EQ(shape.sound, c.sound) << c.name;
+        EXPECT_EQ(shape.ended, c.ended) << c.name;
+    }
 }
 
 } // namespace

@@ -18,6 +18,7 @@ CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, 
     bool failedBlock = false, refusal = false, superResolution = false, srOn = false, sensorEnd = false,
          sensorStart = false;
     MessageKind lastKind = MessageKind::Qualify;
+    size_t blocksEnded = 0; // metadata whose qualification ended
     for (size_t i = 0; i < lines.size(); ++i) {
         const std::optional<PluginEvent> event = PluginEvent::decode(lines[i].text, lines[i].message);
         if (!event)
@@ -32,6 +33,9 @@ CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, 
                       event->is(MessageId::HfNoTarget) || event->is(MessageId::MetadataNull);
         if (lastKind == MessageKind::RefusedOwn && i > 0)
             shape.sound = false; // the frame's own refusal is a check's last line
+        blocksEnded += kind == MessageKind::QualifyEnd || event->is(MessageId::MetadataNull) ? 1 : 0;
+        if (kind == MessageKind::RefusedOwn && blocksEnded > 1)
+            shape.sound = false; // a frame's own metadata is one: more are cameras, refused by camera
         if (kind == MessageKind::RefusedOwn || kind == MessageKind::RefusedCamera)
             refusal = true;
         if (kind == MessageKind::SuperResolution) {
