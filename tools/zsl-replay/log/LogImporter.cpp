@@ -513,8 +513,8 @@ void LogImporter::resolve(size_t index)
                              "support is on (the line that says so logs at debug level, and " + noDebug + ")");
     } else if (open.unended) {
         damage(index, Completeness::LinesMissing, "its selection's end (the anchor offset line) is not in the log");
+        // The anchor stays: a scan line shot after zsdTs is where the scan stopped.
         step.selectionUnknown = "the selection's end (the anchor offset line) is not in the log";
-        step.anchorFrame.reset();
     }
     for (size_t at : open.sensorOnly) {
         CheckOutcome &check = step.checks[at];
