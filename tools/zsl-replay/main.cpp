@@ -1,11 +1,12 @@
 // zsl-replay: replays captures through the real plug-in (replay, the
 // default), explains captures from device logs (explain), replays them with
 // the selector's properties changed (whatif), summarizes capture tables
-// (summarize), and lists the
+// (summarize), compares builds, devices or trials (compare), and lists the
 // metadata tags a trace may use (tags). The spelling of the command line is
 // in commands/CommandLine; each subcommand runs in a file of its own.
 
 #include "commands/CommandLine.h"
+#include "commands/CompareCommand.h"
 #include "commands/ExplainCommand.h"
 #include "commands/ReplayCommand.h"
 #include "commands/SummarizeCommand.h"
@@ -25,6 +26,8 @@ int main(int argc, char **argv)
         return zsl::commands::runWhatIf(line.whatIf());
     case CommandLine::Command::Summarize:
         return zsl::commands::runSummarize(line.summarize());
+    case CommandLine::Command::Compare:
+        return zsl::commands::runCompare(line.compare());
     case CommandLine::Command::Tags:
         return zsl::commands::runTags();
     case CommandLine::Command::Replay:

@@ -142,6 +142,37 @@ Exit status:
 Environment:
   none is read.)";
 
+const char kCompareHelp[] = R"(Compares the captures of two sides (builds, devices, field trials) measure by measure: how often
+a capture took every frame it wanted (hit_rate) or fewer (missing_rate), how long before the
+capture moment the taken frames were shot (lag_p50_ms, lag_p90_ms, lag_p99_ms), how often a frame
+check refused a frame for each reason class (refusal_rate_CLASS), and how many captures leave a
+measured fact unknown (unknown_rate: a difference there may come from the logs, not the camera).
+Each side is capture tables (explain --table, zsl-fleet; CSV or JSON Lines of any schema version
+summarize reads) or anything explain reads (logs, bug reports, folders), explained first; or,
+with --by COLUMN, the sides are the values of one column of the TABLEs (build, device, input...),
+each compared with the base value (--base-value, default the first in sort order).
+
+Sides are compared per device; a device on one side only is named, not compared; --pool compares
+all devices together. Each difference (candidate - base) has its 95% interval; the verdicts
+(better, worse, no change detected) test every difference of the run together by Holm's method,
+so that the chance of any false verdict stays at 5%. docs/compare.md defines each measure and
+the method. --fail-on NAME:LIMIT makes a measure found worse by more than LIMIT (in its unit:
+ms, or a fraction for rates) end the run with exit status 3, for a CI job.)";
+
+const char kCompareFooter[] = R"(Examples:
+  zsl-replay compare --base old.csv --candidate new.csv
+  zsl-replay compare trial.jsonl --by build --base-value AP1A --html compare.html
+  zsl-replay compare --base reports/old/ --candidate reports/new/ --fail-on lag_p90_ms:+5
+
+Exit status:
+  0  the sides were compared, and no --fail-on gate tripped
+  2  bad input (an option, a table that cannot be read or is of another schema, a side
+     without a capture); nothing is compared
+  3  a measure named by --fail-on is worse by more than its limit
+
+Environment:
+  none is read.)";
+
 const char kTagsHelp[] = "Prints every metadata tag a trace may use, with its id and type.";
 
 const char kTagsFooter[] = R"(Example:
@@ -173,7 +204,7 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
 
 bool isSubcommandOrTopLevel(const std::string &arg)
 {
-    for (const char *word : {"replay", "explain", "whatif", "summarize", "tags", "-h", "--help", "--help-all", "--version"})
+    for (const char *word : {"replay", "explain", "whatif", "summarize", "compare", "tags", "-h", "--help", "--help-all", "--version"})
         if (arg == word)
             return true;
     return false;
@@ -281,6 +312,26 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
     mSummarizeApp->add_option("--summary-svg", mSummarize.summarySvgPath, "draw the summary into FILE")
         ->type_name("FILE");
 
+    mCompareApp = mApp.add_subcommand("compare", "compare the captures of two builds, devices or trials, with intervals");
+    mCompareApp->footer(std::string(kCompareHelp) + "\n\n" + kCompareFooter);
+    mCompareApp->add_option("TABLE", mCompare.tables, "capture tables (or logs) whose --by COLUMN values are the sides");
+    mCompareApp->add_option("--base", mCompare.base, "the base side: capture tables, or logs, bug reports, folders")
+        ->type_name("INPUT...");
+    mCompareApp->add_option("--candidate", mCompare.candidate, "the candidate side, as --base")->type_name("INPUT...");
+    mCompareApp->add_option("--by", mCompare.by, "the sides are the values of this column of the TABLEs")
+        ->type_name("COLUMN");
+    mCompareApp->add_option("--base-value", mCompare.baseValue, "the --by value that is the base (default: the first)")
+        ->type_name("VALUE");
+    mCompareApp->add_flag("--pool", mCompare.pool, "compare all devices together, not device by device");
+    mCompareApp->add_flag("--json", mCompare.json, "print the comparison as JSON (schema zsl-compare/1)");
+    mCompareApp->add_option("--html", mCompare.htmlPath, "write the comparison as one self-contained HTML page")
+        ->type_name("FILE");
+    mCompareApp->add_option("--fail-on", mCompare.failOn,
+                            "exit 3 when NAME is worse by more than LIMIT, e.g. lag_p90_ms:+5 (repeat for several)")
+        ->type_name("NAME:LIMIT")
+        ->allow_extra_args(false);
+    mCompareApp->add_option("-j,--jobs", mCompare.jobs, "logs explained at a time (default: 1)")->type_name("N");
+
     mTagsApp = mApp.add_subcommand("tags", kTagsHelp);
     mTagsApp->footer(kTagsFooter);
 }
@@ -304,7 +355,7 @@ std::optional<int> CommandLine::parse(int argc, char **argv)
         const std::string name = mApp.get_subcommands().empty() ? args.front()
                                                                   : mApp.get_subcommands().front()->get_name();
         if (dynamic_cast<const CLI::ExtrasError *>(&error))
-            for (const CLI::App *given : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp, mTagsApp})
+            for (const CLI::App *given : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp, mCompareApp, mTagsApp})
                 if (given->get_name() == name)
                     if (auto refused = refuseUnknownOption(*given, args))
                         return refused;
@@ -321,6 +372,8 @@ CommandLine::Command CommandLine::command() const
         return Command::WhatIf;
     if (mSummarizeApp->parsed())
         return Command::Summarize;
+    if (mCompareApp->parsed())
+        return Command::Compare;
     return mTagsApp->parsed() ? Command::Tags : Command::Replay;
 }
 
@@ -334,7 +387,7 @@ std::optional<int> CommandLine::refuseUnknownOption(const CLI::App &given, const
         if (arg.size() < 2 || arg[0] != '-' || given.get_option_no_throw(optionName(arg)))
             continue;
         const std::string name = optionName(arg);
-        for (const CLI::App *other : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp})
+        for (const CLI::App *other : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp, mCompareApp})
             if (other != &given && other->get_option_no_throw(name))
                 return usageError(given.get_name(), name + " is an option of zsl-replay " + other->get_name() +
                                                         ", not of " + given.get_name());

@@ -2,7 +2,7 @@
 /*
  * CommandLine: the spelling of zsl-replay's command line, and nothing else.
  * It declares the subcommands (replay, the default; explain; whatif; summarize;
- * tags), their
+ * compare; tags), their
  * options with CLI11, one shared group of outputs, and every help text, and
  * fills the plain options each subcommand runs from. An option that belongs
  * to another subcommand is refused by name, in one line.
@@ -18,7 +18,7 @@ namespace zsl::commands {
 
 class CommandLine {
 public:
-    enum class Command { Replay, Explain, WhatIf, Summarize, Tags };
+    enum class Command { Replay, Explain, WhatIf, Summarize, Compare, Tags };
 
     CommandLine();
     // Reads the arguments. Answers an exit status when that already ended
@@ -31,17 +31,19 @@ public:
     const ExplainOptions &explain() const { return mExplain; }
     const WhatIfOptions &whatIf() const { return mWhatIf; }
     const SummarizeOptions &summarize() const { return mSummarize; }
+    const CompareOptions &compare() const { return mCompare; }
 
 private:
     std::optional<int> refuseUnknownOption(const CLI::App &given, const std::vector<std::string> &args) const;
 
     CLI::App mApp;
     CLI::App *mReplayApp = nullptr, *mExplainApp = nullptr, *mWhatIfApp = nullptr, *mSummarizeApp = nullptr,
-             *mTagsApp = nullptr;
+             *mCompareApp = nullptr, *mTagsApp = nullptr;
     ReplayOptions mReplay;
     ExplainOptions mExplain;
     WhatIfOptions mWhatIf;
     SummarizeOptions mSummarize;
+    CompareOptions mCompare;
 };
 
 } // namespace zsl::commands

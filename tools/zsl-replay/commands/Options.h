@@ -60,4 +60,18 @@ struct SummarizeOptions {
     std::string summarySvgPath;
 };
 
+struct CompareOptions {
+    // Two sides given apart: capture tables, or anything explain reads.
+    std::vector<std::string> base, candidate;
+    // ... or the sides as the values of one column of these.
+    std::vector<std::string> tables;
+    std::string by;
+    std::string baseValue; // "": the first value in sort order
+    bool pool = false;     // every device together
+    bool json = false;
+    std::string htmlPath;
+    std::vector<std::string> failOn; // NAME:LIMIT
+    unsigned jobs = 0;               // logs explained at a time; 0: the machine's cores
+};
+
 } // namespace zsl::commands
