@@ -9,6 +9,8 @@
 #include "compare/Measures.h"
 #include "compare/Side.h"
 
+#include "PlantedCaptures.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,43 +25,8 @@ namespace {
 
 using namespace zsl::compare;
 using zsl::output::CaptureRow;
-
-// What a side's captures are drawn from.
-struct Planted {
-    double hit = 0.9;        // share of captures that take every frame they want
-    double lagShiftMs = 0;   // added to every taken frame's lag
-    double afRefusal = 0.05; // share of checks refused for AF
-    double unknown = 0.1;    // share of captures with a check whose verdict is not known
-};
-
-// One capture: 1 to 3 frames wanted, taken frames 33 ms apart after a lag
-// the capture shares (so frames of a capture are not independent).
-CaptureRow drawCapture(std::mt19937_64 &rng, const Planted &planted, const std::string &device = "ab7")
-{
-    std::uniform_real_distribution<double> uniform(0, 1);
-    std::exponential_distribution<double> wait(1 / 20.0);
-    CaptureRow row;
-    row.input = "trial.csv";
-    row.device = device;
-    row.kind = "select";
-    const size_t requested = 1 + rng() % 3;
-    row.requested = requested;
-    row.selected = requested + 2;
-    const size_t taken = uniform(rng) < planted.hit ? requested : rng() % requested;
-    row.taken = taken;
-    const double first = 10 + wait(rng) + planted.lagShiftMs;
-    for (size_t i = 0; i < taken; ++i)
-        row.takenLagsMs.push_back(std::round((first + 33.3 * double(i)) * 1000) / 1000);
-    row.checks = requested + 1;
-    for (size_t i = 0; i < row.checks; ++i)
-        if (uniform(rng) < planted.afRefusal) {
-            ++row.refused["af"];
-            ++row.refusedFrames;
-        }
-    if (uniform(rng) < planted.unknown)
-        row.verdictUnknown = 1;
-    return row;
-}
+using kotest::Planted;
+using kotest::drawCapture;
 
 Side drawSide(const std::string &name, uint64_t seed, size_t captures, const Planted &planted)
 {
@@ -229,9 +196,11 @@ TEST(CompareStatistics, AgreeWithAPlainSecondComputation)
         for (const CaptureRow &row : rows[side])
             sides[side].add(row);
     const CompareResult result = compareSides(sides[0], {sides[1]});
-    std::vector<double> plainP;
+    std::vector<double> plainP, plainSe;
+    std::vector<bool> plainTested;
     for (const MeasureResult &row : result.results) {
         double value[2] = {0, 0}, se[2] = {0, 0};
+        bool constant[2] = {false, false};
         for (int side = 0; side < 2; ++side) {
             std::vector<std::pair<double, double>> clusters;
             std::vector<std::vector<double>> lags;
@@ -265,6 +234,7 @@ TEST(CompareStatistics, AgreeWithAPlainSecondComputation)
                     y += cy, m += cm;
                 value[side] = y / m;
                 se[side] = plainRatioSe(clusters);
+                constant[side] = y == 0 || y == m;
             }
         }
         SCOPED_TRACE(row.measure->name);
@@ -279,12 +249,26 @@ TEST(CompareStatistics, AgreeWithAPlainSecondComputation)
         EXPECT_NEAR(row.high, difference + z * combined, 1e-9);
         const double p = combined > 0 ? std::erfc(std::fabs(difference) / combined / std::sqrt(2.0)) : difference == 0;
         EXPECT_NEAR(row.p, p, 1e-9);
-        EXPECT_NEAR(row.detectable, (z + plainNormalQuantile(0.8)) * combined, 1e-6);
-        plainP.push_back(p);
+        // Both sides without a refusal of a class (here every class but AF): not a test.
+        const bool tested = !(constant[0] && constant[1] && value[0] == value[1]);
+        EXPECT_EQ(row.untested, !tested);
+        EXPECT_EQ(tested, row.measure->kind != Measure::Kind::Refusal || row.measure->refusalClass == "af");
+        plainTested.push_back(tested);
+        if (tested)
+            plainP.push_back(p);
+        plainSe.push_back(combined);
     }
+    ASSERT_EQ(result.tests, plainP.size());
     const std::vector<double> holm = plainHolm(plainP);
-    for (size_t i = 0; i < holm.size(); ++i)
-        EXPECT_NEAR(result.results[i].pAdjusted, holm[i], 1e-9) << result.results[i].measure->name;
+    // 80% power at the Bonferroni level of one test.
+    const double detectableZ = plainNormalQuantile(1 - 0.05 / 2 / double(plainP.size())) + plainNormalQuantile(0.8);
+    for (size_t i = 0, at = 0; i < result.results.size(); ++i) {
+        SCOPED_TRACE(result.results[i].measure->name);
+        EXPECT_NEAR(result.results[i].detectable, detectableZ * plainSe[i], 1e-6);
+        if (plainTested[i]) {
+            EXPECT_NEAR(result.results[i].pAdjusted, holm[at++], 1e-9);
+        }
+    }
 }
 
 TEST(CompareSides, ADeviceOnOneSideIsNamedNotCompared)

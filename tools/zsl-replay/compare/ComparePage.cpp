@@ -40,14 +40,14 @@ figcaption { color: var(--muted); font-size: 0.9rem; max-width: 34rem; }
 svg text { font-family: "DejaVu Sans", system-ui, sans-serif; font-size: 12px; fill: #1a1a1a; }
 .key { display: inline-block; width: 0.9rem; height: 0.9rem; vertical-align: -0.1rem; margin: 0 0.3rem 0 0.8rem; })";
 
-// Round ticks over [low, high]: about five, at 1, 2 or 5 times a power of ten.
+// Round ticks from low (or below) to high or above: about five, at 1, 2 or 5 times a power of ten.
 std::vector<double> ticks(double low, double high)
 {
     const double span = std::max(high - low, 1e-9);
     const double raw = span / 5, power = std::pow(10, std::floor(std::log10(raw)));
     const double step = raw / power < 1.5 ? power : raw / power < 3.5 ? 2 * power : raw / power < 7.5 ? 5 * power : 10 * power;
     std::vector<double> out;
-    for (double tick = std::ceil(low / step) * step; tick <= high + step * 1e-6; tick += step)
+    for (double tick = std::floor(low / step + 1e-6) * step; out.empty() || out.back() < high - step * 1e-6; tick += step)
         out.push_back(std::fabs(tick) < step * 1e-6 ? 0 : tick);
     return out;
 }
@@ -85,9 +85,11 @@ std::string lagPicture(const Sample &base, const Sample &candidate)
     const std::vector<double> sa = shares(a, beyondA), sb = shares(b, beyondB);
     const double top = std::max(*std::max_element(sa.begin(), sa.end()), *std::max_element(sb.begin(), sb.end()));
     constexpr double kW = 520, kH = 250, kLeft = 52, kRight = 14, kTop = 14, kBottom = 46;
-    const std::vector<double> yTicks = ticks(0, top * 1.05), xTicks = ticks(low, high);
-    const double yTop = std::max(yTicks.back(), top);
-    auto x = [&](double ms) { return kLeft + (ms - low) / (high - low) * (kW - kLeft - kRight); };
+    const std::vector<double> yTicks = ticks(0, top), xTicks = ticks(low, high);
+    const double yTop = yTicks.back();
+    // The axis runs from tick to tick; the bins from low to high inside it.
+    const double axisLow = xTicks.front(), axisHigh = xTicks.back();
+    auto x = [&](double ms) { return kLeft + (ms - axisLow) / (axisHigh - axisLow) * (kW - kLeft - kRight); };
     auto y = [&](double share) { return kH - kBottom - share / yTop * (kH - kTop - kBottom); };
     std::ostringstream svg;
     svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kW << "\" height=\"" << kH << "\" role=\"img\" "
@@ -134,9 +136,9 @@ std::string lagPicture(const Sample &base, const Sample &candidate)
 // Each rate of both sides as a bar with its 95% interval.
 std::string ratePicture(const std::vector<const MeasureResult *> &rates)
 {
-    std::vector<const MeasureResult *> shown;
+    std::vector<const MeasureResult *> shown; // not those with nothing on either side
     for (const MeasureResult *rate : rates)
-        if (rate->base && rate->candidate)
+        if (rate->base && rate->candidate && !(rate->untested && rate->base->value == 0))
             shown.push_back(rate);
     if (shown.empty())
         return "";
@@ -146,6 +148,7 @@ std::string ratePicture(const std::vector<const MeasureResult *> &rates)
         most = std::max({most, rate->base->value + kZ * rate->base->se, rate->candidate->value + kZ * rate->candidate->se});
     const std::vector<double> xTicks = ticks(0, std::min(1.0, most) * 100);
     const double right = std::max(xTicks.back(), 1e-9);
+    const std::string hidden = shown.size() < rates.size() ? " Rates with nothing on either side are not drawn." : "";
     constexpr double kW = 520, kLeft = 170, kRight = 20, kRow = 34, kTop = 10, kBottom = 40;
     const double height = kTop + kRow * double(shown.size()) + kBottom;
     auto x = [&](double fraction) { return kLeft + std::clamp(fraction * 100 / right, 0.0, 1.0) * (kW - kLeft - kRight); };
@@ -179,7 +182,8 @@ std::string ratePicture(const std::vector<const MeasureResult *> &rates)
     }
     svg << "<line x1=\"" << kLeft << "\" x2=\"" << kLeft << "\" y1=\"" << kTop << "\" y2=\"" << fixed(height - kBottom, 1)
         << "\" stroke=\"#1a1a1a\"/></svg>";
-    return "<figure>" + svg.str() + "<figcaption>Rates of both sides (base above, candidate below).</figcaption></figure>";
+    return "<figure>" + svg.str() + "<figcaption>Rates of both sides (base above, candidate below)." + hidden +
+           "</figcaption></figure>";
 }
 
 std::string verdictTable(const std::vector<const MeasureResult *> &rows)
@@ -203,10 +207,7 @@ std::string verdictTable(const std::vector<const MeasureResult *> &rows)
         const char *style = row->verdict == Verdict::Worse ? "worse" : row->verdict == Verdict::Better ? "better" : "quiet";
         html << "<td class=\"num\">" << escape(valueText(measure, row->difference, true)) << "</td><td class=\"num\">["
              << escape(valueText(measure, row->low, true)) << ", " << escape(valueText(measure, row->high, true))
-             << "]</td><td class=\"" << style << "\">" << verdictName(row->verdict);
-        if (row->verdict == Verdict::NoChange)
-            html << " <span class=\"quiet\">(" << escape(sizeText(measure, row->detectable)) << " would show)</span>";
-        html << "</td></tr>";
+             << "]</td><td class=\"" << style << "\">" << escape(verdictText(*row)) << "</td></tr>";
     }
     html << "</tbody></table>";
     return html.str();
@@ -234,7 +235,8 @@ std::string comparePage(const Side &base, const std::vector<Side> &candidates, c
         html << sideLine("Candidate", candidate);
     html << "</ul><p class=\"lead\">Differences are candidate - base, with their 95% intervals. The verdicts test all "
          << result.tests << " differences together by Holm's method, so that the chance of any false verdict is at most "
-            "5%; \"no change detected\" gives the least change these captures would have shown 4 times in 5. "
+            "5% (so an interval clear of 0 is not a verdict alone); \"would show\" gives the least change these captures "
+            "would have shown 4 times in 5. "
             "Colours: <span class=\"key\" style=\"background:"
          << kBaseColour << "\"></span>base <span class=\"key\" style=\"background:" << kCandidateColour
          << "\"></span>candidate.</p>\n";

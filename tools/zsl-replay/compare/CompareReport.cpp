@@ -65,6 +65,16 @@ std::string sizeText(const Measure &measure, double size)
     return text[0] == '+' ? text.substr(1) : text;
 }
 
+std::string verdictText(const MeasureResult &result)
+{
+    std::string text = verdictName(result.verdict);
+    if (result.untested)
+        text += result.base->value == 0 ? " (none on either side: not tested)" : " (all on both sides: not tested)";
+    else if (result.verdict == Verdict::NoChange)
+        text += " (" + sizeText(*result.measure, result.detectable) + " would show)";
+    return text;
+}
+
 std::string notMeasuredWhy(const MeasureResult &result)
 {
     const char *what = result.measure->kind == Measure::Kind::Lag       ? "no taken frame's lag"
@@ -81,13 +91,22 @@ void writeCompareText(std::ostream &out, const Side &base, const std::vector<Sid
     out << "Base " << sideText(base) << "\n";
     for (const Side &candidate : candidates)
         out << "Candidate " << sideText(candidate) << "\n";
-    out << "Differences are candidate - base, with their 95% intervals; the verdicts test all " << result.tests
-        << " differences together (Holm's method, 5% in all).\n";
+    out << "Differences are candidate - base, with their 95% intervals. The verdicts test all " << result.tests
+        << " differences together (Holm's method, 5% in all),\nso an interval clear of 0 is not a verdict alone; "
+           "\"would show\": the least change these captures would show 4 times in 5.\n";
     for (const OneSided &alone : result.oneSided)
         out << "\nDevice " << alone.device << ": only on the " << (alone.onBase ? "base" : "candidate") << " side ("
             << plural(alone.captures, "capture", "captures") << (alone.onBase ? "" : " of \"" + alone.side + "\"")
             << "): not compared\n";
     const std::vector<std::string> heads = {"measure", "base", "candidate", "difference", "95% interval", "verdict"};
+    auto interval = [](const MeasureResult &row) {
+        const std::string unit = row.measure->unit == "fraction" ? " pts" : " ms";
+        auto bare = [&](double value) {
+            const std::string text = valueText(*row.measure, value, true);
+            return text.substr(0, text.size() - unit.size());
+        };
+        return bare(row.low) + " to " + bare(row.high) + unit;
+    };
     for (size_t from = 0; from < result.results.size();) {
         const MeasureResult &first = result.results[from];
         size_t to = from;
@@ -103,13 +122,8 @@ void writeCompareText(std::ostream &out, const Side &base, const std::vector<Sid
                                 std::string("not measured: ") + notMeasuredWhy(row)});
                 continue;
             }
-            std::string verdict = verdictName(row.verdict);
-            if (row.verdict == Verdict::NoChange)
-                verdict += " (" + sizeText(measure, row.detectable) + " would show)";
             rows.push_back({measure.name, valueText(measure, row.base->value), valueText(measure, row.candidate->value),
-                            valueText(measure, row.difference, true),
-                            "[" + valueText(measure, row.low, true) + ", " + valueText(measure, row.high, true) + "]",
-                            verdict});
+                            valueText(measure, row.difference, true), interval(row), verdictText(row)});
         }
         out << "\nDevice " << first.device << ": \"" << first.side << "\" against \"" << base.name() << "\" ("
             << first.candidateCaptures << " against " << plural(first.baseCaptures, "capture", "captures") << ")\n";
@@ -163,7 +177,8 @@ Json compareJson(const Side &base, const std::vector<Side> &candidates, const Co
         measure["verdict"] = verdictName(row.verdict);
         measure["captures"] = Json::array({row.baseCaptures, row.candidateCaptures});
         measure["p"] = measured ? Json(row.p) : Json();
-        measure["p_adjusted"] = measured ? Json(row.pAdjusted) : Json();
+        measure["p_adjusted"] = measured && !row.untested ? Json(row.pAdjusted) : Json();
+        measure["tested"] = measured && !row.untested;
         measure["detectable"] = measured ? Json(rounded(row.detectable)) : Json();
         measure["standard_errors"] =
             measured ? Json::array({rounded(row.base->se), rounded(row.candidate->se)}) : Json();

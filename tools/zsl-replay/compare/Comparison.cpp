@@ -2,6 +2,7 @@
 
 #include "compare/Comparison.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace zsl::compare {
@@ -29,8 +30,6 @@ double worsening(const MeasureResult &result)
 CompareResult compareSides(const Side &base, const std::vector<Side> &candidates)
 {
     CompareResult out;
-    // 80% power at the two-sided 5% level: the least detectable difference in standard errors.
-    const double detectableZ = normalQuantile(1 - kAlpha / 2) + normalQuantile(0.8);
     const double intervalZ = normalQuantile(1 - kAlpha / 2);
     for (const Side &candidate : candidates) {
         for (const auto &[device, sample] : base.devices())
@@ -58,22 +57,31 @@ CompareResult compareSides(const Side &base, const std::vector<Side> &candidates
                     result.low = result.difference - intervalZ * se;
                     result.high = result.difference + intervalZ * se;
                     result.p = twoSidedP(result.difference, se);
-                    result.detectable = detectableZ * se;
+                    result.detectable = se;
                     result.verdict = Verdict::NoChange;
-                    ++out.tests;
+                    result.untested = result.base->constant && result.candidate->constant &&
+                                      result.base->value == result.candidate->value;
+                    out.tests += result.untested ? 0 : 1;
                 }
                 out.results.push_back(result);
             }
         }
     }
+    auto tested = [](const MeasureResult &result) { return result.verdict != Verdict::NotMeasured && !result.untested; };
     std::vector<double> p;
     for (const MeasureResult &result : out.results)
-        if (result.verdict != Verdict::NotMeasured)
+        if (tested(result))
             p.push_back(result.p);
     const std::vector<double> adjusted = holmAdjusted(p);
+    // 80% power at the two-sided level of one of the tests (Bonferroni's), in standard errors.
+    const double detectableZ =
+        normalQuantile(1 - kAlpha / 2 / double(std::max<size_t>(1, out.tests))) + normalQuantile(0.8);
     size_t at = 0;
     for (MeasureResult &result : out.results) {
         if (result.verdict == Verdict::NotMeasured)
+            continue;
+        result.detectable *= detectableZ;
+        if (!tested(result))
             continue;
         result.pAdjusted = adjusted[at++];
         if (result.pAdjusted < kAlpha)

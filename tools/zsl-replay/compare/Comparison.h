@@ -4,7 +4,9 @@
  * device both sides have: the difference (candidate - base) with its 95%
  * interval, its p-value, and a verdict once every difference of the run has
  * been tested together by Holm's method, so that the chance of calling any
- * of them better or worse when nothing changed stays at 5%. A device on one
+ * of them better or worse when nothing changed stays at 5%. A rate the same
+ * constant on both sides (no refusal of a class on either) cannot differ
+ * and is left out of the tests, as Tarone's refinement allows. A device on one
  * side only is named, not compared; a measure a side has nothing for
  * (no lag, no frame check) is not measured, and says so.
  */
@@ -33,7 +35,13 @@ struct MeasureResult {
     // Where both are measured:
     double difference = 0, low = 0, high = 0; // candidate - base, and its 95% interval
     double p = 1, pAdjusted = 1;
-    double detectable = 0; // the least difference this many captures would show, 4 times in 5
+    // Not among the differences tested: both sides the same constant (no
+    // event on either, say), which no test could call different.
+    bool untested = false;
+    // The least difference these captures would show 4 times in 5, with the
+    // other tests of the run allowed for (at the Bonferroni level, which
+    // Holm's method never falls short of).
+    double detectable = 0;
     Verdict verdict = Verdict::NotMeasured;
 };
 

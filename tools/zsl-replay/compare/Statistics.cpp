@@ -49,7 +49,7 @@ std::optional<Estimate> RatioSums::estimate() const
 {
     if (mClusters == 0)
         return std::nullopt;
-    return Estimate{mY / mM, std::sqrt(ratioVariance(mClusters, mY, mM, mYY, mYM, mMM))};
+    return Estimate{mY / mM, std::sqrt(ratioVariance(mClusters, mY, mM, mYY, mYM, mMM)), mY == 0 || mY == mM};
 }
 
 void LagSample::add(const std::vector<double> &lagsMs)
@@ -94,7 +94,7 @@ std::optional<Estimate> LagSample::percentile(double p) const
     }
     const double spread = kZ95 * std::sqrt(ratioVariance(mPerCapture.size(), y, frames, yy, ym, mm));
     const double low = atShare(p / 100 - spread), high = atShare(p / 100 + spread);
-    return Estimate{value / 1000.0, (high - low) / 1000.0 / (2 * kZ95)};
+    return Estimate{value / 1000.0, (high - low) / 1000.0 / (2 * kZ95), false};
 }
 
 std::vector<double> LagSample::sortedMs() const

@@ -22,6 +22,8 @@ namespace zsl::compare {
 struct Estimate {
     double value = 0;
     double se = 0;
+    // A rate with no event, or with events only: no test can tell two such apart.
+    bool constant = false;
 };
 
 // Sums over captures of a rate's events `y` and trials `m` (each capture one cluster).
