@@ -7,7 +7,7 @@ set -eu
 tool=$1
 out=$2
 : >"$out.tmp"
-for command in replay explain whatif summarize tags; do
+for command in replay explain whatif summarize compare tags; do
     {
         printf '[SUBCOMMAND %s]\n.nf\n' "$(echo "$command" | tr a-z A-Z)"
         # roff: a backslash is written \e, and a line may not start with . or '; help2man: nor with [

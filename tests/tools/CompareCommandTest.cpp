@@ -118,6 +118,36 @@ TEST(CompareCommand, FailOnExitsThreeExactlyWhereAGateTrips)
     EXPECT_EQ(better.status, 0) << better.err;
 }
 
+TEST(CompareCommand, EachSidesFiguresAreSummarizesOfTheSameTable)
+{
+    // Two programs, one table: the lag percentiles (summarize's own code)
+    // and the share of captures taken in full agree.
+    const TempFile base(table(kCsv, 5, 700, Planted{}), ".csv");
+    const TempFile candidate(table(kJsonLines, 6, 900, Planted{.hit = 0.7, .lagShiftMs = 3}), ".jsonl");
+    const kotest::Outcome run = kotest::replay("compare --json --base " + base.path() + " --candidate " + candidate.path());
+    ASSERT_EQ(run.status, 0) << run.err;
+    const Json report = Json::parse(run.out);
+    const std::pair<const char *, const TempFile *> sides[] = {{"base", &base}, {"candidate", &candidate}};
+    for (const auto &[side, file] : sides) {
+        const kotest::Outcome summary = kotest::replay("summarize --json " + file->path());
+        ASSERT_EQ(summary.status, 0) << summary.err;
+        const Json expected = Json::parse(summary.out);
+        auto measured = [&](const std::string &name) {
+            for (const Json &measure : report.at("measures"))
+                if (measure.at("name") == name)
+                    return measure.at(side).get<double>();
+            return -1.0;
+        };
+        SCOPED_TRACE(side);
+        for (const char *p : {"p50", "p90", "p99"})
+            EXPECT_DOUBLE_EQ(measured(std::string("lag_") + p + "_ms"), expected.at("takenLagMs").at(p).get<double>()) << p;
+        const Json &group = expected.at("groups")[0];
+        // (--json rounds to the ninth decimal)
+        EXPECT_NEAR(measured("hit_rate"), group.at("takenInFull").get<double>() / group.at("takenKnown").get<double>(),
+                    1e-9);
+    }
+}
+
 TEST(CompareCommand, SidesAsTheValuesOfAColumn)
 {
     // One field trial of three builds: AP2A's frames later, AP3A alike.

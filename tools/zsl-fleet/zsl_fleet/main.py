@@ -39,6 +39,11 @@ EPILOG = """examples:
   zsl-fleet reports/ --table captures.jsonl
   zsl-fleet s3://trial/2026-11-23/ --scheduler tcp://10.0.0.5:8786 --table monday.csv --json
 
+two trials compared, each difference with its interval and a verdict (docs/compare.md):
+  zsl-fleet trial-old/ --table old.jsonl && zsl-fleet trial-new/ --table new.jsonl
+  zsl-replay compare --base old.jsonl --candidate new.jsonl --fail-on lag_p90_ms:+5
+  zsl-replay compare both.jsonl --by build          (one table of both trials' reports)
+
 Every worker needs zsl-replay on its PATH; a local path is read by the worker at that path, from
 this folder (shared storage), a URL through fsspec. Rows come in the inputs' order; progress and
 the inputs that cannot be read go to standard error.

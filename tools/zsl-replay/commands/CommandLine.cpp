@@ -316,8 +316,8 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
     mCompareApp->footer(std::string(kCompareHelp) + "\n\n" + kCompareFooter);
     mCompareApp->add_option("TABLE", mCompare.tables, "capture tables (or logs) whose --by COLUMN values are the sides");
     mCompareApp->add_option("--base", mCompare.base, "the base side: capture tables, or logs, bug reports, folders")
-        ->type_name("INPUT...");
-    mCompareApp->add_option("--candidate", mCompare.candidate, "the candidate side, as --base")->type_name("INPUT...");
+        ->type_name("INPUT");
+    mCompareApp->add_option("--candidate", mCompare.candidate, "the candidate side, as --base")->type_name("INPUT");
     mCompareApp->add_option("--by", mCompare.by, "the sides are the values of this column of the TABLEs")
         ->type_name("COLUMN");
     mCompareApp->add_option("--base-value", mCompare.baseValue, "the --by value that is the base (default: the first)")
@@ -330,7 +330,10 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
                             "exit 3 when NAME is worse by more than LIMIT, e.g. lag_p90_ms:+5 (repeat for several)")
         ->type_name("NAME:LIMIT")
         ->allow_extra_args(false);
-    mCompareApp->add_option("-j,--jobs", mCompare.jobs, "logs explained at a time (default: 1)")->type_name("N");
+    mCompare.jobs = std::max(1u, std::thread::hardware_concurrency());
+    mCompareApp->add_option("-j,--jobs", mCompare.jobs, "logs explained at a time (default: the cores)")
+        ->type_name("N")
+        ->check(CLI::Range(1u, 1024u));
 
     mTagsApp = mApp.add_subcommand("tags", kTagsHelp);
     mTagsApp->footer(kTagsFooter);

@@ -179,7 +179,7 @@ int runCompare(const CompareOptions &options)
     std::vector<std::string> inputs = options.base;
     inputs.insert(inputs.end(), options.candidate.begin(), options.candidate.end());
     inputs.insert(inputs.end(), options.tables.begin(), options.tables.end());
-    const unsigned jobs = options.jobs ? options.jobs : 1;
+    const unsigned jobs = std::max(1u, options.jobs);
     try {
         std::unique_ptr<output::OutputFile> page; // refused before anything is read when it is an input
         if (!options.htmlPath.empty())
@@ -204,7 +204,8 @@ int runCompare(const CompareOptions &options)
             if (!sides.count(baseValue))
                 throw outcome::Error("--base-value " + baseValue + ": no row has " + options.by + " \"" + baseValue + "\"");
             if (sides.size() < 2)
-                throw outcome::Error("every row has " + options.by + " \"" + baseValue + "\": nothing to compare it with");
+                throw outcome::Error("every row has the same " + options.by + " (\"" + baseValue +
+                                     "\"): no other side to compare with");
             for (auto &[value, side] : sides)
                 if (value == baseValue)
                     base.emplace(std::move(side));

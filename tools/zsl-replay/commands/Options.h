@@ -71,7 +71,7 @@ struct CompareOptions {
     bool json = false;
     std::string htmlPath;
     std::vector<std::string> failOn; // NAME:LIMIT
-    unsigned jobs = 0;               // logs explained at a time; 0: the machine's cores
+    unsigned jobs = 1;               // logs explained at a time
 };
 
 } // namespace zsl::commands

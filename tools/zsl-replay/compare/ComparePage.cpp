@@ -31,6 +31,8 @@ table { border-collapse: collapse; }
 th, td { border: 1px solid var(--line); padding: 0.2rem 0.45rem; text-align: left; vertical-align: top; }
 thead th { background: var(--head); }
 td.num { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
+td.interval { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
+td.verdict { min-width: 8rem; }
 .worse { color: var(--bad); font-weight: bold; }
 .better { color: var(--ok); font-weight: bold; }
 .quiet { color: var(--muted); }
@@ -193,21 +195,25 @@ std::string verdictTable(const std::vector<const MeasureResult *> &rows)
             "<th>verdict</th></tr></thead><tbody>";
     for (const MeasureResult *row : rows) {
         const Measure &measure = *row->measure;
-        html << "<tr><td title=\"" << escape(directionName(measure.direction)) << "\">" << escape(measure.name) << "</td>";
+        // A long name may break after an underscore, so the table fits a narrow window.
+        std::string name = escape(measure.name);
+        for (size_t at = 0; (at = name.find('_', at)) != std::string::npos; at += 6)
+            name.insert(at + 1, "<wbr>");
+        html << "<tr><td title=\"" << escape(directionName(measure.direction)) << "\">" << name << "</td>";
         auto cell = [&](const std::optional<Estimate> &value) {
             html << "<td class=\"num\">" << (value ? escape(valueText(measure, value->value)) : "-") << "</td>";
         };
         cell(row->base);
         cell(row->candidate);
         if (row->verdict == Verdict::NotMeasured) {
-            html << "<td class=\"num\">-</td><td class=\"num\">-</td><td class=\"quiet\">not measured: "
+            html << "<td class=\"num\">-</td><td class=\"num\">-</td><td class=\"verdict quiet\">not measured: "
                  << escape(notMeasuredWhy(*row)) << "</td></tr>";
             continue;
         }
         const char *style = row->verdict == Verdict::Worse ? "worse" : row->verdict == Verdict::Better ? "better" : "quiet";
-        html << "<td class=\"num\">" << escape(valueText(measure, row->difference, true)) << "</td><td class=\"num\">["
-             << escape(valueText(measure, row->low, true)) << ", " << escape(valueText(measure, row->high, true))
-             << "]</td><td class=\"" << style << "\">" << escape(verdictText(*row)) << "</td></tr>";
+        html << "<td class=\"num\">" << escape(valueText(measure, row->difference, true)) << "</td><td class=\"interval\">"
+             << escape(intervalText(*row)) << "</td><td class=\"verdict " << style << "\">" << escape(verdictText(*row))
+             << "</td></tr>";
     }
     html << "</tbody></table>";
     return html.str();

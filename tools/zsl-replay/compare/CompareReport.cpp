@@ -65,6 +65,16 @@ std::string sizeText(const Measure &measure, double size)
     return text[0] == '+' ? text.substr(1) : text;
 }
 
+std::string intervalText(const MeasureResult &result)
+{
+    const std::string unit = result.measure->unit == "fraction" ? " pts" : " ms";
+    auto bare = [&](double value) {
+        const std::string text = valueText(*result.measure, value, true);
+        return text.substr(0, text.size() - unit.size());
+    };
+    return bare(result.low) + " to " + bare(result.high) + unit;
+}
+
 std::string verdictText(const MeasureResult &result)
 {
     std::string text = verdictName(result.verdict);
@@ -92,21 +102,13 @@ void writeCompareText(std::ostream &out, const Side &base, const std::vector<Sid
     for (const Side &candidate : candidates)
         out << "Candidate " << sideText(candidate) << "\n";
     out << "Differences are candidate - base, with their 95% intervals. The verdicts test all " << result.tests
-        << " differences together (Holm's method, 5% in all),\nso an interval clear of 0 is not a verdict alone; "
+        << " differences\ntogether (Holm's method, 5% in all), so an interval clear of 0 is not a verdict alone.\n"
            "\"would show\": the least change these captures would show 4 times in 5.\n";
     for (const OneSided &alone : result.oneSided)
         out << "\nDevice " << alone.device << ": only on the " << (alone.onBase ? "base" : "candidate") << " side ("
             << plural(alone.captures, "capture", "captures") << (alone.onBase ? "" : " of \"" + alone.side + "\"")
             << "): not compared\n";
     const std::vector<std::string> heads = {"measure", "base", "candidate", "difference", "95% interval", "verdict"};
-    auto interval = [](const MeasureResult &row) {
-        const std::string unit = row.measure->unit == "fraction" ? " pts" : " ms";
-        auto bare = [&](double value) {
-            const std::string text = valueText(*row.measure, value, true);
-            return text.substr(0, text.size() - unit.size());
-        };
-        return bare(row.low) + " to " + bare(row.high) + unit;
-    };
     for (size_t from = 0; from < result.results.size();) {
         const MeasureResult &first = result.results[from];
         size_t to = from;
@@ -123,7 +125,7 @@ void writeCompareText(std::ostream &out, const Side &base, const std::vector<Sid
                 continue;
             }
             rows.push_back({measure.name, valueText(measure, row.base->value), valueText(measure, row.candidate->value),
-                            valueText(measure, row.difference, true), interval(row), verdictText(row)});
+                            valueText(measure, row.difference, true), intervalText(row), verdictText(row)});
         }
         out << "\nDevice " << first.device << ": \"" << first.side << "\" against \"" << base.name() << "\" ("
             << first.candidateCaptures << " against " << plural(first.baseCaptures, "capture", "captures") << ")\n";

@@ -27,6 +27,8 @@ nlohmann::ordered_json compareJson(const Side &base, const std::vector<Side> &ca
 std::string valueText(const Measure &measure, double value, bool sign = false);
 // A size of change: "1.20 pts", "3.10 ms".
 std::string sizeText(const Measure &measure, double size);
+// The 95% interval in words: "-6.92 to -2.88 pts".
+std::string intervalText(const MeasureResult &result);
 // The verdict in words, with what it rests on ("no change detected (1.20 ms would show)").
 std::string verdictText(const MeasureResult &result);
 // Why a measure was not measured: which side has nothing for it.
