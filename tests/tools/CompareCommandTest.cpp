@@ -177,6 +177,10 @@ TEST(CompareCommand, ADeviceOnOneSideIsSaidAndPoolingComparesAcross)
     const kotest::Outcome run = kotest::replay("compare --base " + base.path() + " --candidate " + candidate.path());
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.out.find("Device old: only on the base side (500 captures): not compared"), std::string::npos) << run.out;
+    const TempFile elsewhere(table(kCsv, 4, 100, Planted{}, "", "zx1"), ".csv");
+    const kotest::Outcome apart = kotest::replay("compare --base " + candidate.path() + " --candidate " + elsewhere.path());
+    EXPECT_EQ(apart.status, 2) << apart.out;
+    EXPECT_NE(apart.err.find("no device has captures on both sides"), std::string::npos) << apart.err;
     const kotest::Outcome pooled = kotest::replay("compare --pool --json --base " + base.path() + " --candidate " + candidate.path());
     ASSERT_EQ(pooled.status, 0) << pooled.err;
     const Json report = Json::parse(pooled.out);

@@ -216,6 +216,9 @@ int runCompare(const CompareOptions &options)
             checkNotEmpty(*base, ("base \"" + base->name() + "\"").c_str(), options.tables);
         }
         const compare::CompareResult result = compare::compareSides(*base, candidates);
+        if (result.results.empty()) // a gate must not pass on nothing compared
+            throw outcome::Error("no device has captures on both sides: nothing is compared (--pool compares across "
+                                 "devices)");
         if (page) {
             page->stream() << compare::comparePage(*base, candidates, result);
             page->close();
