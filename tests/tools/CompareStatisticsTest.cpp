@@ -289,6 +289,35 @@ TEST(CompareStatistics, AgreeWithAPlainSecondComputation)
         agreeWithPlainComputation(captures);
 }
 
+TEST(CompareSides, TheSameCapturesOnBothSidesAreTestedAndUnchanged)
+{
+    // Every measure that varies is tested (and found unchanged, p = 1); one
+    // the same constant on both sides (no AE refusal; a single lag) is not.
+    const Side base = drawSide("base", 9, 300, Planted{}), candidate = drawSide("candidate", 9, 300, Planted{});
+    const CompareResult result = compareSides(base, {candidate});
+    for (const MeasureResult &row : result.results) {
+        SCOPED_TRACE(row.measure->name);
+        EXPECT_EQ(row.difference, 0);
+        EXPECT_EQ(row.verdict, Verdict::NoChange);
+        const bool varies = row.measure->kind != Measure::Kind::Refusal || row.measure->refusalClass == "af";
+        EXPECT_EQ(row.untested, !varies);
+        if (varies) {
+            EXPECT_EQ(row.p, 1);
+        }
+    }
+    EXPECT_EQ(result.tests, 7u); // hit, missing, three lags, AF refusals, unknown
+    Side one("one", false), other("other", false);
+    CaptureRow row;
+    row.kind = "capture";
+    row.device = "ab7";
+    row.takenLagsMs = {33.3};
+    one.add(row);
+    other.add(row);
+    const CompareResult single = compareSides(one, {other});
+    EXPECT_TRUE(resultOf(single, "lag_p50_ms").untested);
+    EXPECT_EQ(single.tests, 0u);
+}
+
 TEST(CompareSides, ADeviceOnOneSideIsNamedNotCompared)
 {
     std::mt19937_64 rng(3);

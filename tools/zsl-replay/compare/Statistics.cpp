@@ -94,7 +94,7 @@ std::optional<Estimate> LagSample::percentile(double p) const
     }
     const double spread = kZ95 * std::sqrt(ratioVariance(mPerCapture.size(), y, frames, yy, ym, mm));
     const double low = atShare(p / 100 - spread), high = atShare(p / 100 + spread);
-    return Estimate{value / 1000.0, (high - low) / 1000.0 / (2 * kZ95), false};
+    return Estimate{value / 1000.0, (high - low) / 1000.0 / (2 * kZ95), sorted.front() == sorted.back()};
 }
 
 std::vector<double> LagSample::sortedMs() const

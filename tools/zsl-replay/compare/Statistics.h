@@ -22,7 +22,8 @@ namespace zsl::compare {
 struct Estimate {
     double value = 0;
     double se = 0;
-    // A rate with no event, or with events only: no test can tell two such apart.
+    // A rate with no event, or with events only, or every lag the same: no
+    // test can tell two such apart.
     bool constant = false;
 };
 
