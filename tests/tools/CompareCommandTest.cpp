@@ -150,15 +150,19 @@ TEST(CompareCommand, EachSidesFiguresAreSummarizesOfTheSameTable)
 
 TEST(CompareCommand, SidesAsTheValuesOfAColumn)
 {
-    // One field trial of three builds: AP2A's frames later, AP3A alike.
-    const TempFile trial(table(kJsonLines, 1, 1500, Planted{}, "AP1A") + table(kJsonLines, 2, 1500, Planted{.lagShiftMs = 10}, "AP2A") +
+    // One field trial of three builds: AP2A's frames later, AP3A alike; and
+    // plain logs without a build, a side of their own but not the base.
+    const TempFile trial(table(kJsonLines, 7, 300, Planted{}, "") + table(kJsonLines, 1, 1500, Planted{}, "AP1A") +
+                             table(kJsonLines, 2, 1500, Planted{.lagShiftMs = 10}, "AP2A") +
                              table(kJsonLines, 3, 1500, Planted{}, "AP3A"),
                          ".jsonl");
     const kotest::Outcome run = kotest::replay("compare " + trial.path() + " --by build --json");
     ASSERT_EQ(run.status, 0) << run.err;
     const Json report = Json::parse(run.out);
-    EXPECT_EQ(report.at("base").at("name"), "AP1A"); // the first in sort order
-    ASSERT_EQ(report.at("candidates").size(), 2u);
+    EXPECT_EQ(report.at("base").at("name"), "AP1A"); // the first in sort order with a build
+    ASSERT_EQ(report.at("candidates").size(), 3u);
+    EXPECT_EQ(report.at("candidates")[0].at("name"), "(no build)");
+    EXPECT_EQ(report.at("candidates")[0].at("captures"), 300);
     EXPECT_EQ(verdict(report, "lag_p50_ms", "AP2A"), "worse");
     EXPECT_EQ(verdict(report, "lag_p50_ms", "AP3A"), "no change detected");
 

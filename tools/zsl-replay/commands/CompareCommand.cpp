@@ -197,10 +197,13 @@ int runCompare(const CompareOptions &options)
             std::map<std::string, compare::Side> sides;
             readRows(options.tables, jobs, [&](const output::CaptureRow &row) {
                 const std::string value = columnValue(row, options.by);
-                sides.try_emplace(value, value, options.pool).first->second.add(row);
+                sides.try_emplace(value, value.empty() ? "(no " + options.by + ")" : value, options.pool).first->second.add(row);
             });
-            const std::string baseValue =
-                !options.baseValue.empty() ? options.baseValue : sides.empty() ? "" : sides.begin()->first;
+            // The first value in sort order; rows without one (a log without a bug report has no build)
+            // are a side of their own, but not the base.
+            std::string baseValue = options.baseValue;
+            for (auto value = sides.begin(); baseValue.empty() && value != sides.end(); ++value)
+                baseValue = value->first;
             if (!sides.count(baseValue))
                 throw outcome::Error("--base-value " + baseValue + ": no row has " + options.by + " \"" + baseValue + "\"");
             if (sides.size() < 2)
