@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 namespace zsl::compare {
 
@@ -24,10 +26,19 @@ std::string sideText(const Side &side)
            plural(side.inputs().size(), "input", "inputs") + ")";
 }
 
-// Numbers as the JSON shows them: no float noise past the ninth decimal.
+// Numbers as the JSON shows them: no float noise past the ninth decimal, where
+// machines may differ (the normal distribution's tail in long double).
 double rounded(double value)
 {
     return std::round(value * 1e9) / 1e9;
+}
+
+// A p-value to ten significant digits: a tiny one keeps its size.
+double significant(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.10g", value);
+    return std::strtod(text, nullptr);
 }
 
 Json sideJson(const Side &side)
@@ -178,8 +189,8 @@ Json compareJson(const Side &base, const std::vector<Side> &candidates, const Co
         measure["ci"] = measured ? Json::array({rounded(row.low), rounded(row.high)}) : Json();
         measure["verdict"] = verdictName(row.verdict);
         measure["captures"] = Json::array({row.baseCaptures, row.candidateCaptures});
-        measure["p"] = measured ? Json(row.p) : Json();
-        measure["p_adjusted"] = measured && !row.untested ? Json(row.pAdjusted) : Json();
+        measure["p"] = measured ? Json(significant(row.p)) : Json();
+        measure["p_adjusted"] = measured && !row.untested ? Json(significant(row.pAdjusted)) : Json();
         measure["tested"] = measured && !row.untested;
         measure["detectable"] = measured ? Json(rounded(row.detectable)) : Json();
         measure["standard_errors"] =
