@@ -4,6 +4,7 @@
 // about their level; and every number agrees with a plain second
 // computation written here from the textbook formulas.
 
+#include "compare/CompareReport.h"
 #include "compare/Comparison.h"
 #include "compare/FailOn.h"
 #include "compare/Measures.h"
@@ -318,6 +319,49 @@ TEST(CompareSides, TheSameCapturesOnBothSidesAreTestedAndUnchanged)
     EXPECT_EQ(single.tests, 0u);
 }
 
+TEST(CompareSides, AMeasureASideHasNothingForIsNotMeasuredAndSaysWhichSide)
+{
+    // Captures that took no frame have no lag; checks without a verdict are no trials.
+    auto side = [](const char *name, bool lags, bool verdicts) {
+        std::mt19937_64 rng(21);
+        Side out(name, false);
+        for (int i = 0; i < 40; ++i) {
+            CaptureRow row = drawCapture(rng, Planted{});
+            if (!lags)
+                row.takenLagsMs.clear();
+            if (!verdicts) {
+                row.verdictUnknown = row.checks;
+                row.refused.clear();
+            }
+            out.add(row);
+        }
+        return out;
+    };
+    struct Case {
+        bool baseLags, candidateLags, baseVerdicts, candidateVerdicts;
+        const char *lagWhy, *refusalWhy;
+    };
+    const Case cases[] = {
+        {true, false, true, true, "no taken frame's lag on the candidate side", nullptr},
+        {false, true, true, false, "no taken frame's lag on the base side", "no frame check with a verdict on the candidate side"},
+        {false, false, false, false, "no taken frame's lag on either side", "no frame check with a verdict on either side"},
+    };
+    for (const Case &c : cases) {
+        const CompareResult result = compareSides(side("base", c.baseLags, c.baseVerdicts),
+                                                  {side("candidate", c.candidateLags, c.candidateVerdicts)});
+        const MeasureResult &lag = resultOf(result, "lag_p90_ms"), &refusal = resultOf(result, "refusal_rate_af");
+        EXPECT_EQ(lag.verdict, Verdict::NotMeasured);
+        EXPECT_EQ(notMeasuredWhy(lag), c.lagWhy);
+        if (c.refusalWhy) {
+            EXPECT_EQ(refusal.verdict, Verdict::NotMeasured);
+            EXPECT_EQ(notMeasuredWhy(refusal), c.refusalWhy);
+        } else {
+            EXPECT_NE(refusal.verdict, Verdict::NotMeasured);
+        }
+        EXPECT_NE(resultOf(result, "hit_rate").verdict, Verdict::NotMeasured);
+    }
+}
+
 TEST(CompareSides, ADeviceOnOneSideIsNamedNotCompared)
 {
     std::mt19937_64 rng(3);
@@ -359,6 +403,7 @@ TEST(CompareFailOn, TripsOnlyOnWorseByMoreThanTheLimit)
     };
     const Case cases[] = {
         {"lag_p50_ms:+5", true},  {"lag_p50_ms:5", true},      {"lag_p50_ms:+20", false}, {"lag_p50_ms:0", true},
+        {"lag_p50_ms:-0", true},
         {"hit_rate:-0.01", false}, {"refusal_rate_af:+0", false},
     };
     for (const Case &c : cases) {
@@ -369,7 +414,7 @@ TEST(CompareFailOn, TripsOnlyOnWorseByMoreThanTheLimit)
     // Better by more than the limit trips nothing.
     const CompareResult better = compareSides(candidate, {base});
     EXPECT_TRUE(tripped(better, {std::get<FailOn>(parseFailOn("lag_p50_ms:+1"))}).empty());
-    for (const char *bad : {"lag_p50_ms:-5", "hit_rate:+0.01", "lag_p50:+5", "lag_p50_ms", "lag_p50_ms:five", "hit_rate:"})
+    for (const char *bad : {"lag_p50_ms:-5", "lag_p50_ms:-1", "hit_rate:+0.01", "lag_p50:+5", "lag_p50_ms", "lag_p50_ms:five", "hit_rate:"})
         EXPECT_TRUE(std::holds_alternative<std::string>(parseFailOn(bad))) << bad;
 }
 
