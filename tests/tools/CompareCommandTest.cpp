@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -172,6 +173,51 @@ TEST(CompareCommand, SidesAsTheValuesOfAColumn)
     EXPECT_EQ(other.at("base").at("name"), "AP2A");
     EXPECT_EQ(verdict(other, "lag_p50_ms", "AP1A"), "better");
     EXPECT_EQ(verdict(other, "lag_p50_ms", "AP3A"), "better");
+}
+
+TEST(CompareCommand, TheTextReportHasABlockPerCandidateAndDeviceWithJsonsVerdicts)
+{
+    std::string rows;
+    for (const char *device : {"ab7", "zx1"}) {
+        rows += table(kJsonLines, 11, 800, Planted{}, "AP1A", device);
+        rows += table(kJsonLines, 12, 800, Planted{.lagShiftMs = 10}, "AP2A", device);
+        rows += table(kJsonLines, 13, 800, Planted{.hit = 0.8}, "AP3A", device);
+    }
+    const TempFile trial(rows, ".jsonl");
+    const kotest::Outcome text = kotest::replay("compare " + trial.path() + " --by build");
+    const kotest::Outcome json = kotest::replay("compare " + trial.path() + " --by build --json");
+    ASSERT_EQ(text.status, 0) << text.err;
+    ASSERT_EQ(json.status, 0) << json.err;
+    const Json report = Json::parse(json.out);
+    // Blocks: a "Device" line, the column heads, then one line per measure, in --json's order.
+    std::vector<std::vector<std::string>> blocks;
+    std::istringstream lines(text.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("Device ", 0) == 0)
+            blocks.push_back({line});
+        else if (line.empty())
+            blocks.emplace_back();
+        else if (!blocks.empty() && !blocks.back().empty())
+            blocks.back().push_back(line);
+    }
+    blocks.erase(std::remove_if(blocks.begin(), blocks.end(), [](const auto &block) { return block.empty(); }),
+                 blocks.end());
+    const size_t measures = report.at("measures").size() / 4;
+    ASSERT_EQ(blocks.size(), 4u); // two candidates, two devices
+    size_t at = 0;
+    for (const auto &block : blocks) {
+        ASSERT_EQ(block.size(), measures + 2) << block[0];
+        const Json &first = report.at("measures")[at];
+        EXPECT_EQ(block[0], "Device " + first.at("device").get<std::string>() + ": \"" + first.at("side").get<std::string>() +
+                                "\" against \"AP1A\" (800 against 800 captures)");
+        EXPECT_EQ(block[1].find("measure"), 3u) << block[1];
+        for (size_t i = 0; i < measures; ++i, ++at) {
+            const Json &measure = report.at("measures")[at];
+            const std::string &line = block[i + 2];
+            EXPECT_EQ(line.find(measure.at("name").get<std::string>() + " "), 3u) << line;
+            EXPECT_NE(line.find("  " + measure.at("verdict").get<std::string>()), std::string::npos) << line;
+        }
+    }
 }
 
 TEST(CompareCommand, ADeviceOnOneSideIsSaidAndPoolingComparesAcross)
