@@ -1,6 +1,7 @@
 // zsl-bench-log: writes a benchmark log to standard output.
-//   zsl-bench-log mixed PERCENT MEGABYTES   other apps' lines, the plug-in's PERCENT % of them
-//   zsl-bench-log plugin CAPTURES           the plug-in's lines alone
+//   zsl-bench-log mixed PERCENT MEGABYTES [info]   other apps' lines, the plug-in's PERCENT % of them
+//   zsl-bench-log plugin CAPTURES [info]           the plug-in's lines alone
+// "info": the plug-in logging at info level, as phones in the field do.
 
 #include "BenchLogs.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 int usage()
 {
-    std::fputs("usage: zsl-bench-log mixed PERCENT MEGABYTES | zsl-bench-log plugin CAPTURES\n", stderr);
+    std::fputs("usage: zsl-bench-log mixed PERCENT MEGABYTES [info] | zsl-bench-log plugin CAPTURES [info]\n", stderr);
     return 2;
 }
 
@@ -21,18 +22,22 @@ int usage()
 
 int main(int argc, char **argv)
 {
-    const std::vector<std::string> args(argv + 1, argv + argc);
+    std::vector<std::string> args(argv + 1, argv + argc);
+    using zsl::bench::Level;
+    const Level level = !args.empty() && args.back() == "info" ? Level::Info : Level::Debug;
+    if (level == Level::Info)
+        args.pop_back();
     if (args.size() == 2 && args[0] == "plugin") {
         const long captures = std::atol(args[1].c_str());
         if (captures <= 0)
             return usage();
-        zsl::bench::writePluginLog(stdout, captures);
+        zsl::bench::writePluginLog(stdout, captures, level);
     } else if (args.size() == 3 && args[0] == "mixed") {
         const double percent = std::atof(args[1].c_str());
         const uint64_t megabytes = std::strtoull(args[2].c_str(), nullptr, 10);
         if (percent <= 0 || percent >= 100 || megabytes == 0)
             return usage();
-        zsl::bench::writeMixedLog(stdout, percent, megabytes << 20);
+        zsl::bench::writeMixedLog(stdout, percent, megabytes << 20, level);
     } else {
         return usage();
     }

@@ -36,8 +36,9 @@ const char *const kWords[] = {"frame",    "buffer", "request", "result",  "strea
                               "package",  "intent", "binder",  "called",  "failed", "ok",      "start",   "stop"};
 const char kLevels[] = "VDDDDIIIIIWE";
 
-// The plug-in's lines of the sample log: 4 captures on two threads.
-std::vector<kohost::LogLine> sampleCaptures()
+// The plug-in's lines of the sample log: 4 captures on two threads; at info
+// level, without its debug lines.
+std::vector<kohost::LogLine> sampleCaptures(Level level)
 {
     std::vector<kohost::LogLine> lines;
     std::FILE *sample = std::fopen(ZSL_SAMPLE_LOG, "r");
@@ -46,7 +47,12 @@ std::vector<kohost::LogLine> sampleCaptures()
         std::exit(2);
     }
     zsl::log::readDeviceLog(
-        sample, [&](kohost::LogLine line, uint64_t) { lines.push_back(std::move(line)); }, [](const std::string &) {});
+        sample,
+        [&](kohost::LogLine line, uint64_t) {
+            if (level == Level::Debug || line.level != "D")
+                lines.push_back(std::move(line));
+        },
+        [](const std::string &) {});
     std::fclose(sample);
     return lines;
 }
@@ -100,18 +106,18 @@ private:
 
 } // namespace
 
-void writePluginLog(std::FILE *out, long captures)
+void writePluginLog(std::FILE *out, long captures, Level level)
 {
-    const std::vector<kohost::LogLine> unit = sampleCaptures();
+    const std::vector<kohost::LogLine> unit = sampleCaptures(level);
     Writer writer(out);
     for (int64_t round = 0; round * kCapturesPerUnit < captures; ++round, writer.tick(1000000000))
         for (const kohost::LogLine &line : unit)
             writer.plugin(line, round);
 }
 
-void writeMixedLog(std::FILE *out, double percent, uint64_t bytes)
+void writeMixedLog(std::FILE *out, double percent, uint64_t bytes, Level level)
 {
-    const std::vector<kohost::LogLine> unit = sampleCaptures();
+    const std::vector<kohost::LogLine> unit = sampleCaptures(level);
     Writer writer(out);
     // Each unit of captures comes with its share of other lines: a third
     // among its own (other processes keep logging), the rest after it.

@@ -3,7 +3,8 @@
  * BenchLogs: logs shaped like a phone's logcat, for the reading benchmarks
  * (scripts/bench-logs and the reader's Google Benchmark): many tags,
  * lengths and processes, every line rendered by liblog's formatter, with
- * the plug-in's lines in whole captures at debug level on two threads.
+ * the plug-in's lines in whole captures on two threads, at debug level or
+ * (as phones in the field log) at info level.
  */
 
 #include <cstdint>
@@ -11,10 +12,12 @@
 
 namespace zsl::bench {
 
+enum class Level { Debug, Info };
+
 // Other apps' lines with the plug-in's making `percent` % of the lines,
 // until the log holds `bytes`.
-void writeMixedLog(std::FILE *out, double percent, uint64_t bytes);
+void writeMixedLog(std::FILE *out, double percent, uint64_t bytes, Level level = Level::Debug);
 // The plug-in's lines alone: `captures` captures.
-void writePluginLog(std::FILE *out, long captures);
+void writePluginLog(std::FILE *out, long captures, Level level = Level::Debug);
 
 } // namespace zsl::bench

@@ -5,12 +5,29 @@
 
 namespace kohost {
 
-PluginSession::PluginSession(const PropertyList &properties, const std::string &path)
+PluginSession::PluginSession(const PropertyList &properties, const std::string &path) : mPath(path)
 {
     setSelectorProperties(properties);
-    if (!mLoader.load(path)) {
+    load();
+    mSelector = mLoader.createSelector();
+}
+
+void PluginSession::load()
+{
+    mLoadedWith = loadTimeProperties();
+    if (!mLoader.load(mPath)) {
         setSelectorProperties({});
-        throw PluginLoadError("cannot load the plug-in " + path + ": " + mLoader.error());
+        throw PluginLoadError("cannot load the plug-in " + mPath + ": " + mLoader.error());
+    }
+}
+
+void PluginSession::renew(const PropertyList &properties)
+{
+    mSelector.reset();
+    setSelectorProperties(properties);
+    if (loadTimeProperties() != mLoadedWith) {
+        mLoader.unload(); // its static initialiser must run again
+        load();
     }
     mSelector = mLoader.createSelector();
 }

@@ -7,10 +7,16 @@
 
 namespace kohost {
 
+namespace {
+
+const char kPendingSwitch[] = "persist.vendor.kohal.selector.pending.mask";
+
+} // namespace
+
 void setSelectorProperties(const PropertyList &properties)
 {
     static const char *const kSelectorProperties[] = {
-        "persist.vendor.kohal.selector.pending.mask",
+        kPendingSwitch,
         "ro.vendor.camera3.zsl.default",
         "ro.vendor.camera3.zsl.project",
         "vendor.debug.camera3.zsl.timestamp",
@@ -19,6 +25,11 @@ void setSelectorProperties(const PropertyList &properties)
         android::base::SetProperty(key, "");
     for (const auto &property : properties)
         android::base::SetProperty(property.first, property.second);
+}
+
+std::string loadTimeProperties()
+{
+    return android::base::GetProperty(kPendingSwitch, "");
 }
 
 } // namespace kohost

@@ -15,4 +15,8 @@ using PropertyList = std::vector<std::pair<std::string, std::string>>;
 
 void setSelectorProperties(const PropertyList &properties);
 
+// The values now in force of the properties the plug-in reads when its
+// library is loaded (its pending switch): equal values, the same load.
+std::string loadTimeProperties();
+
 } // namespace kohost

@@ -68,7 +68,8 @@ void expectExplains(const Side &before, const StepOutcome &explained)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const zsl::replay::Replayer replayer(kohost::defaultPluginPath());
+    static const zsl::replay::Replayer replayer(kohost::defaultPluginPath(), false,
+                                                zsl::replay::Replayer::Loading::KeptLoaded);
     const std::string text(reinterpret_cast<const char *>(data), size);
     // The change, from the input: a window of 0 to 400 ms, the pending switch set one time in three.
     const unsigned mix = static_cast<unsigned>(size) * 37u + (size ? data[size / 2] : 0u);

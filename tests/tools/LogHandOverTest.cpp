@@ -1,6 +1,7 @@
 // Captures handed over while a log is read: each one the same, in the same
 // order and with the same warnings, as when they are kept to the end; and
-// handed over before the end where the log lets that be decided early.
+// handed over before the end where the log lets that be decided early, at
+// info level too once the look-ahead has passed without a debug line.
 
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
@@ -104,17 +105,46 @@ TEST_P(HandOver, SameCapturesAsKeptToTheEnd)
     EXPECT_EQ(handed.warnings, kept.warnings);
     if (GetParam().early)
         EXPECT_GT(handed.beforeTheEnd, 0u);
-    else // the whole log decides what a missing debug line means
+    else // without thread ids, which captures' lines mix is told at the end
         EXPECT_EQ(handed.beforeTheEnd, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Logs, HandOver,
                          testing::Values(HandOverCase{"threadtimeDebug", "threadtime", true, true},
-                                         HandOverCase{"threadtimeInfo", "threadtime", false, false},
+                                         HandOverCase{"threadtimeInfo", "threadtime", false, true},
                                          HandOverCase{"briefDebug", "brief", true, false},
                                          HandOverCase{"briefInfo", "brief", false, false},
                                          HandOverCase{"processDebug", "process", true, false},
                                          HandOverCase{"longDebug", "long", true, true}),
                          [](const testing::TestParamInfo<HandOverCase> &info) { return info.param.name; });
+
+TEST(HandOverLevel, AnInfoLevelProcessIsDecidedWithinTheLookAheadAndALaterDebugLineIsSaid)
+{
+    // Twelve captures at info level, then the same at debug level (the host
+    // lowered its log level): the first are read as info-level and handed
+    // over long before the end; a warning names the change; the later ones
+    // are read as debug-level.
+    std::string log;
+    for (const kohost::LogLine &line : sampleLines(false))
+        log += zsl::output::logcatLine(line, "threadtime") + "\n";
+    std::vector<kohost::LogLine> later = sampleLines(true);
+    for (kohost::LogLine &line : later)
+        line.timeNs += 600000000000;
+    for (const kohost::LogLine &line : later)
+        log += zsl::output::logcatLine(line, "threadtime") + "\n";
+    const Imported handed = import(log, true);
+    ASSERT_EQ(handed.session.steps.size(), 24u);
+    EXPECT_GT(handed.beforeTheEnd, 12u);
+    size_t infoRead = 0;
+    for (size_t i = 0; i < handed.session.steps.size(); ++i)
+        infoRead += !handed.session.steps[i].debugLines;
+    EXPECT_EQ(infoRead, 12u);
+    EXPECT_FALSE(handed.session.steps.front().debugLines);
+    EXPECT_TRUE(handed.session.steps.back().debugLines);
+    size_t said = 0;
+    for (const std::string &warning : handed.warnings)
+        said += warning.find("a process taken as info-level writes debug lines") != std::string::npos;
+    EXPECT_EQ(said, 1u);
+}
 
 } // namespace

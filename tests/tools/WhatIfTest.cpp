@@ -23,6 +23,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <algorithm>
 #include <cstdio>
 #include <sstream>
@@ -256,6 +258,53 @@ TEST_P(WhatIfFromLog, StatesOnlyWhatThePlugInDoesAtTheOtherWindow)
             }
     EXPECT_GT(stated, 100u); // not every fact left open
     EXPECT_EQ(sameWindowOpen, 0u); // at the log's own window, the scan is the log's
+}
+
+TEST(WhatIfKeptLoaded, EveryCaptureComparesAsWithAFreshLoadPerTrace)
+{
+    // The plug-in kept loaded, a fresh selector per trace, against a load per
+    // trace of a copy of it (another file: a library of its own, whose
+    // load-time switch is read again each time), on every capture of logs
+    // at both levels, at every window, with the pending switch kept, set and
+    // cleared (a reload), in an order that switches back and forth.
+    // The logs first: made by a load per trace of the plug-in itself, which
+    // must not share the kept library.
+    struct Case {
+        SessionOutcome log;
+        int64_t window;
+        std::optional<bool> pending;
+    };
+    std::vector<Case> cases;
+    const std::optional<bool> pendings[] = {std::nullopt, true, std::nullopt, false, true};
+    for (const TraceSpec &scenario : scenarios())
+        for (int level : {3, 4})
+            for (int64_t window : {0, 100, 400})
+                for (const std::optional<bool> pending : pendings)
+                    cases.push_back({logOf(configured(scenario, 100, pending.value_or(false)), level), window, pending});
+    const std::string copy = testing::TempDir() + "/zsl-plugin-copy.so";
+    std::filesystem::copy_file(kohost::defaultPluginPath(), copy, std::filesystem::copy_options::overwrite_existing);
+    const Replayer kept(kohost::defaultPluginPath(), false, Replayer::Loading::KeptLoaded);
+    const Replayer fresh(copy);
+    size_t compared = 0;
+    for (const Case &c : cases)
+        for (const StepOutcome *step : selections(c.log)) {
+            const Comparison a = Subject::ofLog(kept, c.log, *step).compare(change(c.window, c.pending)).front();
+            const Comparison b = Subject::ofLog(fresh, c.log, *step).compare(change(c.window, c.pending)).front();
+            ASSERT_EQ(zsl::whatif::comparisonJson(a).dump(), zsl::whatif::comparisonJson(b).dump())
+                << c.log.steps.size() << " steps, window " << c.window;
+            ++compared;
+        }
+    EXPECT_GT(compared, 100u);
+    // Traces too: every step of every scenario, both sides.
+    for (const TraceSpec &scenario : scenarios())
+        for (const std::optional<bool> pending : pendings) {
+            const auto a = Subject::ofTrace(kept, scenario).compare(change(150, pending));
+            const auto b = Subject::ofTrace(fresh, scenario).compare(change(150, pending));
+            ASSERT_EQ(a.size(), b.size());
+            for (size_t i = 0; i < a.size(); ++i)
+                ASSERT_EQ(zsl::whatif::comparisonJson(a[i]).dump(), zsl::whatif::comparisonJson(b[i]).dump()) << scenario.file;
+        }
+    std::filesystem::remove(copy);
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, WhatIfFromLog,

@@ -64,9 +64,10 @@ the reading ends at the end of input or Ctrl-C. --write-traces writes each captu
 trace, DIR/fwkFrame-N.json (-2, -3... for a fwkFrame seen again), never over an existing file.
 
 Memory: the report, --json and --table take each capture as soon as it is complete (its thread's
-next call has begun and its process has written a debug line), so a day-long log needs no more
-memory than a short one; an info-level log, or one whose format shows no thread id, is decided at
-its end and held until then. What is written only once every capture has come (--svg, --perfetto,
+next call has begun and its process's level is known: debug from its first debug line; info after
+two more selections, or 4,096 lines of the plug-in, without one), so a day-long log needs no more
+memory than a short one; a log whose format shows no thread id is decided at its end and held
+until then. What is written only once every capture has come (--svg, --perfetto,
 --write-traces, --html) keeps each capture's own facts, without its lines (--html with them), so it
 grows with the captures. A single input is read on a second thread while the first rebuilds its
 captures (-j 2 or more); several inputs are read -j at a time, each kept whole until its turn (with

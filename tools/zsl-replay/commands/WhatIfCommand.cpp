@@ -215,7 +215,9 @@ int runWhatIf(const WhatIfOptions &options)
         options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR) : options.pluginPath;
 
     try {
-        const replay::Replayer replayer(plugin);
+        // One library for every capture and setting, loaded again only when
+        // a change to the pending switch needs it.
+        const replay::Replayer replayer(plugin, false, replay::Replayer::Loading::KeptLoaded);
         if (sweep.empty()) {
             const Changes changes(sets);
             WhatIfOutputs outputs(options, table, changes.text());

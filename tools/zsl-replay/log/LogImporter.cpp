@@ -28,6 +28,9 @@ using namespace zsl::messages;
 namespace {
 
 constexpr size_t kWarningsPerKind = 10;
+// Lines of the plug-in after a capture's first without a debug line of its
+// process, after which the process is taken as logging at info level.
+constexpr uint64_t kLevelLookAhead = 4096;
 
 // What a selection's lines show of how it went, read in one pass.
 struct SelectionMarks {
@@ -123,7 +126,7 @@ void LogImporter::hold(Thread &thread, std::optional<size_t> index)
     if (thread.capture) {
         Open &released = mOpen[*thread.capture - mFirstOpen];
         released.held = false;
-        // It may wait long (an info-level log: to its end): no room to spare.
+        // It may wait for its process's level to be known: no room to spare.
         if (!debugLevel(released.step))
             released.step.log.shrink_to_fit();
     }
@@ -153,8 +156,19 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
                              line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
         return;
     }
-    if (line.level == "D")
+    if (line.level == "D") {
+        if (const auto info = mInfoProcesses.find(line.pid); info != mInfoProcesses.end()) {
+            warn(lineNumber, "a process taken as info-level writes debug lines",
+                 ": pid " + std::to_string(line.pid) + "'s captures from line " + std::to_string(info->second) +
+                     " were read as info-level, having shown no debug line for long, and what their debug lines "
+                     "would tell is not stated; those from here, as debug-level");
+            mInfoProcesses.erase(info);
+            for (Open &open : mOpen) // begun at info level
+                if (open.step.pid == line.pid)
+                    open.step.debugLines = false;
+        }
         mDebugProcesses.insert(line.pid);
+    }
     // A format without thread ids: the fwkFrame a line names tells its call
     // apart; a line that names none joins the call its process named last.
     // An answer of isSelectorNeeded names no fwkFrame: it waits for the next
@@ -437,7 +451,12 @@ void LogImporter::closeSelection(Thread &thread)
 StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, const std::string &where,
                                   const kohost::LogLine &first)
 {
-    StepOutcome &step = mOpen.emplace_back().step;
+    Open &open = mOpen.emplace_back();
+    if (kind == StepKind::Select)
+        ++mSelectionsBegun[thread.pid];
+    open.linesAtOpen = mLinesUsed;
+    open.selectionsAtOpen = mSelectionsBegun[thread.pid];
+    StepOutcome &step = open.step;
     step.kind = kind;
     step.label = who(thread) + ", " + where;
     step.pid = thread.pid;
@@ -472,10 +491,19 @@ bool LogImporter::finishedEarly(const Open &open) const
     return !debugLevel(step) && open.pending && allOld;
 }
 
+void LogImporter::decideLevel(const Open &open)
+{
+    const StepOutcome &step = open.step;
+    if (open.held || levelKnown(step))
+        return;
+    if (mSelectionsBegun[step.pid] >= open.selectionsAtOpen + 2 || mLinesUsed >= open.linesAtOpen + kLevelLookAhead)
+        mInfoProcesses[step.pid] = step.log.empty() ? 0 : step.log.front().logLine;
+}
+
 bool LogImporter::complete(size_t index) const
 {
     const Open &open = mOpen[index - mFirstOpen];
-    if (open.held || !debugLevel(open.step))
+    if (open.held || !levelKnown(open.step))
         return false;
     // Read without thread ids, which captures' lines mix is told at the end.
     return mMergedRanges.count(index) == 0;
@@ -483,7 +511,7 @@ bool LogImporter::complete(size_t index) const
 
 void LogImporter::handOver(bool end)
 {
-    while (!mOpen.empty() && (end || complete(mFirstOpen))) {
+    while (!mOpen.empty() && (end || (decideLevel(mOpen.front()), complete(mFirstOpen)))) {
         resolve(mFirstOpen);
         const StepOutcome &step = mOpen.front().step;
         // Checks whose capture and frames the log does not name tell nothing: counted, not made a capture.

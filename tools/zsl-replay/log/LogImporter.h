@@ -10,12 +10,15 @@
  * assumptions made; problems of the log itself become warnings.
  *
  * Given a hand-over, each capture leaves as soon as nothing later in the log
- * can change it: its thread has begun its next call, and its process has
- * written a debug line, which decides what the lines it lacks mean.
- * Captures leave in the order of their first line, so memory holds the
- * captures still open, not all of them. An info-level log, and one whose
- * format shows no thread id, are decided at its end and kept until then;
- * without a hand-over all captures are kept and handed back by finish().
+ * can change it: its thread has begun its next call, and its process's
+ * level is known, which decides what the lines it lacks mean: debug once it
+ * has written a debug line; info once it has begun two more selections, or
+ * the log has gone on for kLevelLookAhead lines of the plug-in, without one
+ * (a debug-level process writes debug lines in every capture it checks
+ * frames for). Captures leave in the order of their first line, so memory
+ * holds the captures still open, not all of them. A log whose format shows
+ * no thread id is decided at its end and kept until then; without a
+ * hand-over all captures are kept and handed back by finish().
  */
 
 #include "outcome/Outcome.h"
@@ -123,6 +126,10 @@ private:
         std::string selectionCut;
         size_t unnamedChecks = 0; // checks left out: their frame is not in the log
         std::optional<size_t> blocks; // metadata judged per frame (one per camera), from a whole check
+        // Where the log stood when it opened: lines of the plug-in read, and
+        // selections its process had begun (this one included).
+        uint64_t linesAtOpen = 0;
+        size_t selectionsAtOpen = 0;
     };
     // Whether the thread's capture has no check to come that could change
     // what it states: it took all it wants, or checked every frame selected.
@@ -141,13 +148,25 @@ private:
     // the log, all.
     void handOver(bool end);
     bool complete(size_t index) const;
+    // Decides the level of the first open step's process once the look-ahead
+    // has passed without a debug line of it: info from then on.
+    void decideLevel(const Open &open);
     // A selection without its end that finished early at info level.
     bool finishedEarly(const Open &open) const;
     // What the rest of the log decides of a step: whether its process wrote
     // debug lines decides what their absence means; without thread ids,
     // which captures' lines may be mixed.
     void resolve(size_t index);
-    bool debugLevel(const outcome::StepOutcome &step) const { return mDebugProcesses.count(step.pid) > 0; }
+    // A step begun before its process, taken as info-level, wrote a debug
+    // line stays info-level (its debugLines cleared then).
+    bool debugLevel(const outcome::StepOutcome &step) const
+    {
+        return step.debugLines && mDebugProcesses.count(step.pid) > 0;
+    }
+    bool levelKnown(const outcome::StepOutcome &step) const
+    {
+        return debugLevel(step) || !step.debugLines || mInfoProcesses.count(step.pid) > 0;
+    }
 
     outcome::SessionOutcome mSession; // its steps: those kept, without a hand-over
     HandOver mHandOver;
@@ -175,7 +194,9 @@ private:
     Lines &mergedLines(size_t index, uint64_t first);
     std::map<int, bool> mPending; // the pending switch per process, from its configuration line
     std::set<int> mGapProcesses;     // processes logd dropped lines of (kUnknownId: any)
-    std::set<int> mDebugProcesses;   // processes with a debug line in the log
+    std::set<int> mDebugProcesses;   // processes with a debug line in the log so far
+    std::map<int, uint64_t> mInfoProcesses; // processes taken as info-level, and the line that decided it
+    std::map<int, size_t> mSelectionsBegun; // per process
     std::vector<std::string> mWarnings;
     // Warnings of what the whole log decides, listed after those of lines:
     // selections the log ends inside, then captures whose threads mix.

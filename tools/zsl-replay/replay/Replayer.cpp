@@ -115,6 +115,13 @@ void runStep(kohal::ZSLSelectorBase &selector, const TraceSpec &trace, const Ste
 
 } // namespace
 
+Replayer::Replayer(std::string pluginPath, bool realClock, Loading loading)
+    : mPluginPath(std::move(pluginPath)), mRealClock(realClock), mLoading(loading)
+{
+}
+
+Replayer::~Replayer() = default;
+
 SessionOutcome Replayer::run(const TraceSpec &trace) const
 {
     for (const auto &[camera, meta] : trace.staticMetadata)
@@ -130,7 +137,12 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
         // Pinned from the load on, so that the selector's own lines are timed
         // at the capture moment too.
         kohost::pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(kDefaultCaptureNs));
-        kohost::PluginSession plugin(trace.properties, mPluginPath);
+        std::unique_ptr<kohost::PluginSession> fresh;
+        if (mKept)
+            mKept->renew(trace.properties);
+        else
+            fresh = std::make_unique<kohost::PluginSession>(trace.properties, mPluginPath);
+        kohost::PluginSession &plugin = mKept ? *mKept : *fresh;
         result.setupLog = recorded(log, 0, LogOutput::System);
         for (const StepSpec &step : trace.steps) {
             const int64_t captureNs =
@@ -140,6 +152,8 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
             result.steps.emplace_back();
             runStep(plugin.selector(), trace, step, log, captureNs, result.steps.back());
         }
+        if (fresh && mLoading == Loading::KeptLoaded)
+            mKept = std::move(fresh);
     }
     kohost::pinBootTime(std::nullopt);
     result.androidLog = recorded(log, 0, LogOutput::Android);
