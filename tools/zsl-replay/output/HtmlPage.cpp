@@ -78,10 +78,10 @@ nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step
             {"momentKnown", momentKnown}};
 }
 
-nlohmann::json viewOf(const SessionOutcome &session, const StepOutcome &step)
+// A capture's view; its session's header is kept apart, once (`session`: its number).
+nlohmann::json viewOf(const SessionOutcome &session, const StepOutcome &step, size_t sessionNumber)
 {
-    std::ostringstream header, text;
-    writeSessionHeader(header, session);
+    std::ostringstream text;
     writeStepText(text, session, step, false);
     nlohmann::json checks = nlohmann::json::array();
     for (const CheckOutcome &check : step.checks) {
@@ -94,7 +94,7 @@ nlohmann::json viewOf(const SessionOutcome &session, const StepOutcome &step)
         lines.push_back({line.logLine, line.timeText, line.level,
                          line.fileName.empty() ? "" : line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()",
                          line.text});
-    return {{"session", textLines(header.str())},
+    return {{"session", sessionNumber},
             {"text", textLines(text.str())},
             {"timeline", timelineOf(session, step)},
             {"checks", checks},
@@ -117,11 +117,30 @@ std::string base64(const std::string &bytes)
     return out;
 }
 
+std::string gunzip(const std::string &bytes)
+{
+    z_stream stream{};
+    inflateInit2(&stream, 15 + 16);
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    std::string out;
+    char buffer[1 << 16];
+    int status = Z_OK;
+    while (status == Z_OK) {
+        stream.next_out = reinterpret_cast<Bytef *>(buffer);
+        stream.avail_out = sizeof(buffer);
+        status = inflate(&stream, Z_NO_FLUSH);
+        out.append(buffer, sizeof(buffer) - stream.avail_out);
+    }
+    inflateEnd(&stream);
+    return out;
+}
+
 std::string gzip(const std::string &bytes)
 {
     z_stream stream{};
     // 15 + 16: a gzip member, which the browser's DecompressionStream reads.
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
     std::string out(deflateBound(&stream, bytes.size()), '\0');
     stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
     stream.avail_in = static_cast<uInt>(bytes.size());
@@ -129,17 +148,23 @@ std::string gzip(const std::string &bytes)
     stream.avail_out = static_cast<uInt>(out.size());
     deflate(&stream, Z_FINISH);
     out.resize(stream.total_out);
+    out.shrink_to_fit(); // kept until the page is written: not at the input's size
     deflateEnd(&stream);
     return out;
 }
 
-// One data block of the page: JSON as it is, or compressed when large.
+// One data block of the page: JSON as it is, or compressed (already) when large.
+std::string block(const std::string &id, const std::string &data, bool compressed)
+{
+    if (compressed)
+        return "<script type=\"text/plain\" id=\"" + id + "\" data-encoding=\"gzip-base64\">" + base64(data) +
+               "</script>\n";
+    return "<script type=\"application/json\" id=\"" + id + "\">" + scriptSafeJson(data) + "</script>\n";
+}
+
 std::string block(const std::string &id, const std::string &json)
 {
-    if (json.size() > HtmlPage::kCompressAbove)
-        return "<script type=\"text/plain\" id=\"" + id + "\" data-encoding=\"gzip-base64\">" + base64(gzip(json)) +
-               "</script>\n";
-    return "<script type=\"application/json\" id=\"" + id + "\">" + scriptSafeJson(json) + "</script>\n";
+    return json.size() > HtmlPage::kCompressAbove ? block(id, gzip(json), true) : block(id, json, false);
 }
 
 std::string joined(const std::vector<std::string> &items)
@@ -148,11 +173,6 @@ std::string joined(const std::vector<std::string> &items)
     for (size_t i = 0; i < items.size(); ++i)
         out += (i > 0 ? "," : "") + items[i];
     return out + "]";
-}
-
-std::string viewsBlock(size_t chunk, const std::vector<std::string> &views)
-{
-    return block("zsl-views-" + std::to_string(chunk), joined(views));
 }
 
 } // namespace
@@ -169,30 +189,61 @@ std::string scriptSafeJson(const std::string &json)
     return out;
 }
 
-void HtmlPage::add(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
+void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow &row)
 {
-    for (size_t i = 0; i < rows.size() && i < session.steps.size(); ++i) {
-        const CaptureRow &row = rows[i];
-        auto text = [&](const std::string &value) { return intern(mTexts, mTextNumbers, value); };
-        auto orNull = [](const auto &value) { return value ? nlohmann::json(*value) : nlohmann::json(); };
-        nlohmann::json refused = nlohmann::json::array();
-        for (const char *kind : kRefusalClasses)
-            refused.push_back(row.refused.count(kind) ? row.refused.at(kind) : 0);
-        std::string unknown;
-        for (const std::string &note : row.unknown)
-            unknown += (unknown.empty() ? "" : " | ") + note;
-        // The order the page's script reads (page.js, expandRow).
-        mRows.push_back(jsonText(nlohmann::json::array(
-            {text(row.input), text(row.device), text(row.build), row.logTime.empty() ? row.reportTime : row.logTime,
-             row.fwkFrame, row.kind, orNull(row.zslNeeded), orNull(row.anchorFrame), orNull(row.selected),
-             orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
-             text(unknown)})));
-        mViews.push_back(jsonText(viewOf(session, session.steps[i])));
-        if (mViews.size() == kChunk) {
-            mViewBlocks.push_back(viewsBlock(mViewBlocks.size(), mViews));
-            mViews.clear();
-        }
+    auto text = [&](const std::string &value) { return intern(mTexts, mTextNumbers, value); };
+    auto orNull = [](const auto &value) { return value ? nlohmann::json(*value) : nlohmann::json(); };
+    nlohmann::json refused = nlohmann::json::array();
+    for (const char *kind : kRefusalClasses)
+        refused.push_back(row.refused.count(kind) ? row.refused.at(kind) : 0);
+    std::string unknown;
+    for (const std::string &note : row.unknown)
+        unknown += (unknown.empty() ? "" : " | ") + note;
+    // The order the page's script reads (page.js, expandRow).
+    mRows.push_back(jsonText(nlohmann::json::array(
+        {text(row.input), text(row.device), text(row.build), row.logTime.empty() ? row.reportTime : row.logTime,
+         row.fwkFrame, row.kind, orNull(row.zslNeeded), orNull(row.anchorFrame), orNull(row.selected),
+         orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
+         text(unknown)})));
+    mViews.push_back(jsonText(viewOf(session, step, mSessions.size())));
+    if (mViews.size() == kChunk) {
+        mChunks.push_back(chunkOf(mViews));
+        mViews.clear();
     }
+}
+
+void HtmlPage::endSession(const SessionOutcome &session)
+{
+    std::ostringstream header;
+    writeSessionHeader(header, session);
+    mSessions.push_back(jsonText(nlohmann::json(textLines(header.str()))));
+    mSessionFirstRow = mRows.size();
+}
+
+void HtmlPage::dropSession()
+{
+    const size_t keep = mSessionFirstRow;
+    mRows.resize(keep);
+    // The chunk the session began in is read back, and cut where it began.
+    const size_t whole = keep / kChunk;
+    if (mChunks.size() > whole) {
+        const Chunk &cut = mChunks[whole];
+        const nlohmann::json views = nlohmann::json::parse(cut.compressed ? gunzip(cut.data) : cut.data);
+        mViews.clear();
+        for (size_t i = 0; i < keep % kChunk; ++i)
+            mViews.push_back(jsonText(views.at(i)));
+        mChunks.resize(whole);
+    } else {
+        mViews.resize(keep - whole * kChunk);
+    }
+}
+
+HtmlPage::Chunk HtmlPage::chunkOf(const std::vector<std::string> &views)
+{
+    std::string json = joined(views);
+    if (json.size() > kCompressAbove)
+        return {gzip(json), true};
+    return {std::move(json), false};
 }
 
 size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers, const std::string &text)
@@ -216,6 +267,7 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
                                  {"summaryText", textLines(text.str())},
                                  {"reasonClasses", classes},
                                  {"texts", mTexts},
+                                 {"sessions", nlohmann::json::parse(joined(mSessions))},
                                  {"captures", mRows.size()},
                                  {"chunk", kChunk}};
     // A nonce of this page's own: text planted in a report cannot know it.
@@ -233,10 +285,12 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
     out << layout.substr(0, data);
     out << block("zsl-head", jsonText(head)) << block("zsl-rows", joined(mRows));
     out << layout.substr(data + dataMark.size(), views - data - dataMark.size());
-    for (const std::string &written : mViewBlocks)
-        out << written;
-    if (!mViews.empty())
-        out << viewsBlock(mViewBlocks.size(), mViews);
+    for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
+        out << block("zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
+    if (!mViews.empty()) {
+        const Chunk last = chunkOf(mViews);
+        out << block("zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
+    }
     out << layout.substr(views + viewsMark.size());
 }
 

@@ -30,14 +30,26 @@ public:
     static constexpr size_t kChunk = 256;
     static constexpr size_t kCompressAbove = 32 * 1024;
 
-    // `rows` are captureRows(session).
-    void add(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows);
+    // A capture of the session being read, with its row: kept as the page
+    // shows it (its row, its view compressed with its chunk's), not as a step.
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow &row);
+    // The session is read whole: its header (what only the whole input
+    // tells), kept once for all its captures.
+    void endSession(const outcome::SessionOutcome &session);
+    // The session could not be read whole: its captures are taken out again.
+    void dropSession();
     // The page, with the summary of every capture added.
     void write(std::ostream &out, const FleetSummary &summary) const;
 
 private:
     // A text's number in `texts`, added on first sight.
     static size_t intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers, const std::string &text);
+    // A chunk of views: their JSON array, gzip-compressed when large.
+    struct Chunk {
+        std::string data;
+        bool compressed = false;
+    };
+    static Chunk chunkOf(const std::vector<std::string> &views);
 
     // Each capture's row as a JSON array, its texts that repeat from capture
     // to capture (input, device and build, what the log could not tell)
@@ -45,9 +57,12 @@ private:
     std::vector<std::string> mRows;
     std::vector<std::string> mTexts;
     std::map<std::string, size_t> mTextNumbers;
-    // The views: each full chunk written (and compressed) as its block at
-    // once, the last chunk's views as JSON until the page is written.
-    std::vector<std::string> mViewBlocks;
+    // Each session's header lines, as JSON; a view names its session by number.
+    std::vector<std::string> mSessions;
+    size_t mSessionFirstRow = 0; // the first row of the session being read
+    // The views: each full chunk kept compressed at once, the last chunk's
+    // views as JSON until the page is written.
+    std::vector<Chunk> mChunks;
     std::vector<std::string> mViews;
 };
 

@@ -193,11 +193,23 @@ void PicturesSink::finish()
     mPerfetto->close();
 }
 
-void HtmlSink::addSession(const SessionOutcome &session, const std::vector<CaptureRow> &rows)
+void HtmlSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow *row)
 {
-    for (const CaptureRow &row : rows)
-        mSummary.add(row);
-    mPage.add(session, rows);
+    mSession.add(*row);
+    mPage.add(session, step, *row);
+}
+
+void HtmlSink::end(const SessionOutcome &session)
+{
+    mSummary.add(mSession);
+    mSession = FleetSummary();
+    mPage.endSession(session);
+}
+
+void HtmlSink::drop()
+{
+    mSession = FleetSummary();
+    mPage.dropSession();
 }
 
 void HtmlSink::finish()

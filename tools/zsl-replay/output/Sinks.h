@@ -118,20 +118,20 @@ private:
 };
 
 // The self-contained HTML page of every capture, with its own summary.
-class HtmlSink : public WholeSessionSink {
+class HtmlSink : public Sink {
 public:
     explicit HtmlSink(std::unique_ptr<OutputFile> file) : mFile(std::move(file)) {}
+    // Each capture goes into the page as it comes, kept as the page shows it.
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow *row) override;
+    void end(const outcome::SessionOutcome &session) override;
+    void drop() override;
     void finish() override;
     bool readsRows() const override { return true; }
-
-protected:
-    void addSession(const outcome::SessionOutcome &session, const std::vector<CaptureRow> &rows) override;
-    bool showsLines() const override { return true; }
 
 private:
     std::unique_ptr<OutputFile> mFile;
     HtmlPage mPage;
-    FleetSummary mSummary;
+    FleetSummary mSummary, mSession; // all sessions ended; the one being read
 };
 
 // Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...

@@ -346,7 +346,7 @@
     const body = $('capture-body');
     body.replaceChildren();
     body.append(el('p', {}, 'From ', el('strong', {}, row.input), row.device ? ', device ' + row.device + (row.build ? ', build ' + row.build : '') : '', row.time ? ', at ' + row.time : '', '.'));
-    body.append(el('h3', {}, 'What the selector did'), el('pre', { class: 'explanation' }, view.session.concat(view.text).join('\n')));
+    body.append(el('h3', {}, 'What the selector did'), el('pre', { class: 'explanation' }, state.head.sessions[view.session].concat(view.text).join('\n')));
     if (view.timeline) body.append(el('h3', {}, 'Timeline'), timeline(view.timeline, view.checks));
     body.append(el('h3', {}, 'Checks'));
     if (view.checks.length === 0) body.append(el('p', {}, 'No frame check belongs to this capture.'));
