@@ -68,8 +68,8 @@ next call has begun and its process's level is known: debug from its first debug
 two more selections, or 4,096 lines of the plug-in, without one), so a day-long log needs no more
 memory than a short one; a log whose format shows no thread id is decided at its end and held
 until then. What is written only once every capture has come (--svg, --perfetto,
---write-traces, --html) keeps each capture's own facts, without its lines (--html with them), so it
-grows with the captures. A single input is read on a second thread while the first rebuilds its
+--write-traces) keeps each capture's own facts, without its lines, so it grows with the captures;
+--html keeps each capture as the page shows it, compressed as it goes (about 0.6 KB a capture). A single input is read on a second thread while the first rebuilds its
 captures (-j 2 or more); several inputs are read -j at a time, each kept whole until its turn (with
 -j 1 each capture is taken as it completes). A report longer than a few MiB waits in a temporary
 file (TMPDIR) until its input has been read whole, since its head names what only the whole input
