@@ -180,6 +180,39 @@ zsl::output::CaptureRow row(const char *device, size_t requested, size_t taken, 
     return row;
 }
 
+TEST(FriendlyMistakes, AMistypedSubcommandOrAnotherSubcommandsInputIsSaidInOneLine)
+{
+    struct Case {
+        std::string args;
+        std::string said; // in the one line on standard error
+    };
+    const std::string source = ZSL_SOURCE_DIR;
+    const Case cases[] = {
+        {"explian " + kSample, "explian is neither a subcommand nor a file: did you mean `zsl-replay explain`?"},
+        {"sumarize rows.csv", "did you mean `zsl-replay summarize`?"},
+        {"compair", "did you mean `zsl-replay compare`?"},
+        {"frobnicate", "(the subcommands: replay, explain, whatif, summarize, compare, tags)"},
+        {kSample, kSample + " is a device log: zsl-replay explain " + kSample + " reads it"},
+        {"replay " + source + "/fuzz/log-seeds/bugreport.txt", "is a bug report: zsl-replay explain"},
+        {"replay " + source + "/fuzz/log-seeds/bugreport.zip", "is a zip, as adb bugreport writes: zsl-replay explain"},
+        {"replay " + source + "/fuzz/log-seeds/persistent.log.gz", "is gzip-compressed"},
+        {"replay " + source + "/fuzz/perfetto-seeds/first-capture.pftrace", "is a Perfetto trace: zsl-replay explain"},
+    };
+    for (const Case &c : cases) {
+        const Outcome run = kotest::replay(c.args);
+        EXPECT_EQ(run.status, 2) << c.args;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << c.args << "\n" << run.err;
+        EXPECT_NE(run.err.find(c.said), std::string::npos) << c.args << "\n" << run.err;
+    }
+    // A trace is still a trace, and a file named like a subcommand's typo still a file.
+    EXPECT_EQ(kotest::replay(source + "/examples/overview.json").status, 0);
+    TempDir dir;
+    const std::string typo = dir.path() + "/explian";
+    fs::copy_file(source + "/examples/overview.json", typo);
+    const Outcome named = kotest::replay("explian", "cd " + dir.path() + " &&");
+    EXPECT_EQ(named.status, 0) << named.err;
+}
+
 TEST(SummarySvg, ShowsTheCountsOfTheRows)
 {
     zsl::output::FleetSummary summary;

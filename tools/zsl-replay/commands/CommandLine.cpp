@@ -4,6 +4,8 @@
 
 #include "commands/Usage.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <thread>
 
@@ -203,12 +205,56 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
         ->type_name("TRACE");
 }
 
+const char *const kSubcommands[] = {"replay", "explain", "whatif", "summarize", "compare", "tags"};
+
 bool isSubcommandOrTopLevel(const std::string &arg)
 {
-    for (const char *word : {"replay", "explain", "whatif", "summarize", "compare", "tags", "-h", "--help", "--help-all", "--version"})
+    for (const char *word : kSubcommands)
+        if (arg == word)
+            return true;
+    for (const char *word : {"-h", "--help", "--help-all", "--version"})
         if (arg == word)
             return true;
     return false;
+}
+
+// Letters to change, add or drop to make one word the other.
+size_t editDistance(const std::string &a, const std::string &b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+// A first word that is neither a subcommand nor a file (no path, no
+// extension): a mistyped subcommand, said as such, with the nearest one.
+std::optional<int> refuseUnknownWord(const std::string &word)
+{
+    if (word.empty() || word[0] == '-' || word.find_first_of("/.") != std::string::npos ||
+        std::filesystem::exists(word))
+        return std::nullopt;
+    const char *nearest = nullptr;
+    size_t best = 3; // at most two letters off
+    for (const char *command : kSubcommands)
+        if (const size_t distance = editDistance(word, command); distance < best) {
+            best = distance;
+            nearest = command;
+        }
+    std::cerr << "zsl-replay: " << word << " is neither a subcommand nor a file"
+              << (nearest ? std::string(": did you mean `zsl-replay ") + nearest + "`?"
+                          : std::string(" (the subcommands: replay, explain, whatif, summarize, compare, tags)"))
+              << " (see zsl-replay --help)\n";
+    return 2;
 }
 
 // The option's name as given: "--jobs=4" is "--jobs", "-j4" is "-j".
@@ -343,6 +389,9 @@ CommandLine::CommandLine() : mApp("Replays ZSL captures through the frame-select
 std::optional<int> CommandLine::parse(int argc, char **argv)
 {
     std::vector<std::string> args(argv + 1, argv + argc);
+    if (!args.empty() && !isSubcommandOrTopLevel(args.front()))
+        if (auto refused = refuseUnknownWord(args.front()))
+            return refused;
     if (args.empty() || !isSubcommandOrTopLevel(args.front()))
         args.insert(args.begin(), "replay");
     std::vector<const char *> words{argv[0]};

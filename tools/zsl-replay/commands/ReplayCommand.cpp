@@ -6,6 +6,7 @@
 #include "commands/Usage.h"
 #include "messages/PluginMessages.h"
 #include "outcome/Error.h"
+#include "perfetto/TraceFile.h"
 #include "output/LogcatWriter.h"
 #include "output/Outputs.h"
 #include "output/Sinks.h"
@@ -22,6 +23,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <sstream>
 
@@ -52,6 +54,32 @@ int androidLogPriority()
     return forTag >= 0 ? forTag : forAll >= 0 ? forAll : ANDROID_LOG_VERBOSE;
 }
 
+// What another subcommand reads, told by a file's first bytes: a device
+// log, a bug report or a Perfetto trace given to replay is said in one line
+// that names the subcommand, not reported as bad JSON. "" for a trace.
+std::string readByAnotherCommand(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::string head(64 * 1024, '\0');
+    in.read(head.data(), static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<size_t>(in.gcount()));
+    const size_t first = head.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos || head[first] == '{' || head[first] == '[')
+        return ""; // JSON, or empty: the trace reader says what is wrong with it
+    const std::string explain = ": zsl-replay explain " + path + " reads it (replay reads traces, docs/trace-format.md)";
+    if (head.rfind("PK\x03\x04", 0) == 0)
+        return path + " is a zip, as adb bugreport writes" + explain;
+    if (head.rfind("\x1f\x8b", 0) == 0)
+        return path + " is gzip-compressed, as logd's persistent logs are" + explain;
+    if (perfetto::looksLikeTrace(head))
+        return path + " is a Perfetto trace" + explain;
+    if (head.find("== dumpstate") != std::string::npos)
+        return path + " is a bug report" + explain;
+    if (head.find(messages::kPluginTag) != std::string::npos || head.find("--------- beginning of") != std::string::npos)
+        return path + " is a device log" + explain;
+    return "";
+}
+
 // The traces to replay; a bad one is named and left out (status 2).
 std::vector<replay::TraceSpec> readTraces(const std::vector<std::string> &files, int &status)
 {
@@ -65,6 +93,8 @@ std::vector<replay::TraceSpec> readTraces(const std::vector<std::string> &files,
                 std::ostringstream text;
                 text << std::cin.rdbuf();
                 traces.push_back(replay::parseTrace(text.str(), "<stdin>"));
+            } else if (const std::string other = readByAnotherCommand(file); !other.empty()) {
+                throw outcome::Error(other);
             } else {
                 traces.push_back(replay::readTraceFile(file));
             }
