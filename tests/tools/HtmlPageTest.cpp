@@ -5,13 +5,18 @@
 
 #include "ReplayCli.h"
 
+#include "output/CaptureTable.h"
+#include "output/FleetSummary.h"
 #include "output/HtmlPage.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <zlib.h>
+
 #include <fstream>
 #include <regex>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -70,6 +75,97 @@ TEST(HtmlPage, OnlyThePagesOwnScriptMayRunAndItsNonceIsNewEachTime)
     ASSERT_TRUE(std::regex_search(two, c, policy));
     EXPECT_NE(a[1], c[1]);
     EXPECT_NE(one.find("default-src 'none'"), std::string::npos);
+}
+
+// A data block of the page by its id, as the page's script reads it (gzip and base64 undone).
+nlohmann::json dataBlock(const std::string &html, const std::string &id)
+{
+    const std::regex element("<script type=\"[^\"]+\" id=\"" + id + "\"( data-encoding=\"gzip-base64\")?>([^<]*)</script>");
+    std::smatch found;
+    if (!std::regex_search(html, found, element))
+        return nullptr;
+    std::string text = found[2];
+    if (!found[1].matched)
+        return nlohmann::json::parse(text);
+    static const std::string digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string bytes;
+    uint32_t bits = 0;
+    int held = 0;
+    for (char c : text) {
+        if (c == '=')
+            break;
+        bits = bits << 6 | static_cast<uint32_t>(digits.find(c));
+        if ((held += 6) >= 8)
+            bytes += static_cast<char>(bits >> (held -= 8) & 0xff);
+    }
+    z_stream stream{};
+    inflateInit2(&stream, 15 + 16);
+    stream.next_in = reinterpret_cast<Bytef *>(bytes.data());
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    std::string json;
+    char out[4096];
+    int status = Z_OK;
+    while (status == Z_OK) {
+        stream.next_out = reinterpret_cast<Bytef *>(out);
+        stream.avail_out = sizeof(out);
+        status = inflate(&stream, Z_NO_FLUSH);
+        json.append(out, sizeof(out) - stream.avail_out);
+    }
+    inflateEnd(&stream);
+    return nlohmann::json::parse(json);
+}
+
+TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
+{
+    // Sessions of 300 captures (past a chunk of views), 300 dropped (past the
+    // next chunk, which is then read back and cut), then 10: the page holds
+    // the 310 kept, each view with its own capture and its session's header.
+    zsl::output::HtmlPage page;
+    auto session = [&](const std::string &name, uint32_t first, size_t captures, bool keep) {
+        zsl::outcome::SessionOutcome read;
+        read.name = name;
+        read.file = name + ".log";
+        read.fromLog = true;
+        for (size_t i = 0; i < captures; ++i) {
+            zsl::outcome::StepOutcome step;
+            step.fwkFrame = first + static_cast<uint32_t>(i);
+            page.add(read, step, zsl::output::captureRow(read, step));
+        }
+        if (keep)
+            page.endSession(read);
+        else
+            page.dropSession();
+    };
+    session("first", 1, 300, true);
+    session("dropped", 1001, 300, false);
+    session("last", 2001, 10, true);
+    std::ostringstream out;
+    page.write(out, zsl::output::FleetSummary());
+    const std::string html = out.str();
+    const nlohmann::json rows = dataBlock(html, "zsl-rows"), head = dataBlock(html, "zsl-head");
+    ASSERT_EQ(rows.size(), 310u);
+    ASSERT_EQ(head.at("sessions").size(), 2u);
+    EXPECT_EQ(head.at("sessions")[1][0], "== last  (last.log), read from a log");
+    std::vector<uint32_t> frames, viewed;
+    for (const nlohmann::json &row : rows)
+        frames.push_back(row.at(4).get<uint32_t>());
+    for (size_t chunk = 0;; ++chunk) {
+        const nlohmann::json views = dataBlock(html, "zsl-views-" + std::to_string(chunk));
+        if (views.is_null())
+            break;
+        for (const nlohmann::json &view : views) {
+            const std::string first = view.at("text")[0];
+            viewed.push_back(static_cast<uint32_t>(std::stoul(first.substr(first.rfind(' ') + 1))));
+            EXPECT_EQ(view.at("session"), viewed.back() < 1000 ? 0 : 1) << first;
+        }
+    }
+    std::vector<uint32_t> expected;
+    for (uint32_t frame = 1; frame <= 300; ++frame)
+        expected.push_back(frame);
+    for (uint32_t frame = 2001; frame <= 2010; ++frame)
+        expected.push_back(frame);
+    EXPECT_EQ(frames, expected);
+    EXPECT_EQ(viewed, expected);
 }
 
 TEST(HtmlPage, ScriptSafeJsonKeepsTheValue)
