@@ -71,8 +71,7 @@ std::optional<Estimate> LagSample::percentile(double p) const
 {
     if (mLagsUs.empty())
         return std::nullopt;
-    std::vector<int32_t> sorted = mLagsUs;
-    std::sort(sorted.begin(), sorted.end());
+    const std::vector<int32_t> &sorted = this->sorted();
     const double frames = static_cast<double>(sorted.size());
     auto atShare = [&](double share) {
         const double rank = std::ceil(share * frames);
@@ -97,12 +96,21 @@ std::optional<Estimate> LagSample::percentile(double p) const
     return Estimate{value / 1000.0, (high - low) / 1000.0 / (2 * kZ95), sorted.front() == sorted.back()};
 }
 
+const std::vector<int32_t> &LagSample::sorted() const
+{
+    if (mSorted.size() != mLagsUs.size()) {
+        mSorted = mLagsUs;
+        std::sort(mSorted.begin(), mSorted.end());
+    }
+    return mSorted;
+}
+
 std::vector<double> LagSample::sortedMs() const
 {
-    std::vector<double> lags(mLagsUs.begin(), mLagsUs.end());
-    std::sort(lags.begin(), lags.end());
-    for (double &lag : lags)
-        lag /= 1000;
+    std::vector<double> lags;
+    lags.reserve(mLagsUs.size());
+    for (int32_t lag : sorted())
+        lags.push_back(lag / 1000.0);
     return lags;
 }
 

@@ -53,8 +53,12 @@ public:
     std::vector<double> sortedMs() const;
 
 private:
+    // The lags sorted, made on the first percentile asked for (after the last add).
+    const std::vector<int32_t> &sorted() const;
+
     std::vector<int32_t> mLagsUs;
     std::vector<uint16_t> mPerCapture;
+    mutable std::vector<int32_t> mSorted;
 };
 
 // The standard normal distribution's quantile and tail.
