@@ -1,4 +1,6 @@
 // zsl-replay's subcommands and options, and every help text.
+// Over 400 lines: most of it is the help texts, which the man page is made
+// from; they move to a file of their own with the man page's sections.
 
 #include "commands/CommandLine.h"
 

@@ -3,6 +3,8 @@
 // table and a capture's view, and keeps what is shown in the URL fragment.
 // Every text from the data is set with textContent: a log's text is shown,
 // never parsed as markup.
+// Over 400 lines: one script the page carries inline; its sections become
+// modules joined at build time with the planned split of the page's code.
 (function () {
   const SVG = 'http://www.w3.org/2000/svg';
   // Up to ALL_ROWS rows are shown at once; more are shown PAGE_ROWS at a
