@@ -3,7 +3,7 @@
 #   bin/zsl-replay                          the desk tool            (component tool)
 #   lib/.../com.korvan.zsl.default.so       the plug-in              (tool)
 #   lib/.../libcom.korvan.*.so, libcutils_properties.so   the host layer (tool)
-#   share/man/man1/zsl-replay.1.gz          made from every --help   (tool)
+#   share/man/man1/zsl-replay*.1.gz         the man pages            (tool)
 #   share/korvan-zsl/examples/, share/doc/korvan-zsl/                (tool)
 #   include/korvan-zsl/                     the API and host headers (dev)
 #   lib/.../cmake/KorvanZsl/                find_package(KorvanZsl)  (dev)
@@ -44,22 +44,26 @@ if(TARGET zsl-replay)
         INSTALL_RPATH "$ORIGIN/${ZSL_LIBDIR_FROM_BINDIR}" INSTALL_RPATH_USE_LINK_PATH ON)
     install(TARGETS zsl-replay RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 
-    # The man page: the tool's --help, then each subcommand's whole --help, through help2man.
-    find_program(HELP2MAN help2man)
-    if(HELP2MAN AND NOT CMAKE_CROSSCOMPILING)
-        set(manpage ${CMAKE_CURRENT_BINARY_DIR}/zsl-replay.1)
-        set(sections ${CMAKE_CURRENT_BINARY_DIR}/zsl-replay-subcommands.h2m)
-        add_custom_command(OUTPUT ${manpage}.gz
-            COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manpage-sections.sh $<TARGET_FILE:zsl-replay> ${sections}
-            COMMAND ${HELP2MAN} --no-info --section 1 --include ${sections}
-                --name "replay ZSL captures through the frame-selection plug-in, explain them from a device log, or replay them with other settings"
-                --output ${manpage} $<TARGET_FILE:zsl-replay>
-            COMMAND gzip -9nf ${manpage}
-            DEPENDS zsl-replay ${CMAKE_CURRENT_SOURCE_DIR}/cmake/manpage-sections.sh VERBATIM)
-        add_custom_target(zsl-replay-manpage ALL DEPENDS ${manpage}.gz)
-        install(FILES ${manpage}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
-    else()
-        message(STATUS "help2man not found: no man page for zsl-replay (scripts/setup installs it)")
+    # The man pages: zsl-replay(1) and one per subcommand, made from the
+    # command line itself; a cross build cannot run their writer.
+    if(NOT CMAKE_CROSSCOMPILING)
+        set(man_dir ${CMAKE_CURRENT_BINARY_DIR}/man)
+        set(man_pages zsl-replay replay explain whatif summarize compare tags)
+        list(TRANSFORM man_pages PREPEND zsl-replay- AT 1 2 3 4 5 6)
+        set(man_files ${man_pages})
+        list(TRANSFORM man_files PREPEND ${man_dir}/)
+        list(TRANSFORM man_files APPEND .1.gz)
+        set(gzip_commands)
+        foreach(page ${man_pages})
+            list(APPEND gzip_commands COMMAND gzip -9nf ${man_dir}/${page}.1)
+        endforeach()
+        add_custom_command(OUTPUT ${man_files}
+            COMMAND ${CMAKE_COMMAND} -E make_directory ${man_dir}
+            COMMAND zsl-replay-manpages ${man_dir}
+            ${gzip_commands}
+            DEPENDS zsl-replay-manpages VERBATIM)
+        add_custom_target(zsl-replay-manpages-gz ALL DEPENDS ${man_files})
+        install(FILES ${man_files} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
     endif()
 endif()
 

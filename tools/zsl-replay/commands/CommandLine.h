@@ -32,6 +32,8 @@ public:
     const WhatIfOptions &whatIf() const { return mWhatIf; }
     const SummarizeOptions &summarize() const { return mSummarize; }
     const CompareOptions &compare() const { return mCompare; }
+    // The whole command line, which the man pages are made from.
+    CLI::App &app() { return mApp; }
 
 private:
     std::optional<int> refuseUnknownOption(const CLI::App &given, const std::vector<std::string> &args) const;
