@@ -37,7 +37,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KorvanZslConfig.cmake ${CMAKE_CURRENT_
     cmake/AndroidHostLibs.cmake DESTINATION ${ZSL_INSTALL_CMAKEDIR} COMPONENT dev)
 
 install(DIRECTORY examples/ DESTINATION ${ZSL_INSTALL_DATADIR}/examples COMPONENT tool)
-install(FILES README.md docs/trace-format.md docs/compare.md docs/capture-table.md DESTINATION ${ZSL_INSTALL_DOCDIR} COMPONENT tool)
+install(FILES README.md DESTINATION ${ZSL_INSTALL_DOCDIR} COMPONENT tool)
+# The README links into docs/, kept as in the repository.
+install(DIRECTORY docs/ DESTINATION ${ZSL_INSTALL_DOCDIR}/docs COMPONENT tool)
 
 if(TARGET zsl-replay)
     set_target_properties(zsl-replay PROPERTIES
