@@ -262,7 +262,7 @@ TEST(CompareCommand, BadInputIsOneLineAndStatusTwo)
     const TempFile good(table(kCsv, 1, 50, Planted{}), ".csv");
     const TempFile empty(table(kCsv, 1, 0, Planted{}), ".csv");
     std::string other = table(kJsonLines, 1, 3, Planted{});
-    for (size_t at; (at = other.find("zsl-capture-table/3")) != std::string::npos;)
+    for (size_t at; (at = other.find(zsl::output::kCaptureTableSchema)) != std::string::npos;)
         other.replace(at, 19, "zsl-capture-table/9");
     const TempFile otherSchema(other, ".jsonl");
     const std::string g = good.path();

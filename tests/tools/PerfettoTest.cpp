@@ -119,15 +119,27 @@ perfetto::protos::Trace decode(const std::string &path)
     return trace;
 }
 
+// A capture's header without its time: a trace knows the year and zone that
+// logcat's text leaves out, so that is where the two reports may differ.
+std::string withoutLogTimes(std::string text)
+{
+    for (size_t at = 0; (at = text.find("\n-- ", at)) != std::string::npos; ++at) {
+        const size_t end = text.find('\n', at + 1), time = text.rfind(", at ", end);
+        if (time != std::string::npos && time > at)
+            text.erase(time, end - time);
+    }
+    return text;
+}
+
 std::string withoutFirstLine(const std::string &text)
 {
-    return text.substr(text.find('\n') + 1);
+    return withoutLogTimes(text.substr(text.find('\n') + 1));
 }
 
 // The report from its first capture on: without the header that names the input.
 std::string fromFirstCapture(const std::string &text)
 {
-    return text.substr(std::min(text.size(), text.find("\n-- ")));
+    return withoutLogTimes(text.substr(std::min(text.size(), text.find("\n-- "))));
 }
 
 // How many selections a log holds: each logs its capture moment once.

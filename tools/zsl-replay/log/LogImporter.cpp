@@ -328,7 +328,7 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
         if (thread.needed && neededAnswer(thread.needed->first))
             yes.swap(thread.needed);
         closeNeeded(thread);
-        StepOutcome &selection = addStep(thread, StepKind::Select, "from line " + std::to_string(lineNumber),
+        StepOutcome &selection = addStep(thread, StepKind::Select, lineNumber,
                                          yes ? yes->first : line);
         selection.selectRan = true;
         selection.fwkFrame = fwkFrame;
@@ -448,7 +448,7 @@ void LogImporter::closeSelection(Thread &thread)
     step.queues.push_back(std::move(meta));
 }
 
-StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, const std::string &where,
+StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, size_t firstLine,
                                   const kohost::LogLine &first)
 {
     Open &open = mOpen.emplace_back();
@@ -458,7 +458,9 @@ StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, const std
     open.selectionsAtOpen = mSelectionsBegun[thread.pid];
     StepOutcome &step = open.step;
     step.kind = kind;
-    step.label = who(thread) + ", " + where;
+    // A lone answer of isSelectorNeeded is one line; a call's lines start there.
+    step.label = who(thread) + (kind == StepKind::Needed ? ", line " : ", from line ") + std::to_string(firstLine);
+    step.firstLine = firstLine;
     step.pid = thread.pid;
     step.tid = thread.tid;
     step.logTime = first.timeText;
@@ -469,7 +471,7 @@ void LogImporter::closeNeeded(Thread &thread)
 {
     if (!thread.needed)
         return;
-    StepOutcome &step = addStep(thread, StepKind::Needed, "line " + std::to_string(thread.needed->second),
+    StepOutcome &step = addStep(thread, StepKind::Needed, thread.needed->second,
                                 thread.needed->first);
     step.needed = neededAnswer(thread.needed->first);
     step.log.push_back(std::move(thread.needed->first));

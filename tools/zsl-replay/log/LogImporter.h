@@ -107,7 +107,8 @@ private:
     void closeCall(Thread &thread, bool atEnd = false);
     void closeNeeded(Thread &thread);
     // A new step of the thread's, labelled with where its lines start.
-    outcome::StepOutcome &addStep(const Thread &thread, outcome::StepKind kind, const std::string &where, const kohost::LogLine &first);
+    outcome::StepOutcome &addStep(const Thread &thread, outcome::StepKind kind, size_t firstLine,
+                                  const kohost::LogLine &first);
     static std::string who(const Thread &thread);
 
     // A step not handed over yet, with what deciding it waits for.

@@ -199,7 +199,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     const bool ownStep = !thread.capture || !belongs(openStep(*thread.capture));
     const size_t index = ownStep ? mFirstOpen + mOpen.size() : *thread.capture;
     if (ownStep) {
-        StepOutcome &own = addStep(thread, StepKind::Check, "from line " + std::to_string(call.firstLine),
+        StepOutcome &own = addStep(thread, StepKind::Check, call.firstLine,
                                    call.lines.front());
         own.fwkFrame = fwkFrame.value_or(0);
         if (thread.tid == kUnknownId)

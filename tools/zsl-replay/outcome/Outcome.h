@@ -83,8 +83,10 @@ struct StepOutcome {
     int64_t captureNs = 0; // the capture moment, boot-time clock
     std::vector<QueueView> queues;
     // Read from a device log: the process and thread whose lines made the
-    // step, and the time of its first line as the log prints it.
+    // step, the number of its first line and that line's time as the log
+    // prints it (0 and "" for a replay).
     int pid = 0, tid = 0;
+    size_t firstLine = 0;
     std::string logTime;
     std::optional<bool> needed;
     bool selectRan = false;

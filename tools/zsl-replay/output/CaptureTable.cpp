@@ -2,6 +2,7 @@
 
 #include "output/CaptureTable.h"
 
+#include "output/Answer.h"
 #include "output/CaptureTime.h"
 
 #include "outcome/FrameText.h"
@@ -80,10 +81,12 @@ CaptureRow captureRow(const SessionOutcome &session, const StepOutcome &step)
         if (step.tid != kUnknownId)
             row.tid = step.tid;
         row.logTime = step.logTime;
+        row.line = step.firstLine;
         row.captureTime = isoCaptureTime(step.logTime, session.reportTime);
     }
     row.fwkFrame = step.fwkFrame;
     row.kind = stepKindName(step.kind);
+    row.answer = answerText(step, session.fromLog);
     row.zslNeeded = step.needed;
     row.unknown = step.notes;
 
@@ -178,6 +181,8 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     out["taken_lags_ms"] = lags;
     out["capture_time"] = row.captureTime; // added in version 2
     out["completeness"] = row.completeness; // added in version 3
+    out["line"] = orNull(row.line);         // added in version 4
+    out["answer"] = row.answer;             // added in version 4
     return out;
 }
 

@@ -25,7 +25,7 @@ namespace zsl::output {
 
 // The schema's name and version, in every row: a reader of many files
 // knows each row's columns.
-constexpr const char kCaptureTableSchema[] = "zsl-capture-table/3";
+constexpr const char kCaptureTableSchema[] = "zsl-capture-table/4";
 
 struct CaptureRow {
     std::string input;              // the file read ("-": standard input), or the trace replayed
@@ -50,6 +50,8 @@ struct CaptureRow {
     size_t verdictUnknown = 0;
     std::vector<std::string> unknown; // what the log could not tell
     std::string completeness = "whole"; // outcome::completenessName: how much of the capture's lines the log holds
+    std::optional<size_t> line;         // the capture's first line in its input, read from a log
+    std::string answer;                 // output::answerText: the capture in one sentence
 };
 
 // The device and build a build fingerprint names

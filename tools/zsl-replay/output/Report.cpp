@@ -3,6 +3,7 @@
 #include "output/Report.h"
 
 #include "outcome/FrameText.h"
+#include "output/Answer.h"
 
 #include <cstdio>
 
@@ -119,7 +120,11 @@ void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOut
     out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
     if (!step.label.empty())
         out << ": " << step.label;
+    if (!step.logTime.empty())
+        out << ", at " << step.logTime;
     out << "\n";
+    if (const std::string answer = answerText(step, trace.fromLog); !answer.empty())
+        out << "   answer: " << answer << "\n";
     if (step.completeness != Completeness::Whole)
         out << "   not whole: " << completenessText(step.completeness, step.completenessWhy) << "\n";
     if (step.needed)
@@ -194,7 +199,15 @@ nlohmann::json stepJson(const SessionOutcome &trace, const StepOutcome &step)
     nlohmann::json out = {{"kind", stepKindName(step.kind)},
                           {"label", step.label},
                           {"fwkFrame", step.fwkFrame},
-                          {"captureTimeNs", step.momentKnown ? nlohmann::json(step.captureNs) : nlohmann::json()}};
+                          {"captureTimeNs", step.momentKnown ? nlohmann::json(step.captureNs) : nlohmann::json()},
+                          {"answer", answerText(step, trace.fromLog)}};
+    if (trace.fromLog) {
+        // The capture table's names; an id the log's format does not show is null.
+        out["pid"] = step.pid == kUnknownId ? nlohmann::json() : nlohmann::json(step.pid);
+        out["tid"] = step.tid == kUnknownId ? nlohmann::json() : nlohmann::json(step.tid);
+        out["line"] = step.firstLine;
+        out["log_time"] = step.logTime;
+    }
     if (step.needed)
         out["needed"] = *step.needed;
     if (step.selectRan) {
@@ -224,6 +237,7 @@ nlohmann::json stepJson(const SessionOutcome &trace, const StepOutcome &step)
                           {"verdict", known ? nlohmann::json{check.verdict.first, check.verdict.second}
                                             : nlohmann::json()},
                           {"accepted", known ? nlohmann::json(check.verdict.first) : nlohmann::json()},
+                          {"secondFlag", known ? nlohmann::json(check.verdict.second) : nlohmann::json()},
                           {"reason", check.reason},
                           {"explanation", check.explanation}});
         if (!known)

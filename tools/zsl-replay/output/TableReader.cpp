@@ -20,6 +20,7 @@ using Json = nlohmann::json;
 // Earlier versions' rows are the current one's without the columns added since.
 constexpr const char kFirstSchema[] = "zsl-capture-table/1";  // without capture_time
 constexpr const char kSecondSchema[] = "zsl-capture-table/2"; // without completeness
+constexpr const char kThirdSchema[] = "zsl-capture-table/3";  // without line and answer
 
 // One CSV record: fields split at commas, quoted fields may hold commas,
 // doubled quotes and line ends. False at the end of input.
@@ -72,10 +73,14 @@ template <typename T> std::optional<T> optionalOf(const Json &row, const char *k
 CaptureRow rowOf(const Json &json)
 {
     const std::string schema = json.at("schema").get<std::string>();
-    const int version = schema == kFirstSchema ? 1 : schema == kSecondSchema ? 2 : schema == kCaptureTableSchema ? 3 : 0;
+    const int version = schema == kFirstSchema           ? 1
+                        : schema == kSecondSchema        ? 2
+                        : schema == kThirdSchema         ? 3
+                        : schema == kCaptureTableSchema ? 4
+                                                         : 0;
     if (version == 0)
-        throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema + ", " + kSecondSchema + " or " +
-                    kFirstSchema);
+        throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema + ", " + kThirdSchema + ", " +
+                    kSecondSchema + " or " + kFirstSchema);
     CaptureRow row;
     row.input = json.at("input").get<std::string>();
     row.device = json.at("device").get<std::string>();
@@ -120,6 +125,10 @@ CaptureRow rowOf(const Json &json)
         row.captureTime = json.at("capture_time").get<std::string>();
     // Tables before version 3 did not say: their captures are taken as the log showed them.
     row.completeness = version >= 3 ? json.at("completeness").get<std::string>() : "whole";
+    if (version >= 4) {
+        row.line = optionalOf<size_t>(json, "line");
+        row.answer = json.at("answer").get<std::string>();
+    }
     return row;
 }
 

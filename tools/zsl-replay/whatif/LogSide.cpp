@@ -134,6 +134,7 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     step.label = logged.label;
     step.pid = logged.pid;
     step.tid = logged.tid;
+    step.firstLine = logged.firstLine;
     step.logTime = logged.logTime;
     step.shutterNs = logged.shutterNs; // the filled-in ones are not facts
     step.producer = logged.producer;
