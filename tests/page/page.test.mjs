@@ -86,12 +86,13 @@ async function open(file, fragment = '') {
   return page;
 }
 
+// A cell's whole text is its title where the cell shows less (a long input's end, a long answer).
 const shownRows = (page) => page.$$eval('#captures tbody tr:not([hidden])', (rows) => rows.map((tr) => ({
   n: Number(tr.dataset.n),
-  cells: [...tr.cells].map((td) => td.textContent),
+  cells: [...tr.cells].map((td) => td.title || td.textContent),
 })));
-const column = (name) => ['#', 'input', 'device', 'build', 'time', 'fwkFrame', 'ZSL needed', 'anchor', 'selected',
-  'requested', 'taken', 'refusals', 'not in the log'].indexOf(name);
+const column = (name) => ['#', 'input', 'device', 'build', 'time', 'fwkFrame', 'answer', 'taken', 'lag ms',
+  'not known'].indexOf(name);
 const refusedFor = (row, kind) => row['refused_' + kind] > 0;
 
 describe('the page of a folder of bug reports', () => {
@@ -105,6 +106,8 @@ describe('the page of a folder of bug reports', () => {
       assert.equal(row.cells[column('device')], truth[i].device || '–');
       assert.equal(row.cells[column('build')], truth[i].build || '–');
       assert.equal(row.cells[column('fwkFrame')], String(truth[i].fwk_frame));
+      assert.equal(row.cells[column('answer')], truth[i].answer);
+      assert.equal(row.cells[column('not known')], truth[i].unknown ? truth[i].unknown.split(' | ').join('\n') : '');
     });
     assert.deepEqual(problems, []);
     await page.close();
@@ -174,6 +177,26 @@ describe('the page of a folder of bug reports', () => {
     await linked.close();
   });
 
+  for (const width of [1400, 800]) {
+    test('at ' + width + ' px no row is higher than three lines and nothing is wider than its box', async () => {
+      const page = await browser.newPage();
+      await page.setViewport({ width, height: 900 });
+      await page.goto('file://' + pagePath);
+      await page.waitForSelector('body[data-ready]');
+      const layout = await page.evaluate(() => {
+        const line = parseFloat(getComputedStyle(document.querySelector('#captures td')).lineHeight);
+        const rows = [...document.querySelectorAll('#captures tbody tr')].map((tr) => tr.getBoundingClientRect().height);
+        const wrap = document.querySelector('#list .table-wrap');
+        return { line, rows, page: document.documentElement.scrollWidth, window: innerWidth, wrap: wrap.scrollWidth - wrap.clientWidth };
+      });
+      assert.ok(layout.rows.length > 0);
+      for (const height of layout.rows) assert.ok(height <= 3 * layout.line + 8, 'a row ' + height + ' px high; a line is ' + layout.line);
+      assert.ok(layout.page <= layout.window, 'the page is ' + layout.page + ' px wide in a window of ' + layout.window);
+      if (width >= 1400) assert.equal(layout.wrap, 0, 'the capture table is wider than the page at ' + width + ' px');
+      await page.close();
+    });
+  }
+
   test('a capture\'s view says what the text report says, and draws frames whose time the log lacks', async () => {
     // Capture 2 of each log is fwkFrame 300: frame 65 is taken, and its shutter time is not in the log.
     const n = truth.findIndex((row) => row.fwk_frame === 300) + 1;
@@ -187,6 +210,18 @@ describe('the page of a folder of bug reports', () => {
     assert.match(svg, /time not in the log/);
     const frames = await page.$$eval('#capture-body svg circle title', (titles) => titles.map((t) => t.textContent));
     assert.ok(frames.includes('frame 65, time not in the log, selected, taken'), frames.join('; '));
+    // The answer first; frames without a time drawn before the capture moment; the picture as wide as the page.
+    assert.equal(await page.$eval('#capture-body p.answer', (p) => p.textContent), truth[n - 1].answer);
+    const drawing = await page.evaluate(() => {
+      const svg = document.querySelector('#capture-body svg');
+      const moment = [...svg.querySelectorAll('text')].find((t) => t.textContent === 'capture moment');
+      const untimed = [...svg.querySelectorAll('circle')].filter((c) => c.querySelector('title')?.textContent.includes('time not in the log'));
+      return { moment: Number(moment.getAttribute('x')), untimed: untimed.map((c) => Number(c.getAttribute('cx'))),
+        width: svg.getBoundingClientRect().width, body: document.querySelector('#capture-body').clientWidth };
+    });
+    assert.ok(drawing.untimed.length > 0);
+    for (const cx of drawing.untimed) assert.ok(cx < drawing.moment, 'a frame without a time at ' + cx + ', after the capture moment at ' + drawing.moment);
+    assert.ok(drawing.width >= 0.9 * drawing.body, 'the timeline is ' + drawing.width + ' px of ' + drawing.body);
     // Checks with a word and a mark, never colour alone.
     const checks = await page.$$eval('#capture-body table:not(.lines) tbody tr', (rows) => rows.map((tr) => tr.cells[1].textContent));
     assert.deepEqual(checks, ['✗ refused', '✓ accepted', '✓ accepted']);

@@ -11,6 +11,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -199,12 +200,14 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     std::string unknown;
     for (const std::string &note : row.unknown)
         unknown += (unknown.empty() ? "" : " | ") + note;
+    const auto [least, most] = std::minmax_element(row.takenLagsMs.begin(), row.takenLagsMs.end());
     // The order the page's script reads (page.js, expandRow).
     mRows.push_back(jsonText(nlohmann::json::array(
         {text(row.input), text(row.device), text(row.build), row.logTime.empty() ? row.reportTime : row.logTime,
          row.fwkFrame, row.kind, orNull(row.zslNeeded), orNull(row.anchorFrame), orNull(row.selected),
          orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
-         text(unknown)})));
+         text(unknown), least == row.takenLagsMs.end() ? nlohmann::json() : nlohmann::json(*least),
+         most == row.takenLagsMs.end() ? nlohmann::json() : nlohmann::json(*most), row.takenLagUnknown, row.answer})));
     mViews.push_back(jsonText(viewOf(session, step, mSessions.size())));
     if (mViews.size() == kChunk) {
         mChunks.push_back(chunkOf(mViews));

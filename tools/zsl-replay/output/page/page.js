@@ -50,47 +50,53 @@
     const texts = state.head.texts;
     const row = { n: i + 1, input: texts[a[0]], device: texts[a[1]], build: texts[a[2]], time: a[3], fwk_frame: a[4],
       kind: a[5], zsl_needed: a[6], anchor_frame: a[7], selected: a[8], requested: a[9], taken: a[10],
-      taken_frames: a[11], refused: a[12], unknown: texts[a[14]], search: null };
+      taken_frames: a[11], refused: a[12], unknown: texts[a[14]], lag_min: a[15], lag_max: a[16], lag_unknown: a[17],
+      answer: a[18], search: null };
     state.head.reasonClasses.forEach((kind, k) => { row['refused_' + kind] = a[13][k]; });
     return row;
   }
   // The text the free-text filter looks in: what the row shows, made when first asked.
   function searchText(row) {
-    if (row.search === null) row.search = columns.map((c) => (c.text ? c.text(row) : c.value(row))).join('\u0001').toLowerCase();
+    if (row.search === null) row.search = columns.map((c) => (c.title ? c.title(row) : c.text ? c.text(row) : c.value(row))).join('\u0001').toLowerCase();
     return row.search;
   }
 
   // ---- what a row shows ----
   const dash = '–';
   const orDash = (v) => (v === null || v === undefined || v === '' ? dash : String(v));
-  function refusals(row) {
-    const parts = [];
-    for (const kind of state.head.reasonClasses) if (row['refused_' + kind] > 0) parts.push(kind + ' ' + row['refused_' + kind]);
-    return parts;
-  }
-  function neededText(row) {
-    return row.zsl_needed === null ? dash : row.zsl_needed ? 'yes' : 'no';
-  }
+  // "✓ 1 of 1: 44": the mark says whether the capture got every frame it wanted (the legend under the table).
   function takenText(row) {
     if (row.taken === null) return row.requested === null ? dash : 'not in the log';
     const full = row.requested !== null && row.taken >= row.requested;
-    return (full ? '✓ ' : '✗ ') + row.taken + (row.taken_frames ? ' (' + row.taken_frames + ')' : '') +
-        (full ? ' all' : ' fewer');
+    return (full ? '✓ ' : '✗ ') + row.taken + ' of ' + orDash(row.requested) + (row.taken_frames ? ': ' + row.taken_frames : '');
   }
+  // The taken frames' lag in ms: one value, or the least and the most.
+  function lagText(row) {
+    if (row.lag_max === null) return row.lag_unknown > 0 ? 'not in the log' : dash;
+    const range = row.lag_min === row.lag_max ? fmt(row.lag_max, 1) : fmt(row.lag_min, 1) + '–' + fmt(row.lag_max, 1);
+    return range + (row.lag_unknown > 0 ? ' +' + row.lag_unknown + ' ?' : '');
+  }
+  const notes = (row) => (row.unknown ? row.unknown.split(' | ') : []);
+  // The input's end, where file names differ: "…/day-2/bugreport.zip"; the whole name is its title.
+  function shortInput(name) {
+    if (name.length <= 24) return name;
+    const tail = name.slice(-23), slash = tail.indexOf('/');
+    return '…' + (slash >= 0 && slash < tail.length - 1 ? tail.slice(slash) : tail);
+  }
+  // `title`: the cell's whole text on hover, where the cell shows less.
   const columns = [
     { key: 'n', label: '#', num: true, value: (r) => r.n },
-    { key: 'input', label: 'input', value: (r) => r.input, cls: 'input' },
-    { key: 'device', label: 'device', value: (r) => r.device },
-    { key: 'build', label: 'build', value: (r) => r.build },
+    { key: 'input', label: 'input', value: (r) => r.input, text: (r) => shortInput(r.input), title: (r) => r.input, cls: 'input' },
+    { key: 'device', label: 'device', value: (r) => r.device, title: (r) => r.device, cls: 'name' },
+    { key: 'build', label: 'build', value: (r) => r.build, title: (r) => r.build, cls: 'name' },
     { key: 'time', label: 'time', value: (r) => r.time },
     { key: 'fwkFrame', label: 'fwkFrame', num: true, value: (r) => r.fwk_frame },
-    { key: 'needed', label: 'ZSL needed', value: neededText },
-    { key: 'anchor', label: 'anchor', num: true, value: (r) => r.anchor_frame },
-    { key: 'selected', label: 'selected', num: true, value: (r) => r.selected },
-    { key: 'requested', label: 'requested', num: true, value: (r) => r.requested },
+    { key: 'answer', label: 'answer', value: (r) => r.answer, title: (r) => r.answer, cls: 'answer' },
     { key: 'taken', label: 'taken', num: true, value: (r) => r.taken, text: takenText },
-    { key: 'refusals', label: 'refusals', num: true, value: (r) => r.refused, text: (r) => refusals(r).join(', ') },
-    { key: 'unknown', label: 'not in the log', value: (r) => r.unknown, cls: 'unknown' },
+    { key: 'lag', label: 'lag ms', num: true, value: (r) => r.lag_max, text: lagText,
+      title: (r) => 'the taken frames were shot ' + lagText(r) + ' ms before the capture moment' },
+    { key: 'unknown', label: 'not known', num: true, value: (r) => notes(r).length || null,
+      text: (r) => (notes(r).length ? String(notes(r).length) : ''), title: (r) => notes(r).join('\n'), cls: 'unknown' },
   ];
   const columnByKey = new Map(columns.map((c) => [c.key, c]));
 
@@ -213,8 +219,17 @@
       const rect = svgEl('rect', { x: x(from), y: base - barHeight, width: Math.max(1, x(to) - x(from) - 2), height: barHeight, fill: '#1565c0' });
       rect.append(svgEl('title', {}, count + ' frames, ' + fmt(from, 1) + ' to ' + fmt(to, 1) + ' ms'));
       svg.append(rect);
+      if (count > 0) svg.append(svgEl('text', { x: (x(from) + x(to)) / 2, y: base - barHeight - 3, 'font-size': 10, 'text-anchor': 'middle' }, String(count)));
     });
     svg.append(svgEl('line', { x1: left, x2: left + plotWidth, y1: base, y2: base, stroke: '#333' }));
+    // The count axis: frames per bar, 0 to the tallest.
+    svg.append(svgEl('line', { x1: left, x2: left, y1: base - plotHeight, y2: base, stroke: '#333' }));
+    for (const tick of [...new Set([0, Math.round(tallest / 2), tallest])]) {
+      const ty = base - (tick * plotHeight) / tallest;
+      svg.append(svgEl('line', { x1: left - 4, x2: left, y1: ty, y2: ty, stroke: '#333' }));
+      svg.append(svgEl('text', { x: left - 6, y: ty + 4, 'font-size': 10, 'text-anchor': 'end' }, String(tick)));
+    }
+    svg.append(svgEl('text', { x: 4, y: base - plotHeight - 8, 'font-size': 10 }, 'frames'));
     ['p50', 'p90', 'p99'].forEach((p, i) => {
       const px = x(lag[p]);
       const atRight = px > left + plotWidth - 90;
@@ -305,9 +320,11 @@
       const tr = el('tr', { 'data-n': row.n });
       for (const column of columns) {
         const value = column.text ? column.text(row) : column.value(row);
-        const cell = el('td', { class: [column.num ? 'num' : '', column.cls || ''].join(' ').trim() || null });
+        const cell = el('td', { class: [column.num ? 'num' : '', column.cls || ''].join(' ').trim() || null,
+          title: column.title && value ? column.title(row) : null });
         if (column.key === 'n') cell.append(el('a', { href: fragmentOf(row.n), 'aria-label': 'capture ' + row.n }, String(row.n)));
         else if (column.key === 'taken' && row.taken !== null) cell.append(el('span', { class: value.startsWith('✓') ? 'ok' : 'bad' }, value));
+        else if (column.key === 'answer') cell.append(el('div', {}, value));
         else cell.append(orDash(value));
         tr.append(cell);
       }
@@ -347,6 +364,8 @@
     $('capture-title').textContent = 'Capture ' + n + ': fwkFrame ' + row.fwk_frame + ' (' + row.kind + ')';
     const body = $('capture-body');
     body.replaceChildren();
+    body.append(el('p', { class: 'answer' }, row.answer));
+    if (row.unknown) body.append(el('ul', { class: 'unknown' }, ...notes(row).map((note) => el('li', {}, 'Not in the log: ' + note))));
     body.append(el('p', {}, 'From ', el('strong', {}, row.input), row.device ? ', device ' + row.device + (row.build ? ', build ' + row.build : '') : '', row.time ? ', at ' + row.time : '', '.'));
     body.append(el('h3', {}, 'What the selector did'), el('pre', { class: 'explanation' }, state.head.sessions[view.session].concat(view.text).join('\n')));
     if (view.timeline) body.append(el('h3', {}, 'Timeline'), timeline(view.timeline, view.checks));
@@ -374,26 +393,32 @@
     link('next', n + 1);
     $('back').href = fragmentOf(null);
   }
-  // One row of frames: those with a time on the axis, the others in a zone
-  // of their own marked "time not in the log".
+  // One row of frames across the page's width: those with a time on the
+  // axis; the others, shot before the capture moment at a time the log does
+  // not give, in a zone of their own just before it.
   function timeline(t, checks) {
     const verdicts = new Map(checks.map(([frame, verdict]) => [frame, verdict]));
     const selected = new Set(t.selected), taken = new Set(t.taken || []);
     const timed = t.frames.filter(([, ms]) => ms !== null), untimed = t.frames.filter(([, ms]) => ms === null);
-    const left = 20, gap = 56, zoneWidth = untimed.length ? 40 + untimed.length * gap : 0;
-    const times = timed.map(([, ms]) => ms).concat(t.momentKnown ? [0] : []).concat(t.zsdMs === null ? [] : [t.zsdMs]);
-    let low = Math.min(...times, 0), high = Math.max(...times, 0);
+    const width = Math.max(480, ($('capture-body').clientWidth || 960) - 8), height = 150;
+    const left = 20, gap = 56, zoneWidth = untimed.length ? Math.max(150, 30 + untimed.length * gap) : 0;
+    // The capture moment closes the zone when there is one, else it is a time on the axis.
+    const momentAfterZone = t.momentKnown && untimed.length > 0;
+    const times = timed.map(([, ms]) => ms).concat(t.momentKnown && !momentAfterZone ? [0] : []).concat(t.zsdMs === null ? [] : [t.zsdMs]);
+    if (times.length === 0) times.push(-1, 0);
+    let low = Math.min(...times), high = Math.max(...times);
     const pad = Math.max(5, (high - low) * 0.06);
     low -= pad; high += pad;
-    const axisWidth = Math.max(360, Math.min(1100, timed.length * gap * 1.5));
-    const width = left + axisWidth + zoneWidth + 20, height = 150;
+    const axisWidth = width - left - 20 - (untimed.length ? zoneWidth + 20 : 0) - (momentAfterZone ? 30 : 0);
     const x = (ms) => left + ((ms - low) / (high - low)) * axisWidth;
+    const zoneX = left + axisWidth + 20;
+    const momentX = momentAfterZone ? zoneX + zoneWidth + 20 : t.momentKnown ? x(0) : null;
     const y = 70;
     const svg = svgEl('svg', { width, height, role: 'img', 'aria-label': 'timeline of the frames' });
-    svg.append(svgEl('line', { x1: left, x2: left + axisWidth, y1: y, y2: y, stroke: '#aaa' }));
+    svg.append(svgEl('line', { x1: left, x2: momentX === null ? left + axisWidth : Math.max(momentX, left + axisWidth), y1: y, y2: y, stroke: '#aaa' }));
     if (t.zsdMs !== null) {
-      const zx = x(t.zsdMs);
-      svg.append(svgEl('rect', { x: zx, y: y - 30, width: left + axisWidth - zx, height: 60, fill: '#e3f4e1' }));
+      const zx = x(t.zsdMs), end = momentX === null ? left + axisWidth : momentX;
+      svg.append(svgEl('rect', { x: zx, y: y - 30, width: Math.max(0, end - zx), height: 60, fill: '#e3f4e1' }));
       svg.append(svgEl('line', { x1: zx, x2: zx, y1: 18, y2: y + 30, stroke: '#b71c1c', 'stroke-dasharray': '5,3' }));
       const label = 'zsdTs ' + fmt(t.zsdMs, 1) + ' ms: frames shot later may anchor';
       // Right of the line, else left of it, else from the picture's left edge; 7 px a
@@ -402,9 +427,9 @@
       const [lx, anchor] = zx + 4 + labelWidth < width ? [zx + 4, 'start'] : zx - 4 - labelWidth > 0 ? [zx - 4, 'end'] : [2, 'start'];
       svg.append(svgEl('text', { x: lx, y: 14, 'font-size': 11, fill: '#b71c1c', 'text-anchor': anchor }, label));
     }
-    if (t.momentKnown) {
-      svg.append(svgEl('line', { x1: x(0), x2: x(0), y1: 26, y2: y + 30, stroke: '#333', 'stroke-dasharray': '2,2' }));
-      svg.append(svgEl('text', { x: x(0) - 3, y: 30, 'font-size': 10, 'text-anchor': 'end', fill: '#4a4a4a' }, 'capture moment'));
+    if (momentX !== null) {
+      svg.append(svgEl('line', { x1: momentX, x2: momentX, y1: 26, y2: y + 30, stroke: '#333', 'stroke-dasharray': '2,2' }));
+      svg.append(svgEl('text', { x: momentX - 3, y: 30, 'font-size': 10, 'text-anchor': 'end', fill: '#4a4a4a' }, 'capture moment'));
     }
     const frame = (number, fx, ms) => {
       const isSelected = selected.has(number), isTaken = taken.has(number);
@@ -420,13 +445,13 @@
     };
     timed.forEach(([number, ms]) => frame(number, x(ms), ms));
     if (untimed.length) {
-      const zx = left + axisWidth + 20;
-      svg.append(svgEl('rect', { x: zx, y: y - 30, width: zoneWidth - 10, height: 60, fill: 'none', stroke: '#888', 'stroke-dasharray': '4,3' }));
-      svg.append(svgEl('text', { x: zx + 4, y: y - 36, 'font-size': 11, fill: '#4a4a4a' }, t.momentKnown ? 'time not in the log' : 'capture moment not in the log'));
-      untimed.forEach(([number], i) => frame(number, zx + 30 + i * gap, null));
+      svg.append(svgEl('rect', { x: zoneX, y: y - 30, width: zoneWidth, height: 60, fill: 'none', stroke: '#888', 'stroke-dasharray': '4,3' }));
+      svg.append(svgEl('text', { x: zoneX + 4, y: y + 64, 'font-size': 11, fill: '#4a4a4a' },
+          t.momentKnown ? 'time not in the log' : 'capture moment not in the log'));
+      untimed.forEach(([number], i) => frame(number, zoneX + 30 + i * gap, null));
     }
-    [low + pad, 0].filter((v, i, all) => all.indexOf(v) === i && t.momentKnown).forEach((tick) =>
-      svg.append(svgEl('text', { x: x(tick), y: y + 62, 'font-size': 10, 'text-anchor': 'middle', fill: '#4a4a4a' }, fmt(tick, 1) + ' ms')));
+    [low + pad].concat(momentX !== null ? [0] : []).forEach((tick) =>
+      svg.append(svgEl('text', { x: tick === 0 ? momentX : x(tick), y: y + 62, 'font-size': 10, 'text-anchor': 'middle', fill: '#4a4a4a' }, fmt(tick, 1) + ' ms')));
     const legend = el('p', { class: 'legend' }, 'Filled: selected; thick ring: taken by the host; yellow ring: anchor; ✓ accepted, ✗ refused, ? verdict not in the log; green: shot after zsdTs.');
     return el('div', {}, el('div', { class: 'table-wrap' }, svg), legend);
   }
