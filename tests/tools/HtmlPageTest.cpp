@@ -16,6 +16,7 @@
 
 #include <fstream>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -190,6 +191,26 @@ TEST(Timeline, FramesWhoseTimeTheLogLacksAreDrawnApart)
     EXPECT_EQ(count(text, ">id 0, meta queue</text>"), 4u);
     for (const char *frame : {"45", "46", "55", "56", "66", "75", "76"})
         EXPECT_NE(text.find(std::string("<title>frame ") + frame + "</title>"), std::string::npos) << frame;
+    // Shot before the capture moment, they are drawn before its line, panel by panel.
+    const std::regex now("x1='([0-9.]+)'[^>]*class='now'"), frame("<circle cx='([0-9.]+)'[^>]*><title>frame ([0-9]+)<");
+    const std::set<std::string> untimed{"45", "46", "55", "56", "65", "66", "75", "76"};
+    size_t panels = 0, checked = 0;
+    for (size_t from = text.find("class='now'"); from != std::string::npos; ++panels) {
+        const size_t next = text.find("class='now'", from + 1);
+        std::smatch line;
+        const std::string head = text.substr(text.rfind("<line", from), from - text.rfind("<line", from) + 12);
+        ASSERT_TRUE(std::regex_search(head, line, now)) << head;
+        const double nowX = std::stod(line[1]);
+        const std::string panel = text.substr(from, next == std::string::npos ? std::string::npos : next - from);
+        for (std::sregex_iterator it(panel.begin(), panel.end(), frame), end; it != end; ++it)
+            if (untimed.count((*it)[2])) {
+                EXPECT_LT(std::stod((*it)[1]), nowX) << "frame " << (*it)[2];
+                ++checked;
+            }
+        from = next;
+    }
+    EXPECT_EQ(panels, 4u);
+    EXPECT_EQ(checked, 8u);
 }
 
 } // namespace

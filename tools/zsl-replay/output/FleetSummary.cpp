@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <set>
 #include <sstream>
 
 namespace zsl::output {
@@ -288,9 +289,22 @@ std::string FleetSummary::svg() const
                  << plotWidth / bins - 2 << "\" height=\"" << h << "\" fill=\"#1565c0\"><title>" << counts[b]
                  << " frames, " << number(low + (high - low) * b / bins, 1) << " to "
                  << number(low + (high - low) * (b + 1) / bins, 1) << " ms</title></rect>\n";
+            if (counts[b] > 0)
+                body << "<text x=\"" << plotLeft + b * plotWidth / bins + (plotWidth / bins - 2) / 2 << "\" y=\""
+                     << base - h - 3 << "\" text-anchor=\"middle\" class=\"small\">" << counts[b] << "</text>\n";
         }
         body << "<line x1=\"" << plotLeft << "\" y1=\"" << base << "\" x2=\"" << plotLeft + plotWidth << "\" y2=\""
              << base << "\" stroke=\"#333\"/>\n";
+        // The count axis: frames per bar, from 0 to the tallest.
+        body << "<line x1=\"" << plotLeft << "\" y1=\"" << base - plotHeight << "\" x2=\"" << plotLeft << "\" y2=\""
+             << base << "\" stroke=\"#333\"/>\n<text x=\"10\" y=\"" << base - plotHeight - 8
+             << "\" class=\"small\">frames</text>\n";
+        for (const size_t tick : std::set<size_t>{0, (tallest + 1) / 2, tallest}) {
+            const long ty = base - std::lround(double(tick) * plotHeight / double(tallest));
+            body << "<line x1=\"" << plotLeft - 4 << "\" y1=\"" << ty << "\" x2=\"" << plotLeft << "\" y2=\"" << ty
+                 << "\" stroke=\"#333\"/>\n<text x=\"" << plotLeft - 6 << "\" y=\"" << ty + 4
+                 << "\" text-anchor=\"end\" class=\"small\">" << tick << "</text>\n";
+        }
         int line = 0; // percentiles one under another, so that equal ones stay readable
         for (double p : kPercentiles) {
             const double value = percentile(lags, p);
@@ -312,8 +326,8 @@ std::string FleetSummary::svg() const
     out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\"" << y + 10
         << "\" font-family=\"sans-serif\" font-size=\"12\">\n<style>.title{font-weight:bold;font-size:14px}"
         << ".small{font-size:10px}</style>\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
-        << "<text x=\"10\" y=\"14\" class=\"small\">" << mCaptures << " captures from " << mInputs.size()
-        << " inputs</text>\n"
+        << "<text x=\"10\" y=\"14\" class=\"small\">" << mCaptures << (mCaptures == 1 ? " capture" : " captures")
+        << " from " << mInputs.size() << (mInputs.size() == 1 ? " input" : " inputs") << "</text>\n"
         << body.str() << "</svg>\n";
     return out.str();
 }

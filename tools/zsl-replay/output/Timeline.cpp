@@ -13,6 +13,7 @@
 #include "output/SvgText.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <map>
@@ -91,27 +92,40 @@ double writeLines(std::ostream &svg, double y, double width, const char *cls, co
     return y;
 }
 
-// A state's value as a short cell text, its Android name in the tooltip.
-std::string shortName(uint32_t tag, int value)
+// The states' short cell texts, by their Android names; the legend spells them out.
+const std::vector<std::pair<std::string, std::string>> &stateAbbreviations()
 {
-    static const std::map<std::string, std::string> kShort = {
+    static const std::vector<std::pair<std::string, std::string>> kShort = {
         {"INACTIVE", "INACT"},     {"SEARCHING", "SRCH"},     {"CONVERGED", "CONV"},   {"LOCKED", "LOCK"},
         {"FLASH_REQUIRED", "FLASH"}, {"PRECAPTURE", "PRE"},  {"PASSIVE_SCAN", "P-SCAN"}, {"PASSIVE_FOCUSED", "P-FOC"},
         {"ACTIVE_SCAN", "A-SCAN"}, {"FOCUSED_LOCKED", "F-LOCK"}, {"NOT_FOCUSED_LOCKED", "NF-LOCK"},
         {"PASSIVE_UNFOCUSED", "P-UNF"}, {"STATIONARY", "STILL"}, {"MOVING", "MOVE"}};
+    return kShort;
+}
+
+// A state's value as a short cell text, its Android name in the tooltip.
+std::string shortName(uint32_t tag, int value)
+{
     const std::vector<std::string> *names = enumNames(tag);
     if (!names || value < 0 || static_cast<size_t>(value) >= names->size())
         return std::to_string(value);
-    return kShort.at((*names)[static_cast<size_t>(value)]);
+    for (const auto &[name, cell] : stateAbbreviations())
+        if (name == (*names)[static_cast<size_t>(value)])
+            return cell;
+    return (*names)[static_cast<size_t>(value)];
 }
 
 // Where a selection panel's frames sit: ms from the capture moment to x.
 // The time axis, and right of it a zone for the frames whose shutter time
-// the log lacks.
+// the log lacks; those were shot before the capture moment, which then
+// stands right of the zone, its label beside it.
+constexpr double kMomentLabel = 90;
 struct Axis {
     double low = 0, high = 0, width = kMinWidth, zone = 0;
-    double end() const { return width - kRight - zone; }
+    bool momentAfterZone = false;
+    double end() const { return width - kRight - zone - (momentAfterZone ? kMomentLabel : 0); }
     double x(double ms) const { return kLeft + (ms - low) / (high - low) * (end() - kLeft); }
+    double now() const { return momentAfterZone ? end() + zone + 12 : x(0); }
 };
 
 // In double: the difference of two times near the int64 limits overflows.
@@ -157,8 +171,11 @@ Axis axisOf(const StepOutcome &step)
     const size_t frames = times.size();
     if (step.zsdTs && step.momentKnown)
         times.push_back(msFrom(*step.zsdTs, step.captureNs));
-    axis.low = std::min(0.0, times.empty() ? 0.0 : *std::min_element(times.begin(), times.end()));
-    axis.high = std::max(0.0, times.empty() ? 0.0 : *std::max_element(times.begin(), times.end()));
+    axis.momentAfterZone = step.momentKnown && untimed > 0;
+    // The capture moment is a time on the axis unless the zone stands before it.
+    const double moment = axis.momentAfterZone && !times.empty() ? *std::max_element(times.begin(), times.end()) : 0.0;
+    axis.low = std::min(moment, times.empty() ? 0.0 : *std::min_element(times.begin(), times.end()));
+    axis.high = std::max(moment, times.empty() ? 0.0 : *std::max_element(times.begin(), times.end()));
     const double pad = std::max(5.0, (axis.high - axis.low) * 0.06);
     axis.low -= pad;
     axis.high += pad;
@@ -168,7 +185,8 @@ Axis axisOf(const StepOutcome &step)
     for (size_t i = 1; i < times.size(); ++i)
         if (times[i] > times[i - 1])
             gap = std::min(gap, times[i] - times[i - 1]);
-    const double needed = kLeft + kRight + axis.zone + (axis.high - axis.low) * kMinFrameGapPx / gap;
+    const double needed = kLeft + kRight + axis.zone + (axis.momentAfterZone ? kMomentLabel : 0) +
+                          (axis.high - axis.low) * kMinFrameGapPx / gap;
     axis.width = std::clamp(needed, kMinWidth, kMaxWidth);
     return axis;
 }
@@ -193,6 +211,8 @@ void drawTicks(std::ostream &svg, const Axis &axis, double y)
             << number(y + 4) << "' class='tick'/>\n";
         text(svg, axis.x(t), y + 16, 10, "middle", "axis", number(t) + " ms");
     }
+    if (axis.momentAfterZone)
+        text(svg, axis.now(), y + 16, 10, "middle", "axis", number(0) + " ms");
 }
 
 // One panel per select or capture step; answers its height.
@@ -219,12 +239,14 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
 
     const double rowsTop = top + 62;
     const double rowsBottom = rowsTop + kRowHeight * static_cast<double>(step.queues.size());
-    const double nowX = axis.x(0);
-    text(svg, nowX, top + 38, 10, "end", "axis", "capture moment");
+    const double nowX = axis.now();
+    text(svg, axis.momentAfterZone ? nowX + 4 : nowX, top + 38, 10, axis.momentAfterZone ? "start" : "end", "axis",
+         "capture moment");
     // The frames new enough to anchor the selection: shot after zsdTs.
     if (step.zsdTs && step.momentKnown) {
         const double zx = axis.x(msFrom(*step.zsdTs, step.captureNs));
-        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='" << number(axis.end() - zx)
+        svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='"
+            << number((axis.momentAfterZone ? nowX : axis.end()) - zx)
             << "' height='" << number(rowsBottom - rowsTop) << "' class='window'/>\n";
         svg << "<line x1='" << number(zx) << "' x2='" << number(zx) << "' y1='" << number(top + 44) << "' y2='"
             << number(rowsBottom) << "' class='zsd'/>\n";
@@ -394,7 +416,14 @@ double drawLegend(std::ostream &svg, double top, double width)
         text(svg, x + 20, y, 10, "start", "axis", item.label);
         x += itemWidth;
     }
-    return y - top + 16;
+    std::string states = "AE, AF and lens states:";
+    for (const auto &[name, cell] : stateAbbreviations()) {
+        std::string words = name;
+        std::transform(words.begin(), words.end(), words.begin(),
+                       [](char c) { return c == '_' ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+        states += " " + cell + " " + words + (&cell == &stateAbbreviations().back().second ? "" : ",");
+    }
+    return writeLines(svg, y + 22, width, "axis", {states}) - top;
 }
 
 } // namespace
