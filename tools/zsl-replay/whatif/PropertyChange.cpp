@@ -107,6 +107,11 @@ const PropertyChange *Changes::find(const std::string &name) const
     return at == mChanges.end() ? nullptr : &*at;
 }
 
+const char *unitOf(const std::string &name)
+{
+    return name == kPendingProperty ? "" : "ms";
+}
+
 std::string Changes::text() const
 {
     std::string text;

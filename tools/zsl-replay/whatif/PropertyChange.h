@@ -32,6 +32,10 @@ struct PropertyChange {
     int64_t value = 0;
 };
 
+// The unit of a property's values: "ms" for the window and its three parts,
+// "" for the pending switch (0 or 1).
+const char *unitOf(const std::string &name);
+
 using PropertyList = std::vector<std::pair<std::string, std::string>>;
 
 // The changes of one what-if, checked together.
