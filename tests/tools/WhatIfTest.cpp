@@ -467,12 +467,28 @@ TEST(WhatIfCommand, TableHasBothSidesAndSweepOneRowPerValue)
     ASSERT_EQ(kotest::replay("whatif --set window=150 --html " + page.path()).status, 0);
     const std::string html = page.text();
     EXPECT_EQ(html.rfind("<!DOCTYPE html>", 0), 0u);
-    size_t captures = 0, unfolded = 0;
-    for (size_t at = 0; (at = html.find("<details", at)) != std::string::npos; ++at, ++captures)
-        unfolded += html.compare(at, 14, "<details open ") == 0;
-    EXPECT_EQ(captures, 4u);
-    EXPECT_EQ(unfolded, 3u); // the three that changed
+    // One table: a row per capture, each with the header's columns.
+    auto count = [](const std::string &text, const std::string &what, size_t from = 0, size_t to = std::string::npos) {
+        size_t n = 0;
+        for (size_t at = from; (at = text.find(what, at)) != std::string::npos && at < to; ++at)
+            ++n;
+        return n;
+    };
+    const size_t body = html.find("<tbody>");
+    ASSERT_NE(body, std::string::npos);
+    EXPECT_EQ(count(html, "<table"), 1u);
+    EXPECT_EQ(count(html, "<tr>", body), 4u);
+    EXPECT_EQ(count(html, "<td", body), 4 * count(html, "<th>", html.find("<thead>"), body));
+    EXPECT_EQ(count(html, "<td class=\"changed\">changed", body), 3u); // the three that changed
     EXPECT_EQ(html.find("<script"), std::string::npos);
+    // A log's facts not known are said in plain words, and the input is named.
+    const std::string log = ZSL_SOURCE_DIR "/examples/device.log";
+    ASSERT_EQ(kotest::replay("whatif --set window=150 --html " + page.path() + " " + log).status, 0);
+    const std::string fromLog = page.text();
+    EXPECT_NE(fromLog.find("Input: " + log), std::string::npos);
+    EXPECT_NE(fromLog.find("not known: the frames selected"), std::string::npos);
+    for (const char *key : {"selectedFrames", "anchorFrame", "anchorOffset", "csbegin", "zsdTs:"})
+        EXPECT_EQ(fromLog.find(key), std::string::npos) << key;
     EXPECT_EQ(kotest::replay("whatif --sweep window=0:10:5 --html " + page.path()).status, 2);
 
     const kotest::Outcome sweep = kotest::replay("whatif --sweep window=0:300:50 --sweep-svg " + svg.path());

@@ -1,9 +1,11 @@
-// A what-if as one HTML page.
+// A what-if as one HTML page: the summary, then one table of every capture
+// with the same columns, each cell before and after.
 
 #include "whatif/WhatIfPage.h"
 
 #include "output/SvgText.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace zsl::whatif {
@@ -13,31 +15,74 @@ using output::svg::escape;
 namespace {
 
 const char kStyle[] = R"(body { font: 14px/1.4 system-ui, sans-serif; margin: 1.5em; color: #222; }
-h1 { font-size: 1.3em; }
+h1 { font-size: 1.3em; margin-bottom: 0.2em; }
+p.inputs { color: #444; margin: 0 0 0.8em; }
 pre.summary { background: #f4f6f8; padding: 0.8em; border-radius: 4px; white-space: pre-wrap; }
-details { border-top: 1px solid #ddd; padding: 0.4em 0; }
-summary { cursor: pointer; }
-.verdict { color: #555; margin-left: 0.6em; }
-.changed .verdict { color: #b35900; }
-table { border-collapse: collapse; margin: 0.5em 0 0.3em 1.2em; }
-th, td { text-align: left; padding: 2px 14px 2px 0; vertical-align: top; }
-th { color: #666; font-weight: normal; }
+table { border-collapse: collapse; margin: 0.6em 0; }
+th, td { text-align: left; padding: 3px 10px 3px 6px; vertical-align: top; border: 1px solid #ddd; }
+thead th { background: #eef1f5; position: sticky; top: 0; }
+td.changed { color: #b35900; font-weight: bold; }
 td.open { color: #8a5a00; font-style: italic; }
 td.differs { background: #fff3e0; }
-ul.open { margin: 0.2em 0 0.4em 1.2em; color: #6b4a00; font-size: 0.93em; }
+td.unknown { color: #6b4a00; font-size: 0.93em; min-width: 22em; max-width: 36em; }
+td.unknown p { margin: 0 0 0.3em; }
+.legend { color: #555; font-size: 0.9em; }
+.wrap { overflow-x: auto; }
 )";
+
+// The columns every capture shares, each a row of its view ("frame N" rows
+// are gathered into one column).
+const char *const kFacts[] = {"ZSL needed", "window", "anchor", "begin", "selected"};
 
 bool notKnown(const std::string &cell)
 {
     return cell.rfind("not known", 0) == 0;
 }
 
+// "before → after", or the value once when the two agree.
+std::string cell(const std::string &was, const std::string &now)
+{
+    const bool comparable = !notKnown(was) && !notKnown(now);
+    const bool differs = comparable && was != now;
+    const char *kind = notKnown(now) || notKnown(was) ? " class=\"open\"" : differs ? " class=\"differs\"" : "";
+    const std::string text = was == now ? was : was + " \u2192 " + now;
+    return "<td" + std::string(kind) + ">" + escape(text) + "</td>";
+}
+
+// A frame check's verdict as a mark with its frame: "64 ✗".
+std::string mark(uint32_t frame, const std::string &verdict)
+{
+    if (verdict == "-")
+        return "";
+    const char *sign = verdict == "accepted" ? "\u2713" : notKnown(verdict) ? "?" : "\u2717";
+    return std::to_string(frame) + " " + sign;
+}
+
+std::string frameChecks(const ComparisonView &view)
+{
+    std::string before, after;
+    for (const auto &[what, was, now] : view.rows) {
+        if (what.rfind("frame ", 0) != 0)
+            continue;
+        const uint32_t frame = static_cast<uint32_t>(std::stoul(what.substr(6)));
+        if (const std::string m = mark(frame, was); !m.empty())
+            before += (before.empty() ? "" : ", ") + m;
+        if (const std::string m = mark(frame, now); !m.empty())
+            after += (after.empty() ? "" : ", ") + m;
+    }
+    if (before == after)
+        return "<td>" + escape(before.empty() ? "-" : before) + "</td>";
+    return "<td class=\"differs\">before: " + escape(before.empty() ? "-" : before) + "<br>after: " +
+           escape(after.empty() ? "-" : after) + "</td>";
+}
+
 } // namespace
 
 void WhatIfPage::add(const Comparison &comparison)
 {
-    const std::optional<bool> changed = comparison.changed();
-    mCaptures.push_back({comparisonView(comparison), !changed || *changed});
+    mCaptures.push_back({comparisonView(comparison), comparison.input, comparison.device});
+    if (std::find(mInputs.begin(), mInputs.end(), std::make_pair(comparison.input, comparison.device)) == mInputs.end())
+        mInputs.emplace_back(comparison.input, comparison.device);
 }
 
 std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &summary) const
@@ -47,33 +92,43 @@ std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &sum
     std::ostringstream page;
     page << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>What if "
          << escape(change) << "</title>\n<style>\n" << kStyle << "</style>\n</head>\n<body>\n<h1>What if "
-         << escape(change) << "</h1>\n<pre class=\"summary\">" << escape(text.str()) << "</pre>\n";
+         << escape(change) << "</h1>\n<p class=\"inputs\">" << (mInputs.size() == 1 ? "Input: " : "Inputs: ");
+    for (size_t i = 0; i < mInputs.size(); ++i)
+        page << (i ? "; " : "") << escape(mInputs[i].first)
+             << (mInputs[i].second.empty() ? "" : " (bug report of " + escape(mInputs[i].second) + ")");
+    page << "</p>\n<pre class=\"summary\">" << escape(text.str()) << "</pre>\n";
+    page << "<p class=\"legend\">Each cell shows the capture before the change, then \u2192 after it; one value "
+            "where both agree. Frame checks: \u2713 accepted, \u2717 refused, ? verdict not known. Shaded: "
+            "differs; in italics: not known, with why in the last column.</p>\n";
+    page << "<div class=\"wrap\"><table>\n<thead><tr><th>#</th><th>capture</th><th>what changed</th>";
+    for (const char *fact : kFacts)
+        page << "<th>" << fact << "</th>";
+    page << "<th>frame checks</th><th>taken</th><th>not known</th></tr></thead>\n<tbody>\n";
+    size_t number = 0;
     for (const Capture &capture : mCaptures) {
         const ComparisonView &view = capture.view;
-        page << "<details" << (capture.unfolded ? " open" : "")
-             << (view.verdict.rfind("changed", 0) == 0 ? " class=\"changed\"" : "") << ">\n<summary>"
-             << escape(view.title) << "<span class=\"verdict\">" << escape(view.verdict) << "</span></summary>\n"
-             << "<table>\n<tr><th></th><th>before</th><th>after</th></tr>\n";
-        for (const auto &row : view.rows) {
-            const auto &[what, was, now] = row;
-            const bool comparable = !notKnown(was) && !notKnown(now);
-            const bool differs = comparable && was != now;
-            auto cell = [differs](const std::string &value) {
-                const char *kind = notKnown(value) ? " class=\"open\"" : differs ? " class=\"differs\"" : "";
-                return "<td" + std::string(kind) + ">" + escape(value) + "</td>";
-            };
-            page << "<tr><th>" << escape(what) << "</th>" << cell(was) << cell(now) << "</tr>\n";
+        // One input is named in the header; several, in each row.
+        std::string title = view.title;
+        if (const size_t at = title.find(" (" + capture.input + ")"); mInputs.size() == 1 && at != std::string::npos)
+            title.erase(at, capture.input.size() + 3);
+        page << "<tr><td>" << ++number << "</td><td>" << escape(title) << "</td><td"
+             << (view.verdict.rfind("changed", 0) == 0 ? " class=\"changed\"" : "") << ">" << escape(view.verdict)
+             << "</td>";
+        auto rowOf = [&view](const std::string &what) {
+            return std::find_if(view.rows.begin(), view.rows.end(), [&](const auto &row) { return row[0] == what; });
+        };
+        for (const char *fact : kFacts) {
+            const auto row = rowOf(fact);
+            page << (row == view.rows.end() ? "<td>-</td>" : cell((*row)[1], (*row)[2]));
         }
-        page << "</table>\n";
-        if (!view.notKnown.empty()) {
-            page << "<ul class=\"open\">\n";
-            for (const auto &[facts, reason] : view.notKnown)
-                page << "<li>" << escape(facts) << ": " << escape(reason) << "</li>\n";
-            page << "</ul>\n";
-        }
-        page << "</details>\n";
+        page << frameChecks(view);
+        const auto taken = rowOf("taken");
+        page << (taken == view.rows.end() ? "<td>-</td>" : cell((*taken)[1], (*taken)[2])) << "<td class=\"unknown\">";
+        for (const auto &[facts, reason] : view.notKnown)
+            page << "<p>" << escape(facts) << ": " << escape(reason) << "</p>";
+        page << "</td></tr>\n";
     }
-    page << "</body>\n</html>\n";
+    page << "</tbody>\n</table></div>\n</body>\n</html>\n";
     return page.str();
 }
 

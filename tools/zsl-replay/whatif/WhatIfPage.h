@@ -1,10 +1,10 @@
 #pragma once
 /*
- * WhatIfPage: one self-contained HTML page of a what-if: the change, the
- * summary, and each capture before and after, side by side, with the facts
- * the input does not ground and why. It fetches nothing and runs no script,
- * so it opens from a file or an e-mail; the captures that changed, or whose
- * change is not known, come unfolded.
+ * WhatIfPage: one self-contained HTML page of a what-if: the change and the
+ * inputs it was tried on, the summary, and one table of every capture with
+ * the same columns (each fact before and after, the frame checks, the frames
+ * taken), with the facts the input does not ground and why. It fetches
+ * nothing and runs no script, so it opens from a file or an e-mail.
  */
 
 #include "whatif/Comparison.h"
@@ -12,6 +12,7 @@
 #include "whatif/WhatIfSummary.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zsl::whatif {
@@ -24,9 +25,10 @@ public:
 private:
     struct Capture {
         ComparisonView view;
-        bool unfolded = false;
+        std::string input, device;
     };
     std::vector<Capture> mCaptures;
+    std::vector<std::pair<std::string, std::string>> mInputs; // each input once, with its bug report's device
 };
 
 } // namespace zsl::whatif

@@ -22,6 +22,21 @@ std::string relativeMs(int64_t ns, int64_t captureNs)
     return fixed((static_cast<double>(ns) - static_cast<double>(captureNs)) / 1e6, 3) + " ms";
 }
 
+// A fact's key (as --json names it) in plain words, for people.
+std::string factWords(const std::string &fact)
+{
+    static const std::pair<const char *, const char *> kWords[] = {
+        {fact::kZsdTs, "the window's start"},   {fact::kAnchor, "the anchor"},
+        {fact::kAnchorOffset, "the anchor's offset"}, {fact::kBegin, "where the selection begins"},
+        {fact::kSelected, "the frames selected"}, {fact::kSelection, "the selection per queue"},
+        {fact::kProducer, "the producer list"},  {fact::kRequested, "how many frames the capture wants"},
+        {fact::kTaken, "the frames taken"}};
+    for (const auto &[key, words] : kWords)
+        if (fact == key)
+            return words;
+    return fact;
+}
+
 std::string openText(const Side &side, const char *fact)
 {
     const Unknown &unknown = side.unknown.at(fact);
@@ -172,10 +187,11 @@ ComparisonView comparisonView(const Comparison &comparison)
             auto same = std::find_if(view.notKnown.begin() + static_cast<std::ptrdiff_t>(first), view.notKnown.end(),
                                      [&reason](const auto &entry) { return entry.second == reason; });
             if (same == view.notKnown.end())
-                view.notKnown.emplace_back(std::string(side == &before ? "before" : "after") + ", not known: " + fact,
+                view.notKnown.emplace_back(std::string(side == &before ? "before" : "after") + ", not known: " +
+                                               factWords(fact),
                                            reason);
             else
-                same->first += ", " + fact;
+                same->first += ", " + factWords(fact);
         }
     }
     return view;

@@ -157,9 +157,11 @@ void WhatIfSummary::writeText(std::ostream &out, const std::string &change) cons
     size_t inFullBefore = 0;
     for (size_t i = 0; i < mSeen.size(); ++i)
         inFullBefore += inFullBoth[i] && mSeen[i].inFull[0].value_or(false) ? 1 : 0;
-    out << "   on the " << counted(inFullBoth) << " captures whose taken in full is known on both sides: before "
+    out << "   on the " << counted(inFullBoth) << (counted(inFullBoth) == 1 ? " capture" : " captures")
+        << " whose taken in full is known on both sides: before "
         << inFullBefore << ", after " << inFullAfterAmong(inFullBoth) << "\n";
-    out << "   on the " << counted(lagsBoth) << " captures whose frames' lags are known on both sides: ";
+    out << "   on the " << counted(lagsBoth) << (counted(lagsBoth) == 1 ? " capture" : " captures")
+        << " whose frames' lags are known on both sides: ";
     if (const auto before = lagMsAmong(lagsBoth, 0, 50), after = lagMsAmong(lagsBoth, 1, 50); before && after)
         out << "median " << fixed(*before, 3) << " ms before, " << fixed(*after, 3) << " ms after; p90 "
             << fixed(*lagMsAmong(lagsBoth, 0, 90), 3) << " ms before, " << fixed(*lagMsAmong(lagsBoth, 1, 90), 3)
