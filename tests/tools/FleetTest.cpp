@@ -264,6 +264,22 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
     EXPECT_NE(bad.err.find("cannot read /nonexistent.csv"), std::string::npos) << bad.err;
 }
 
+// Files of a folder without a line of the plug-in are counted, each without
+// a warning of its own (a README ending mid-line, a text naming the tag in
+// no logcat format); named alone, the same file says why.
+TEST_F(FleetFolder, FilesPassedOverAreCountedWithoutTheirWarnings)
+{
+    std::filesystem::remove(mDir + "/kv1/damaged.zip");
+    write("kv1/README", "notes about the trial\nno line end at the end");
+    write("kv1/pasted.txt", "a ticket quoting KoAlgoEngine: selectZSLFrames in no logcat format\n");
+    const Outcome run = kotest::replay("explain " + mDir);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "zsl-replay: 3 files in the folders given hold no line of the plug-in (passed over)\n");
+    const Outcome alone = kotest::replay("explain " + mDir + "/kv1/README");
+    EXPECT_EQ(alone.status, 2);
+    EXPECT_NE(alone.err.find("README: warning: "), std::string::npos) << alone.err;
+}
+
 // What a fleet's worker runs: a folder's file alone, or an object piped in
 // under its name, gives the rows explain gives reading the folder.
 TEST_F(FleetFolder, AFileAloneOrPipedInUnderItsNameGivesTheFoldersRows)

@@ -74,16 +74,18 @@ LogRead readLogSource(const LogSource &source, const CaptureDone &capture, bool 
         SessionOutcome session = importer.finish();
         session.fingerprint = origin.fingerprint;
         session.reportTime = origin.reportTime;
-        for (const std::string &warning : importer.warnings())
-            read.warnings.push_back(source.named() + ": warning: " + warning);
         if (importer.linesUsed() == 0) {
             read.withoutPluginLines = true;
-            // Named alone, a log without the plug-in is a wrong file; in a folder, a report of another day.
-            if (!source.inFolder)
-                throw Error(source.named() + ": no line of the plug-in (tag " + std::string(messages::kPluginTag) +
-                            ") in this log");
-            return read;
+            // In a folder, a report of another day, a README: counted, with no warning of its own.
+            if (source.inFolder)
+                return read;
         }
+        for (const std::string &warning : importer.warnings())
+            read.warnings.push_back(source.named() + ": warning: " + warning);
+        // Named alone, a log without the plug-in is a wrong file.
+        if (importer.linesUsed() == 0)
+            throw Error(source.named() + ": no line of the plug-in (tag " + std::string(messages::kPluginTag) +
+                        ") in this log");
         read.session = std::move(session);
     } catch (const NotALog &) {
         if (!source.inFolder)
