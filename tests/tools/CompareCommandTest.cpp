@@ -255,6 +255,14 @@ TEST(CompareCommand, LogsAreExplainedFirst)
             EXPECT_EQ(measure.at("difference"), 0) << measure.at("name");
         }
     }
+
+    // The log and its table on one side are the same captures read twice: counted once, and said so.
+    const kotest::Outcome twice =
+        kotest::replay("compare --json --base " + kSample + " --candidate " + rows.path() + " " + kSample);
+    ASSERT_EQ(twice.status, 0) << twice.err;
+    EXPECT_EQ(Json::parse(twice.out), report);
+    EXPECT_EQ(twice.err, "zsl-replay: --candidate: " + report.at("base").at("captures").dump() +
+                             " captures were read before (the same input and line of its log): counted once\n");
 }
 
 TEST(CompareCommand, BadInputIsOneLineAndStatusTwo)

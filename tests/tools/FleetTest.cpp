@@ -13,6 +13,7 @@
 #include "output/LogcatWriter.h"
 #include "output/FleetSummary.h"
 #include "output/Outputs.h"
+#include "output/RepeatedCaptures.h"
 #include "output/TableReader.h"
 #include "outcome/PluginLines.h"
 #include <PluginLoader.h>
@@ -219,6 +220,22 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
         EXPECT_EQ(kotest::replay("summarize " + tables).out, expectedText);
     }
 
+    // The same run saved twice, as CSV and as JSON Lines: each capture counted
+    // once, the table that repeats it named; a table that fails half-way
+    // leaves nothing seen.
+    const size_t firstRows = static_cast<size_t>(std::count(jsonl.begin(), jsonl.begin() + half, '\n'));
+    const Outcome twice = kotest::replay("summarize --json " + table.path() + " " + first.path() + " " + second.path());
+    EXPECT_EQ(twice.status, 0) << twice.err;
+    EXPECT_EQ(json::parse(twice.out), expected);
+    EXPECT_NE(twice.err.find(first.path() + ": " + std::to_string(firstRows) + " captures were read before"),
+              std::string::npos)
+        << twice.err;
+    kotest::TempFile cutFirst(csv.substr(0, csv.size() / 2) + "\"unclosed");
+    const Outcome afterCut = kotest::replay("summarize --json " + cutFirst.path() + " " + table.path());
+    EXPECT_EQ(afterCut.status, 2);
+    EXPECT_EQ(json::parse(afterCut.out), expected);
+    EXPECT_EQ(afterCut.err.find("read before"), std::string::npos) << afterCut.err;
+
     // Each row read back is the row written, every column, from either format.
     for (const std::string *table : {&jsonl, &csv}) {
         std::istringstream in(*table);
@@ -262,6 +279,45 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
     EXPECT_NE(bad.err.find(other.path() + ": line 1: a row of schema \"zsl-capture-table/0\""), std::string::npos)
         << bad.err;
     EXPECT_NE(bad.err.find("cannot read /nonexistent.csv"), std::string::npos) << bad.err;
+}
+
+// Rows are the same capture by their input and first line, or, in tables
+// without the line, by input, process, thread, log time, fwkFrame and kind;
+// a row that names no place in a log is never a repeat.
+TEST(RepeatedCaptures, TheSameCaptureByWhereItWasRead)
+{
+    CaptureRow a;
+    a.input = "dev.log";
+    a.line = 15;
+    a.logTime = "11-23 18:40:05.085";
+    a.fwkFrame = 100;
+    CaptureRow sameLine = a, otherLine = a, otherInput = a, old = a, oldOtherFrame = a, replayed;
+    sameLine.fwkFrame = 101; // the line decides
+    otherLine.line = 60;
+    otherInput.input = "dev-2.log";
+    old.line.reset();
+    oldOtherFrame.line.reset();
+    oldOtherFrame.fwkFrame = 300;
+    replayed.input = "trace.json";
+    RepeatedCaptures seen;
+    EXPECT_FALSE(seen.seenBefore(a));
+    EXPECT_TRUE(seen.seenBefore(sameLine));
+    EXPECT_FALSE(seen.seenBefore(otherLine));
+    EXPECT_FALSE(seen.seenBefore(otherInput));
+    EXPECT_FALSE(seen.seenBefore(old));
+    EXPECT_TRUE(seen.seenBefore(old));
+    EXPECT_FALSE(seen.seenBefore(oldOtherFrame));
+    EXPECT_FALSE(seen.seenBefore(replayed));
+    EXPECT_FALSE(seen.seenBefore(replayed));
+    EXPECT_EQ(seen.takeRepeats(), 2u);
+    EXPECT_EQ(seen.takeRepeats(), 0u);
+    EXPECT_TRUE(seen.seenBefore(a)); // kept across tables
+    CaptureRow fresh = a;
+    fresh.line = 99;
+    EXPECT_FALSE(seen.seenBefore(fresh));
+    seen.forgetSinceTake(); // its table failed
+    EXPECT_FALSE(seen.seenBefore(fresh));
+    EXPECT_TRUE(seen.seenBefore(a));
 }
 
 // Files of a folder without a line of the plug-in are counted, each without

@@ -12,6 +12,7 @@
 #include "outcome/Error.h"
 #include "output/OutputFile.h"
 #include "output/Outputs.h"
+#include "output/RepeatedCaptures.h"
 #include "output/TableReader.h"
 
 #include <algorithm>
@@ -189,16 +190,29 @@ int runCompare(const CompareOptions &options)
         if (options.by.empty()) {
             base.emplace("base", options.pool);
             candidates.emplace_back("candidate", options.pool);
-            readRows(options.base, jobs, [&](const output::CaptureRow &row) { base->add(row); });
-            readRows(options.candidate, jobs, [&](const output::CaptureRow &row) { candidates.front().add(row); });
+            output::RepeatedCaptures baseSeen, candidateSeen;
+            readRows(options.base, jobs, [&](const output::CaptureRow &row) {
+                if (!baseSeen.seenBefore(row))
+                    base->add(row);
+            });
+            printRepeats("--base", baseSeen.takeRepeats());
+            readRows(options.candidate, jobs, [&](const output::CaptureRow &row) {
+                if (!candidateSeen.seenBefore(row))
+                    candidates.front().add(row);
+            });
+            printRepeats("--candidate", candidateSeen.takeRepeats());
             checkNotEmpty(*base, "base", options.base);
             checkNotEmpty(candidates.front(), "candidate", options.candidate);
         } else {
             std::map<std::string, compare::Side> sides;
+            output::RepeatedCaptures seen;
             readRows(options.tables, jobs, [&](const output::CaptureRow &row) {
+                if (seen.seenBefore(row))
+                    return;
                 const std::string value = columnValue(row, options.by);
                 sides.try_emplace(value, value.empty() ? "(no " + options.by + ")" : value, options.pool).first->second.add(row);
             });
+            printRepeats("the tables", seen.takeRepeats());
             // The first value in sort order; rows without one (a log without a bug report has no build)
             // are a side of their own, but not the base.
             std::string baseValue = options.baseValue;

@@ -7,6 +7,7 @@
 #include "output/FleetSummary.h"
 #include "output/OutputFile.h"
 #include "output/Outputs.h"
+#include "output/RepeatedCaptures.h"
 #include "output/TableReader.h"
 
 #include <algorithm>
@@ -33,6 +34,7 @@ int runSummarize(const SummarizeOptions &options)
     int status = 0;
     size_t read = 0; // tables read whole
     output::FleetSummary summary;
+    output::RepeatedCaptures repeated;
     for (const std::string &path : options.tables) {
         // A table that fails half-way counts none of its rows.
         output::FleetSummary table;
@@ -45,11 +47,15 @@ int runSummarize(const SummarizeOptions &options)
                 if (!file)
                     throw outcome::Error("cannot read " + path);
             }
-            output::readCaptureTable(path == "-" ? std::cin : file, path,
-                                     [&](const output::CaptureRow &row) { table.add(row); });
+            output::readCaptureTable(path == "-" ? std::cin : file, path, [&](const output::CaptureRow &row) {
+                if (!repeated.seenBefore(row))
+                    table.add(row);
+            });
             summary.add(table);
             ++read;
+            printRepeats(path, repeated.takeRepeats());
         } catch (const outcome::Error &error) {
+            repeated.forgetSinceTake();
             printError(error);
             status = 2;
         }

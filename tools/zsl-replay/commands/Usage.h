@@ -2,9 +2,11 @@
 /*
  * Usage: how every subcommand says what went wrong: a usage error in one
  * line naming the subcommand and where its help is (exit status 2), and an
- * error of the work (outcome::Error), a line for each line of its message.
+ * error of the work (outcome::Error), a line for each line of its message;
+ * and the one note that is not an error, captures read twice.
  */
 
+#include <cstddef>
 #include <exception>
 #include <iostream>
 #include <sstream>
@@ -23,6 +25,15 @@ inline void printError(const std::exception &error)
     std::istringstream lines(error.what());
     for (std::string line; std::getline(lines, line);)
         std::cerr << "zsl-replay: " << line << "\n";
+}
+
+// Captures of `source` read before, from another table or input: counted
+// once, and said so (not an error).
+inline void printRepeats(const std::string &source, size_t repeats)
+{
+    if (repeats > 0)
+        std::cerr << "zsl-replay: " << source << ": " << repeats << (repeats == 1 ? " capture was" : " captures were")
+                  << " read before (the same input and line of its log): counted once\n";
 }
 
 } // namespace zsl::commands

@@ -1,0 +1,40 @@
+#pragma once
+/*
+ * RepeatedCaptures: which capture-table rows were read before, so that the
+ * same run saved twice (a CSV and its JSON Lines, a log given twice, a table
+ * copied into two folders) is counted once by summarize and compare. A row
+ * read from a log is the same capture when it names the same input and
+ * first line (tables before the line was a column: the same input, process,
+ * thread, log time, fwkFrame and kind). A replayed row names no place in a
+ * log and is never taken for another.
+ */
+
+#include "output/CaptureTable.h"
+
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace zsl::output {
+
+class RepeatedCaptures {
+public:
+    // True when `row` was seen before; then it is counted in repeats().
+    bool seenBefore(const CaptureRow &row);
+    size_t repeats() const { return mRepeats; }
+    // Takes the count from zero again (per table), keeping what was seen.
+    size_t takeRepeats();
+    // A table that fails half-way counts none of its rows: what it added
+    // since the last takeRepeats() is forgotten.
+    void forgetSinceTake();
+
+private:
+    std::vector<uint64_t> mAdded; // since the last takeRepeats()
+    // Each key kept as a 64-bit hash: a million rows cost 40 MB less than
+    // their keys would, and two captures share one hash about once in 10^10 runs.
+    std::unordered_set<uint64_t> mSeen;
+    size_t mRepeats = 0;
+};
+
+} // namespace zsl::output
