@@ -48,7 +48,9 @@ int runSummarize(const SummarizeOptions &options)
                     throw outcome::Error("cannot read " + path);
             }
             output::readCaptureTable(path == "-" ? std::cin : file, path, [&](const output::CaptureRow &row) {
-                if (!repeated.seenBefore(row))
+                if (repeated.seenBefore(row))
+                    table.addRepeat();
+                else
                     table.add(row);
             });
             summary.add(table);

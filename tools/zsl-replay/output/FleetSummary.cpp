@@ -71,6 +71,7 @@ void FleetSummary::add(const CaptureRow &row)
 void FleetSummary::add(const FleetSummary &other)
 {
     mCaptures += other.mCaptures;
+    mRepeats += other.mRepeats;
     mInputs.insert(other.mInputs.begin(), other.mInputs.end());
     for (const auto &[key, group] : other.mGroups) {
         Group &into = mGroups[key];
@@ -112,7 +113,10 @@ FleetSummary::Histogram FleetSummary::histogram(size_t bins) const
 void FleetSummary::writeText(std::ostream &out) const
 {
     out << "Summary: " << mCaptures << " capture" << (mCaptures == 1 ? "" : "s") << " from " << mInputs.size()
-        << " input" << (mInputs.size() == 1 ? "" : "s") << "\n";
+        << " input" << (mInputs.size() == 1 ? "" : "s");
+    if (mRepeats > 0)
+        out << "; " << mRepeats << (mRepeats == 1 ? " was" : " were") << " read twice and counted once";
+    out << "\n";
     const std::vector<std::string> heads = {"device", "build", "captures", "selections", "taken known", "taken in full"};
     std::vector<std::vector<std::string>> cells;
     for (const auto &[key, group] : mGroups)
@@ -167,6 +171,7 @@ nlohmann::json FleetSummary::toJson() const
 {
     nlohmann::json out;
     out["captures"] = mCaptures;
+    out["repeated"] = mRepeats;
     out["inputs"] = mInputs.size();
     out["groups"] = nlohmann::json::array();
     for (const auto &[key, group] : mGroups)

@@ -27,6 +27,8 @@ public:
     void add(const CaptureRow &row);
     // Another summary's captures counted in this one.
     void add(const FleetSummary &other);
+    // A row of a capture read before (RepeatedCaptures): not counted again, only said.
+    void addRepeat() { ++mRepeats; }
     size_t captures() const { return mCaptures; }
 
     void writeText(std::ostream &out) const;
@@ -53,6 +55,7 @@ private:
     std::vector<double> sortedLags() const;
 
     size_t mCaptures = 0;
+    size_t mRepeats = 0; // rows of captures read before, not counted
     std::set<std::string> mInputs;
     std::map<std::pair<std::string, std::string>, Group> mGroups; // by device and build
     size_t mChecks = 0, mRefusedFrames = 0, mVerdictUnknown = 0;

@@ -3,6 +3,7 @@
 #include "output/RepeatedCaptures.h"
 
 #include <functional>
+#include <string>
 
 namespace zsl::output {
 
@@ -10,14 +11,10 @@ bool RepeatedCaptures::seenBefore(const CaptureRow &row)
 {
     if (!row.line && row.logTime.empty())
         return false; // a replay's row: nothing says where it came from
-    std::string key = row.input;
-    key += '\0';
-    if (row.line) {
-        key += std::to_string(*row.line);
-    } else {
-        key += std::to_string(row.pid.value_or(-1)) + '\0' + std::to_string(row.tid.value_or(-1)) + '\0' + row.logTime +
-               '\0' + std::to_string(row.fwkFrame) + '\0' + row.kind;
-    }
+    // The line alone is not enough: a bug-report zip numbers each of its logs' lines from 1.
+    const std::string key = row.input + '\0' + (row.line ? std::to_string(*row.line) : "") + '\0' +
+                            std::to_string(row.pid.value_or(-1)) + '\0' + std::to_string(row.tid.value_or(-1)) + '\0' +
+                            row.logTime + '\0' + std::to_string(row.fwkFrame) + '\0' + row.kind;
     const uint64_t hash = std::hash<std::string>{}(key);
     if (mSeen.insert(hash).second) {
         mAdded.push_back(hash);

@@ -3,10 +3,11 @@
  * RepeatedCaptures: which capture-table rows were read before, so that the
  * same run saved twice (a CSV and its JSON Lines, a log given twice, a table
  * copied into two folders) is counted once by summarize and compare. A row
- * read from a log is the same capture when it names the same input and
- * first line (tables before the line was a column: the same input, process,
- * thread, log time, fwkFrame and kind). A replayed row names no place in a
- * log and is never taken for another.
+ * read from a log is the same capture when it names the same input, first
+ * line, process, thread, log time, fwkFrame and kind (the line alone is
+ * not: a bug-report zip's logs each number their lines from 1; tables
+ * before the line was a column match on the rest). A replayed row names no
+ * place in a log and is never taken for another.
  */
 
 #include "output/CaptureTable.h"

@@ -139,12 +139,22 @@ void TableSink::end(const SessionOutcome &)
 
 void SummarySink::add(const SessionOutcome &, const StepOutcome &, const CaptureRow *row)
 {
-    mSession.add(*row);
+    if (mSeen.seenBefore(*row))
+        mSession.addRepeat();
+    else
+        mSession.add(*row);
 }
 
 void SummarySink::end(const SessionOutcome &)
 {
+    mSeen.takeRepeats();
     mSummary.add(mSession);
+    mSession = FleetSummary();
+}
+
+void SummarySink::drop()
+{
+    mSeen.forgetSinceTake();
     mSession = FleetSummary();
 }
 
@@ -195,12 +205,16 @@ void PicturesSink::finish()
 
 void HtmlSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow *row)
 {
-    mSession.add(*row);
+    if (mSeen.seenBefore(*row))
+        mSession.addRepeat();
+    else
+        mSession.add(*row);
     mPage.add(session, step, *row);
 }
 
 void HtmlSink::end(const SessionOutcome &session)
 {
+    mSeen.takeRepeats();
     mSummary.add(mSession);
     mSession = FleetSummary();
     mPage.endSession(session);
@@ -208,6 +222,7 @@ void HtmlSink::end(const SessionOutcome &session)
 
 void HtmlSink::drop()
 {
+    mSeen.forgetSinceTake();
     mSession = FleetSummary();
     mPage.dropSession();
 }

@@ -15,6 +15,7 @@
 #include "output/HtmlPage.h"
 #include "output/OutputFile.h"
 #include "output/PerfettoArchive.h"
+#include "output/RepeatedCaptures.h"
 #include "output/SessionSpill.h"
 #include "output/Sink.h"
 
@@ -72,12 +73,13 @@ public:
     explicit SummarySink(FleetSummary &summary) : mSummary(summary) {}
     void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *row) override;
     void end(const outcome::SessionOutcome &) override;
-    void drop() override { mSession = FleetSummary(); }
+    void drop() override;
     bool readsRows() const override { return true; }
 
 private:
     FleetSummary &mSummary;
     FleetSummary mSession; // the session being read
+    RepeatedCaptures mSeen; // a capture read twice is counted once
 };
 
 class SummarySvgSink : public Sink {
@@ -132,6 +134,7 @@ private:
     std::unique_ptr<OutputFile> mFile;
     HtmlPage mPage;
     FleetSummary mSummary, mSession; // all sessions ended; the one being read
+    RepeatedCaptures mSeen;          // a capture read twice is counted once in the summary
 };
 
 // Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...
