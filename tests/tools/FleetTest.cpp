@@ -337,6 +337,16 @@ TEST_F(FleetFolder, FilesPassedOverAreCountedWithoutTheirWarnings)
     const Outcome alone = kotest::replay("explain " + mDir + "/kv1/README");
     EXPECT_EQ(alone.status, 2);
     EXPECT_NE(alone.err.find("README: warning: "), std::string::npos) << alone.err;
+
+    // A program running explain reads the counts by name, not from a message.
+    write("kv1/damaged.zip", std::string("PK\x03\x04", 4) + "not a zip at all");
+    kotest::TempFile stats("", ".json");
+    const Outcome counted = kotest::replay("explain " + mDir + " --stats " + stats.path());
+    EXPECT_EQ(counted.status, 2); // the damaged zip
+    EXPECT_EQ(json::parse(stats.text()), json::parse(R"({"schema": "zsl-explain-stats/1", "files_read": 6,
+        "files_passed_over": 3, "files_failed": 1})"));
+    EXPECT_EQ(counted.err.find("passed over"), std::string::npos) << counted.err;
+    EXPECT_EQ(kotest::replay("explain " + mDir + " --stats " + mDir + "/kv1/stats.json").status, 2); // among the inputs
 }
 
 // What a fleet's worker runs: a folder's file alone, or an object piped in

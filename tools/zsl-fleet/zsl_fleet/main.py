@@ -4,7 +4,6 @@ one machine, and the summary of that table (`zsl-replay summarize`)."""
 
 import argparse
 import os
-import re
 import shutil
 import subprocess
 import sys
@@ -14,7 +13,6 @@ from .progress import Progress
 from .table import Table, TableError, table_target
 
 # explain's line for files of a folder without the plug-in's lines; summed over the tasks.
-PASSED_OVER = re.compile(r"^zsl-replay: (\d+) files? in the folders given holds? no line of the plug-in \(passed over\)$")
 DEFAULT_TIMEOUT = 10
 
 
@@ -119,13 +117,9 @@ def run(options, progress_stream=sys.stderr):
         progress.running -= 1
         if outcome.setup_fault:
             raise SetupFault(outcome.messages)
-        passed_over = 0
         for line in outcome.messages.splitlines():
-            found = PASSED_OVER.match(line)
-            if found:
-                passed_over += int(found.group(1))
-            else:
-                progress.message(line)
+            progress.message(line)
+        passed_over = outcome.passed_over
         counts["passed_over"] += passed_over
         if outcome.status != 0:
             status = 2

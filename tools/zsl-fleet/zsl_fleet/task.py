@@ -6,6 +6,7 @@ storage); a URL is read through fsspec and piped in under its name.
 This module is sent to the workers by value: they need python3-distributed,
 fsspec for URLs, and zsl-replay on their PATH, not this program."""
 
+import json
 import os
 import shutil
 import socket
@@ -22,10 +23,11 @@ class Outcome:
     messages: str       # explain's standard error, or the worker's own line
     status: int         # explain's exit status; 2 when the worker could not run it
     setup_fault: bool = False  # the worker cannot run zsl-replay at all: no input will fare better
+    passed_over: int = 0       # files read without a line of the plug-in (explain --stats)
 
 
-def _command(name, url, in_folder, table_format):
-    command = ["zsl-replay", "explain", "--table", table_format + ":-"]
+def _command(name, url, in_folder, table_format, stats):
+    command = ["zsl-replay", "explain", "--table", table_format + ":-", "--stats", stats]
     if in_folder:
         command.append("--in-folder")
     if url:
@@ -67,8 +69,9 @@ def explain(name, url, in_folder, table_format, cwd):
             source = fsspec.open(name, "rb").open()
         except Exception as error:  # each backend raises its own kinds
             return Outcome(b"", f"zsl-fleet: cannot read {name}: {error}", 2)
-    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
-        process = subprocess.Popen(_command(name, url, in_folder, table_format), cwd=None if url else cwd,
+    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err, tempfile.TemporaryDirectory() as scratch:
+        stats = os.path.join(scratch, "stats.json")
+        process = subprocess.Popen(_command(name, url, in_folder, table_format, stats), cwd=None if url else cwd,
                                    stdin=subprocess.PIPE if url else subprocess.DEVNULL, stdout=out, stderr=err)
         failure = None
         if source is not None:
@@ -82,4 +85,9 @@ def explain(name, url, in_folder, table_format, cwd):
         messages = err.read().decode("utf-8", "replace")
         if failure is not None:
             return Outcome(b"", f"zsl-fleet: cannot read {name}: {failure}", 2)
-        return Outcome(out.read(), messages, status)
+        try:  # explain's counts under their names: no message is parsed
+            with open(stats) as file:
+                passed_over = json.load(file)["files_passed_over"]
+        except (OSError, ValueError, KeyError):
+            passed_over = 0  # explain stopped before writing them: its status and messages say why
+        return Outcome(out.read(), messages, status, passed_over=passed_over)

@@ -170,6 +170,10 @@ CommandLine::CommandLine() : mApp(sentence(toolHelp().summary), "zsl-replay")
         ->type_name("FILE");
     mExplainApp->add_option("--summary-svg", mExplain.summarySvgPath, "draw the summary of all captures into FILE")
         ->type_name("FILE");
+    mExplainApp->add_option("--stats", mExplain.statsPath,
+                            "write the run's counts into FILE as JSON (files read, passed over, failed; "
+                            "schema zsl-explain-stats/1), for a program that runs explain")
+        ->type_name("FILE");
     addOutputOptions(*mExplainApp, mExplain.output);
 
     mWhatIfApp = addSubcommand(mApp, "whatif");

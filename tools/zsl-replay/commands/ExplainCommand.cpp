@@ -12,11 +12,13 @@
 #include "output/FleetSummary.h"
 #include "output/Outputs.h"
 #include "output/InputGuard.h"
+#include "output/OutputFile.h"
 #include "output/Sinks.h"
 
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <sstream>
 
@@ -56,8 +58,20 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
     }
 }
 
+// What a run read, by file: the counts a program running explain (zsl-fleet's
+// workers) reads from --stats, under stable names, rather than from messages.
+struct ReadCounts {
+    size_t read = 0, passedOver = 0, failed = 0;
+    nlohmann::ordered_json toJson() const
+    {
+        return {{"schema", "zsl-explain-stats/1"}, {"files_read", read}, {"files_passed_over", passedOver},
+                {"files_failed", failed}};
+    }
+};
+
 // Reads the inputs on `jobs` threads into outputs; answers the exit status.
-int readLogs(const ExplainOptions &options, output::Outputs &outputs)
+// With `quiet`, how many files were passed over is left to `counts`.
+int readLogs(const ExplainOptions &options, output::Outputs &outputs, ReadCounts &counts, bool quiet)
 {
     int status = 0;
     std::vector<std::string> errors;
@@ -71,6 +85,7 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs)
         std::cerr << "zsl-replay: " << error << "\n";
     if (!errors.empty())
         status = 2;
+    counts.failed += errors.size();
     size_t passedOver = 0, explained = 0;
     const log::CaptureDone capture = [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) {
         outputs.add(session, step);
@@ -85,8 +100,10 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs)
             outputs.drop();
             printError(error);
             status = 2;
+            ++counts.failed;
             return;
         }
+        ++counts.read;
         passedOver += read.withoutPluginLines;
         if (read.session) {
             ++explained;
@@ -99,11 +116,12 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs)
         std::cerr << "zsl-replay: no line of the plug-in (tag " << messages::kPluginTag << ") in any of the " << passedOver
                   << " files read\n";
         status = 2;
-    } else if (passedOver > 0) {
+    } else if (passedOver > 0 && !quiet) {
         std::cerr << "zsl-replay: " << passedOver << (passedOver == 1 ? " file" : " files")
                   << " in the folders given " << (passedOver == 1 ? "holds" : "hold")
                   << " no line of the plug-in (passed over)\n";
     }
+    counts.passedOver = passedOver;
     return status;
 }
 
@@ -160,9 +178,15 @@ int runExplain(const ExplainOptions &options)
     if (const std::string problem = outputOptionsProblem(options.output); !problem.empty())
         return usageError("explain", problem);
 
+    if (!options.statsPath.empty() && options.follow)
+        return usageError("explain", "--stats counts the files of a run that ends: not with --follow");
+
     output::FleetSummary summary;
     output::Outputs outputs;
+    std::unique_ptr<output::OutputFile> stats; // refused before anything is read when it is an input
     try {
+        if (!options.statsPath.empty())
+            stats = std::make_unique<output::OutputFile>(options.statsPath, options.inputs);
         attachOutputs(options, table, summary, outputs);
     } catch (const outcome::Error &error) {
         printError(error);
@@ -170,8 +194,19 @@ int runExplain(const ExplainOptions &options)
     }
     const std::string &first = options.inputs.front();
     const std::string &firstName = first == "-" && !options.stdinName.empty() ? options.stdinName : first;
-    const int status = options.follow ? followLog(first, firstName, outputs) : readLogs(options, outputs);
+    ReadCounts counts;
+    const int status =
+        options.follow ? followLog(first, firstName, outputs) : readLogs(options, outputs, counts, stats != nullptr);
     outputs.finish();
+    if (stats) {
+        try {
+            stats->stream() << output::jsonText(counts.toJson()) << "\n";
+            stats->close();
+        } catch (const outcome::Error &error) {
+            printError(error);
+            return 2;
+        }
+    }
     return std::max(status, outputs.status());
 }
 

@@ -40,6 +40,7 @@ struct ExplainOptions {
     std::string summarySvgPath;
     std::string stdinName;           // what standard input is called ("": "-")
     bool inFolder = false;           // each INPUT as a folder's file: one without the plug-in's lines is passed over
+    std::string statsPath;           // the run's counts as JSON ("": said on standard error)
     OutputOptions output;
 };
 
