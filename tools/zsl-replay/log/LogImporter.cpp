@@ -434,7 +434,7 @@ void LogImporter::closeSelection(Thread &thread)
         if (!step.shutterNs.count(frame) &&
             std::none_of(step.warnings.begin(), step.warnings.end(),
                          [frame](const StepWarning &warning) {
-                             return warning.frame == frame && warning.text.find("left the queue") != std::string::npos;
+                             return warning.frame == frame && warning.kind == StepWarning::Kind::LeftQueue;
                          }))
             unknown.push_back(frame);
     if (!unknown.empty())
@@ -539,6 +539,7 @@ void LogImporter::resolve(size_t index)
     step.debugLines = debug;
     const std::string noDebug = "the log has no debug line of this process";
     if (open.unended && finishedEarly(open)) {
+        step.finishedEarly = true;
         step.notes.push_back("the selection finished early: no consumer frame was shot after zsdTs and pending "
                              "support is on (the line that says so logs at debug level, and " + noDebug + ")");
     } else if (open.unended) {

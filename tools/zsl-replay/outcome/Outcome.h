@@ -45,8 +45,13 @@ struct FrameStates {
 // Something the selection's lines show that an engineer should see: a
 // listed frame gone from the queue, a first frame passed over.
 struct StepWarning {
+    enum class Kind {
+        LeftQueue,       // a listed frame without a record: it has left the queue
+        FirstFrameLacked // the selection's first frame is not in every queue: the begin moved past it
+    };
     uint32_t frame = 0;
     std::string text;
+    Kind kind = Kind::LeftQueue;
 };
 
 struct CheckOutcome {
@@ -126,6 +131,9 @@ struct StepOutcome {
     // Read from a device log: why the frames selected (and the anchor the
     // selection counts from) are not known; empty when they are.
     std::string selectionUnknown;
+    // Read from an info-level log: the selection ended without its end line,
+    // because no consumer frame was new enough and pending support is on.
+    bool finishedEarly = false;
     // The capture moment (curTime) is known: a lag needs it. A log may lack it.
     bool momentKnown = true;
     // Read without thread ids: its lines interleave with another capture's of

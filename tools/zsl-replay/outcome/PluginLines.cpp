@@ -117,13 +117,15 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         case MessageId::ConsumerGone:
             if (auto gone = event->number<uint32_t>(1))
                 result.warnings.push_back(
-                    {*gone, "frame " + std::to_string(*gone) + " is listed but has left the queue (no record)"});
+                    {*gone, "frame " + std::to_string(*gone) + " is listed but has left the queue (no record)",
+                     StepWarning::Kind::LeftQueue});
             break;
         case MessageId::BeginMoved:
             if (auto lacked = event->number<uint32_t>(1))
                 result.warnings.push_back({*lacked, "the selection's first frame " + std::to_string(*lacked) +
                                                         " was passed over: queue [" + std::string(event->text(2)) +
-                                                        "] does not hold it"});
+                                                        "] does not hold it",
+                                           StepWarning::Kind::FirstFrameLacked});
             break;
         default:
             break;

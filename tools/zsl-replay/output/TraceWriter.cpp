@@ -135,7 +135,7 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     };
     std::vector<uint32_t> gone, estimated;
     for (const StepWarning &warning : step.warnings)
-        if (warning.text.find("left the queue") != std::string::npos)
+        if (warning.kind == StepWarning::Kind::LeftQueue)
             gone.push_back(warning.frame);
     // The anchor scan passes a producer frame without a record silently.
     for (uint32_t frame : producerWithoutRecord(step))

@@ -17,10 +17,10 @@ using messages::PluginEvent;
 
 namespace {
 
-bool warned(const StepOutcome &step, uint32_t frame, const char *what)
+bool warned(const StepOutcome &step, uint32_t frame, StepWarning::Kind kind)
 {
     return std::any_of(step.warnings.begin(), step.warnings.end(), [&](const StepWarning &warning) {
-        return warning.frame == frame && warning.text.find(what) != std::string::npos;
+        return warning.frame == frame && warning.kind == kind;
     });
 }
 
@@ -34,8 +34,7 @@ LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTim
             noMetaQueue = noMetaQueue || event->is(MessageId::SelectNoQueue);
             tooOld = tooOld || event->is(MessageId::ConsumerTooOld);
         }
-    for (const std::string &note : step.notes)
-        tooOld = tooOld || note.rfind("the selection finished early", 0) == 0;
+    tooOld = tooOld || step.finishedEarly;
     if (step.mixedThreads)
         unusable = "its lines may be mixed with another capture's (the log's format shows no thread id)";
     else if (!step.selectionUnknown.empty()) // lost check lines leave only their verdicts unknown
@@ -53,7 +52,7 @@ LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTim
 
     const size_t n = step.consumer.size();
     for (uint32_t frame : step.consumer) {
-        const bool gone = warned(step, frame, "left the queue");
+        const bool gone = warned(step, frame, StepWarning::Kind::LeftQueue);
         if (!gone && !step.shutterNs.count(frame))
             break;
         if (gone)
@@ -80,7 +79,7 @@ LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTim
     // is silent on the one every queue held.
     if (step.debugLines && step.csbegin) {
         size_t begin = static_cast<size_t>(std::max(0, *step.csbegin));
-        while (begin < n && warned(step, step.consumer[begin], "was passed over"))
+        while (begin < n && warned(step, step.consumer[begin], StepWarning::Kind::FirstFrameLacked))
             mAbsent.insert(step.consumer[begin++]);
         if (begin < n)
             mPresent.insert(step.consumer[begin]);
