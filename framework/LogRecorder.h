@@ -12,6 +12,7 @@
 #include <kodebug/SystemLogSink.h>
 
 #include <cstddef>
+#include <array>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -39,8 +40,12 @@ struct LogLine {
     std::string timeText;
     uint64_t logLine = 0;
     // Read from a device log: which of the reader's messages the text is
-    // (-1: not told yet), so that it is matched once.
+    // (-1: not told yet), so that it is matched once; and where in the text
+    // its arguments stand (offset and length each; argCount -1: not kept),
+    // so that each reader of the line finds them without matching again.
     int message = -1;
+    int argCount = -1;
+    std::array<uint16_t, 16> argSpans{};
 };
 
 // Splits an Android-log message of the selector, "group file:line

@@ -20,7 +20,7 @@ CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, 
     MessageKind lastKind = MessageKind::Qualify;
     size_t blocksEnded = 0; // metadata whose qualification ended
     for (size_t i = 0; i < lines.size(); ++i) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(lines[i].text, lines[i].message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(lines[i]);
         if (!event)
             continue;
         const MessageKind kind = event->kind();

@@ -4,6 +4,7 @@
 
 #include "log/GapMarker.h"
 #include "log/LogcatFormats.h"
+#include "messages/PluginEvent.h"
 #include "messages/PluginMessages.h"
 #include "outcome/Outcome.h"
 
@@ -84,8 +85,7 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
         // Matched here, where a log read ahead is read: the rebuilding
         // thread then reads the arguments of one message only.
         if (line->message < 0 && !line->function.empty())
-            if (const messages::PluginMessage *known = messages::findPluginMessage(line->text))
-                line->message = messages::messageIndex(*known);
+            messages::PluginEvent::keep(*line);
     }
     return line;
 }

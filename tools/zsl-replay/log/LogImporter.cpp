@@ -45,7 +45,7 @@ SelectionMarks selectionMarks(const std::vector<kohost::LogLine> &lines)
 {
     SelectionMarks marks;
     for (const kohost::LogLine &line : lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line);
         if (!event)
             continue;
         switch (event->id()) {
@@ -83,7 +83,7 @@ bool selectionEnded(const StepOutcome &step)
 // isSelectorNeeded's answer.
 bool neededAnswer(const kohost::LogLine &line)
 {
-    const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+    const std::optional<PluginEvent> event = PluginEvent::decode(line);
     return event && event->number<int>(1).value_or(0) != 0;
 }
 
@@ -148,7 +148,7 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     }
     ++mLinesUsed;
     line.logLine = lineNumber;
-    const std::optional<PluginEvent> message = PluginEvent::decode(line.text, line.message);
+    const std::optional<PluginEvent> message = PluginEvent::decode(line);
     if (message)
         line.message = message->index();
     if (!message) {

@@ -55,8 +55,7 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         if (!thread.call)
             startCall(all);
         else if (phase == Phase::CameraRefused &&
-                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1].text,
-                                     thread.call->lines[thread.call->afterRefusal - 1].message)->zslFrame() !=
+                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1])->zslFrame() !=
                      event.zslFrame())
             startCall(split);
         break;
@@ -118,7 +117,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     std::optional<int32_t> sensorMode;
     RequestSeen request; // what this call's lines show of the request
     for (const kohost::LogLine &line : call.lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line);
         if (!event)
             continue;
         frame = frame ? frame : event->zslFrame();
@@ -240,7 +239,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     // Every camera's metadata is judged for every frame: a check that
     // judged another number of them holds lines of two checks, or lost some.
     const bool cameraRefused = std::any_of(call.lines.begin(), call.lines.end(), [](const kohost::LogLine &line) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line);
         return event && event->is(MessageId::RefusedCamera);
     });
     // (A camera's refusal leaves where one frame's cameras end and the next's

@@ -3,6 +3,7 @@
 
 #include "log/LogcatFormats.h"
 
+#include "messages/PluginEvent.h"
 #include "messages/PluginMessages.h"
 #include "outcome/Outcome.h"
 
@@ -138,12 +139,10 @@ std::optional<int64_t> readTime(Cursor &c, int reportYear, int reportMonth)
 std::optional<kohost::LogLine> pluginMessage(std::string_view level, std::string_view message)
 {
     kohost::LogLine line = kohost::parseAndroidLine(std::string(level), message);
-    const PluginMessage *known = line.function.empty() ? nullptr : findPluginMessage(line.text);
-    if (!known)
+    if (line.function.empty() || !messages::PluginEvent::keep(line))
         return std::nullopt;
-    line.message = messages::messageIndex(*known);
     if (line.level.empty()) // raw: the message tells its level
-        line.level = std::string(1, known->level);
+        line.level = std::string(1, messages::pluginMessages()[static_cast<size_t>(line.message)].level);
     return line;
 }
 

@@ -62,7 +62,7 @@ std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outc
     bool noQueue = false;
     std::vector<uint32_t> anchorList;
     for (const kohost::LogLine &line : lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line);
         if (!event)
             continue;
         const Stage stage = stageOf(event->id());

@@ -21,6 +21,38 @@ std::optional<PluginEvent> PluginEvent::decode(std::string_view text, int known)
     return PluginEvent(*message, args);
 }
 
+std::optional<PluginEvent> PluginEvent::decode(const kohost::LogLine &line)
+{
+    const std::vector<PluginMessage> &messages = pluginMessages();
+    if (line.argCount < 0 || line.message < 0 || static_cast<size_t>(line.message) >= messages.size())
+        return decode(line.text, line.message);
+    thread_local std::vector<std::string_view> args;
+    args.clear();
+    for (int i = 0; i < line.argCount; ++i)
+        args.push_back(std::string_view(line.text).substr(line.argSpans[2 * i], line.argSpans[2 * i + 1]));
+    return PluginEvent(messages[static_cast<size_t>(line.message)], args);
+}
+
+bool PluginEvent::keep(kohost::LogLine &line)
+{
+    thread_local std::vector<std::string_view> args;
+    args.clear();
+    const PluginMessage *message = findPluginMessage(line.text, args);
+    if (!message)
+        return false;
+    line.message = messageIndex(*message);
+    line.argCount = -1;
+    // Offsets of 16 bits: a longer line's arguments are matched again when asked.
+    if (args.size() > line.argSpans.size() / 2 || line.text.size() > 0xFFFF)
+        return true;
+    for (size_t i = 0; i < args.size(); ++i) {
+        line.argSpans[2 * i] = static_cast<uint16_t>(args[i].data() - line.text.data());
+        line.argSpans[2 * i + 1] = static_cast<uint16_t>(args[i].size());
+    }
+    line.argCount = static_cast<int>(args.size());
+    return true;
+}
+
 PluginEvent::PluginEvent(const PluginMessage &message, const std::vector<std::string_view> &args)
     : mMessage(&message), mCount(std::min(args.size(), kMaxArgs))
 {

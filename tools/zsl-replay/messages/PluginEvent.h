@@ -11,6 +11,8 @@
 
 #include "messages/PluginMessages.h"
 
+#include <LogRecorder.h>
+
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -28,6 +30,12 @@ public:
     // `known`, when not -1, is index() of an event the text was decoded
     // into before: the text is matched against that message alone.
     static std::optional<PluginEvent> decode(std::string_view text, int known = -1);
+    // The event of a line read from a log, from the message and arguments
+    // kept with it when it was first matched (keep()); else as above.
+    static std::optional<PluginEvent> decode(const kohost::LogLine &line);
+    // Matches a line's text once, and keeps which message it is and where its
+    // arguments stand in the line. False when the plug-in cannot write it.
+    static bool keep(kohost::LogLine &line);
     // The message's place in the table.
     int index() const { return messageIndex(*mMessage); }
 

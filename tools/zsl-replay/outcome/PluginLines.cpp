@@ -79,7 +79,7 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
 {
     std::optional<std::pair<uint32_t, int64_t>> lastExamined;
     for (const kohost::LogLine &line : lines) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line);
         if (!event)
             continue;
         readRequestLine(*event, result.request);
@@ -161,7 +161,7 @@ std::optional<SelectorConfig> configIn(const std::vector<kohost::LogLine> &lines
 {
     std::optional<SelectorConfig> config;
     for (const kohost::LogLine &line : lines)
-        if (const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        if (const std::optional<PluginEvent> event = PluginEvent::decode(line);
             event && event->is(MessageId::Config))
             config = configOf(*event);
     return config;
@@ -217,7 +217,7 @@ Refusal refusal(const std::vector<kohost::LogLine> &log)
     std::string frameMode = "?", requestMode = "?";
     bool sensorCheck = false;
     for (const kohost::LogLine &line : log) {
-        const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message);
+        const std::optional<PluginEvent> event = PluginEvent::decode(line);
         if (!event)
             continue;
         if (auto newRule = ruleOf(*event, line.text)) {

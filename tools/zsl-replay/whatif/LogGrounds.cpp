@@ -30,7 +30,7 @@ LogGrounds::LogGrounds(const SessionOutcome &, const StepOutcome &step) : curTim
 {
     bool tooOld = false;
     for (const kohost::LogLine &line : step.log)
-        if (const std::optional<PluginEvent> event = PluginEvent::decode(line.text, line.message)) {
+        if (const std::optional<PluginEvent> event = PluginEvent::decode(line)) {
             noMetaQueue = noMetaQueue || event->is(MessageId::SelectNoQueue);
             tooOld = tooOld || event->is(MessageId::ConsumerTooOld);
         }
