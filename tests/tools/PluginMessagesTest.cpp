@@ -131,6 +131,17 @@ TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
         SCOPED_TRACE(c.text);
         const std::optional<PluginEvent> event = PluginEvent::decode(c.text);
         ASSERT_TRUE(event);
+        // Kept with its line when first matched, the same event without matching again.
+        kohost::LogLine line;
+        line.text = c.text;
+        ASSERT_TRUE(PluginEvent::keep(line));
+        ASSERT_GE(line.argCount, 0);
+        const kohost::LogLine copied = line; // the spans are offsets: they hold in a copy of the text
+        const std::optional<PluginEvent> kept = PluginEvent::decode(copied);
+        ASSERT_TRUE(kept);
+        EXPECT_EQ(kept->id(), event->id());
+        for (size_t i = 0; i < PluginEvent::maxArgs(); ++i)
+            EXPECT_EQ(kept->text(i), event->text(i)) << "argument " << i;
         EXPECT_EQ(event->id(), c.id);
         EXPECT_EQ(event->fwkFrame(), c.fwkFrame);
         EXPECT_EQ(event->zslFrame(), c.zslFrame);
