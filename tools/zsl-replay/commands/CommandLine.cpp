@@ -14,7 +14,6 @@
 
 namespace zsl::commands {
 
-
 namespace {
 
 // "replay ... changed" as the sentence CLI11 prints first.
@@ -37,19 +36,22 @@ void addOutputOptions(CLI::App &app, OutputOptions &output)
     CLI::Option_group *group = app.add_option_group("Outputs", "what replay and explain both write");
     group->add_flag("--json", output.json, "print the results as JSON instead of the text report");
     group->add_option("--svg", output.svgPath, "draw each capture as a timeline into FILE")->type_name("FILE");
-    group->add_option("--perfetto", output.perfettoPath,
-                      "write the captures for Perfetto: FILE.json in the Trace Event Format (also "
-                      "chrome://tracing), FILE.zip as an archive with the --device-trace files on one "
-                      "timeline, any other name in Perfetto's protobuf format (boot-time clock)")
+    group
+        ->add_option("--perfetto", output.perfettoPath,
+                     "write the captures for Perfetto: FILE.json in the Trace Event Format (also "
+                     "chrome://tracing), FILE.zip as an archive with the --device-trace files on one "
+                     "timeline, any other name in Perfetto's protobuf format (boot-time clock)")
         ->type_name("FILE");
-    group->add_option("--html", output.htmlPath,
-                      "write one self-contained HTML page of every capture into FILE: the summary, a table "
-                      "to sort and filter, and each capture's explanation, timeline, checks and lines; it "
-                      "opens from a file or an e-mail and fetches nothing")
+    group
+        ->add_option("--html", output.htmlPath,
+                     "write one self-contained HTML page of every capture into FILE: the summary, a table "
+                     "to sort and filter, and each capture's explanation, timeline, checks and lines; it "
+                     "opens from a file or an e-mail and fetches nothing")
         ->type_name("FILE");
-    group->add_option("--device-trace", output.deviceTraces,
-                      "a Perfetto trace recorded on the device, put unchanged into the --perfetto FILE.zip "
-                      "archive beside ours (repeat for several)")
+    group
+        ->add_option("--device-trace", output.deviceTraces,
+                     "a Perfetto trace recorded on the device, put unchanged into the --perfetto FILE.zip "
+                     "archive beside ours (repeat for several)")
         ->type_name("TRACE");
 }
 
@@ -122,14 +124,16 @@ CommandLine::CommandLine() : mApp(sentence(toolHelp().summary), "zsl-replay")
 
     mReplayApp = addSubcommand(mApp, "replay");
     mReplayApp->add_option("TRACE", mReplay.traces, "traces to replay (default: the built-in captures)");
-    mReplayApp->add_option("--plugin", mReplay.pluginPath,
-                           "the plug-in to load (default: beside this program, else installed)")
+    mReplayApp
+        ->add_option("--plugin", mReplay.pluginPath,
+                     "the plug-in to load (default: beside this program, else installed)")
         ->type_name("PATH");
     mReplayApp->add_flag("--real-clock", mReplay.realClock, "let the plug-in read the machine's boot-time clock");
     mReplayApp->add_flag("--write-expectations", mReplay.writeExpectations,
                          "write each step's results into its trace as \"expect\" (review the change)");
-    mReplayApp->add_option("--write-logcat", mReplay.logcatPath,
-                           "write the plug-in's Android-log lines as adb logcat shows them, at debug level")
+    mReplayApp
+        ->add_option("--write-logcat", mReplay.logcatPath,
+                     "write the plug-in's Android-log lines as adb logcat shows them, at debug level")
         ->type_name("FILE");
     mReplayApp
         ->add_option("--logcat-format", mReplay.logcatFormat,
@@ -140,58 +144,73 @@ CommandLine::CommandLine() : mApp(sentence(toolHelp().summary), "zsl-replay")
     addOutputOptions(*mReplayApp, mReplay.output);
 
     mExplainApp = addSubcommand(mApp, "explain");
-    mExplainApp->add_option("INPUT", mExplain.inputs, "logs, bug reports (text or zip), Perfetto traces, folders of them; - reads standard input")
+    mExplainApp
+        ->add_option("INPUT", mExplain.inputs,
+                     "logs, bug reports (text or zip), Perfetto traces, folders of them; - reads standard input")
         ->required();
     mExplain.jobs = std::max(1u, std::thread::hardware_concurrency());
-    mExplainApp->add_option("-j,--jobs", mExplain.jobs, "read N inputs at a time (default: the cores); the output is the same for any N")
+    mExplainApp
+        ->add_option("-j,--jobs", mExplain.jobs,
+                     "read N inputs at a time (default: the cores); the output is the same for any N")
         ->type_name("N")
         ->check(CLI::Validator(
             [](std::string &value) {
-                const bool digits = !value.empty() && value.size() <= 4 &&
-                                    value.find_first_not_of("0123456789") == std::string::npos;
+                const bool digits =
+                    !value.empty() && value.size() <= 4 && value.find_first_not_of("0123456789") == std::string::npos;
                 return digits && std::stoul(value) >= 1 && std::stoul(value) <= 1024
                            ? std::string()
                            : "takes a number of threads from 1 to 1024, not \"" + value + "\"";
             },
             "", ""));
-    mExplainApp->add_option("--stdin-name", mExplain.stdinName,
-                            "call standard input NAME in the report, the table and messages (the object a pipe carries)")
+    mExplainApp
+        ->add_option("--stdin-name", mExplain.stdinName,
+                     "call standard input NAME in the report, the table and messages (the object a pipe carries)")
         ->type_name("NAME");
     mExplainApp->add_flag("--in-folder", mExplain.inFolder,
                           "take each INPUT as a file found in a folder: one that holds no line of the plug-in, or no "
                           "log, is passed over, not an error (how zsl-fleet's workers read a folder's files)");
     mExplainApp->add_flag("--follow", mExplain.follow,
                           "explain each capture of one INPUT as soon as it is complete, for a live log");
-    mExplainApp->add_option("--write-traces", mExplain.tracesDir,
-                            "write each capture as a trace to replay, DIR/fwkFrame-N.json (never over a file)")
+    mExplainApp
+        ->add_option("--write-traces", mExplain.tracesDir,
+                     "write each capture as a trace to replay, DIR/fwkFrame-N.json (never over a file)")
         ->type_name("DIR");
-    mExplainApp->add_option("--table", mExplain.table,
-                            "write one row per capture: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
+    mExplainApp
+        ->add_option("--table", mExplain.table,
+                     "write one row per capture: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
         ->type_name("FILE");
     mExplainApp->add_option("--summary-svg", mExplain.summarySvgPath, "draw the summary of all captures into FILE")
         ->type_name("FILE");
-    mExplainApp->add_option("--stats", mExplain.statsPath,
-                            "write the run's counts into FILE as JSON (files read, passed over, failed; "
-                            "schema zsl-explain-stats/1), for a program that runs explain")
+    mExplainApp
+        ->add_option("--stats", mExplain.statsPath,
+                     "write the run's counts into FILE as JSON (files read, passed over, failed; "
+                     "schema zsl-explain-stats/1), for a program that runs explain")
         ->type_name("FILE");
     addOutputOptions(*mExplainApp, mExplain.output);
 
     mWhatIfApp = addSubcommand(mApp, "whatif");
-    mWhatIfApp->add_option("INPUT", mWhatIf.inputs, "traces, logs, bug reports, folders of them (default: the built-in captures)");
-    mWhatIfApp->add_option("--set", mWhatIf.sets, "a property's value after the change, NAME=VALUE (repeat for several)")
+    mWhatIfApp->add_option("INPUT", mWhatIf.inputs,
+                           "traces, logs, bug reports, folders of them (default: the built-in captures)");
+    mWhatIfApp
+        ->add_option("--set", mWhatIf.sets, "a property's value after the change, NAME=VALUE (repeat for several)")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     mWhatIfApp->add_option("--sweep", mWhatIf.sweep, "one row per value of NAME from FROM to TO by STEP")
         ->type_name("NAME=FROM:TO:STEP");
     mWhatIfApp->add_option("--sweep-svg", mWhatIf.sweepSvgPath, "draw the sweep into FILE")->type_name("FILE");
-    mWhatIfApp->add_option("--plugin", mWhatIf.pluginPath, "the plug-in to load (default: beside this program, else installed)")
+    mWhatIfApp
+        ->add_option("--plugin", mWhatIf.pluginPath,
+                     "the plug-in to load (default: beside this program, else installed)")
         ->type_name("PATH");
     mWhatIfApp->add_flag("--json", mWhatIf.json, "print the results as JSON instead of the text report");
-    mWhatIfApp->add_option("--html", mWhatIf.htmlPath,
-                           "write one self-contained HTML page: the summary and every capture's two sides")
+    mWhatIfApp
+        ->add_option("--html", mWhatIf.htmlPath,
+                     "write one self-contained HTML page: the summary and every capture's two sides")
         ->type_name("FILE");
-    mWhatIfApp->add_option("--table", mWhatIf.table,
-                           "write one row per capture, both sides: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
+    mWhatIfApp
+        ->add_option(
+            "--table", mWhatIf.table,
+            "write one row per capture, both sides: FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-")
         ->type_name("FILE");
 
     mSummarizeApp = addSubcommand(mApp, "summarize");
@@ -202,7 +221,8 @@ CommandLine::CommandLine() : mApp(sentence(toolHelp().summary), "zsl-replay")
         ->type_name("FILE");
 
     mCompareApp = addSubcommand(mApp, "compare");
-    mCompareApp->add_option("TABLE", mCompare.tables, "capture tables (or logs) whose --by COLUMN values are the sides");
+    mCompareApp->add_option("TABLE", mCompare.tables,
+                            "capture tables (or logs) whose --by COLUMN values are the sides");
     mCompareApp->add_option("--base", mCompare.base, "the base side: capture tables, or logs, bug reports, folders")
         ->type_name("INPUT");
     mCompareApp->add_option("--candidate", mCompare.candidate, "the candidate side, as --base")->type_name("INPUT");
@@ -214,8 +234,9 @@ CommandLine::CommandLine() : mApp(sentence(toolHelp().summary), "zsl-replay")
     mCompareApp->add_flag("--json", mCompare.json, "print the comparison as JSON (schema zsl-compare/1)");
     mCompareApp->add_option("--html", mCompare.htmlPath, "write the comparison as one self-contained HTML page")
         ->type_name("FILE");
-    mCompareApp->add_option("--fail-on", mCompare.failOn,
-                            "exit 3 when NAME is worse by more than LIMIT, e.g. lag_p90_ms:+5 (repeat for several)")
+    mCompareApp
+        ->add_option("--fail-on", mCompare.failOn,
+                     "exit 3 when NAME is worse by more than LIMIT, e.g. lag_p90_ms:+5 (repeat for several)")
         ->type_name("NAME:LIMIT")
         ->allow_extra_args(false);
     mCompare.jobs = std::max(1u, std::thread::hardware_concurrency());
@@ -240,13 +261,14 @@ std::optional<int> CommandLine::parse(int argc, char **argv)
     try {
         mApp.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::CallForHelp &) {
-        std::cout << (mApp.get_subcommands().empty() ? mApp.help() : mApp.get_subcommands().front()->help("zsl-replay"));
+        std::cout << (mApp.get_subcommands().empty() ? mApp.help()
+                                                     : mApp.get_subcommands().front()->help("zsl-replay"));
         return 0;
     } catch (const CLI::Success &stop) { // --version, --help-all
         return mApp.exit(stop);
     } catch (const CLI::ParseError &error) {
-        const std::string name = mApp.get_subcommands().empty() ? args.front()
-                                                                  : mApp.get_subcommands().front()->get_name();
+        const std::string name =
+            mApp.get_subcommands().empty() ? args.front() : mApp.get_subcommands().front()->get_name();
         if (dynamic_cast<const CLI::ExtrasError *>(&error))
             for (const CLI::App *given : {mReplayApp, mExplainApp, mWhatIfApp, mSummarizeApp, mCompareApp, mTagsApp})
                 if (given->get_name() == name)

@@ -40,7 +40,8 @@ bool isCaptureTable(const std::string &path)
     file.read(head.data(), static_cast<std::streamsize>(head.size()));
     head.resize(static_cast<size_t>(file.gcount()));
     return head.rfind("schema,", 0) == 0 ||
-           (head.rfind('{', 0) == 0 && head.substr(0, head.find('\n')).find("\"zsl-capture-table/") != std::string::npos);
+           (head.rfind('{', 0) == 0 &&
+            head.substr(0, head.find('\n')).find("\"zsl-capture-table/") != std::string::npos);
 }
 
 // A session's rows, handed on once the session is read whole.
@@ -96,7 +97,8 @@ void readRows(const std::vector<std::string> &inputs, unsigned jobs, const RowTa
     outputs.attach(std::make_unique<RowSink>(take));
     std::optional<outcome::Error> failed;
     log::readLogSources(
-        sources, jobs, [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) { outputs.add(session, step); },
+        sources, jobs,
+        [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) { outputs.add(session, step); },
         [&](log::LogRead read) {
             try {
                 if (read.error)
@@ -210,7 +212,8 @@ int runCompare(const CompareOptions &options)
                 if (seen.seenBefore(row))
                     return;
                 const std::string value = columnValue(row, options.by);
-                sides.try_emplace(value, value.empty() ? "(no " + options.by + ")" : value, options.pool).first->second.add(row);
+                sides.try_emplace(value, value.empty() ? "(no " + options.by + ")" : value, options.pool)
+                    .first->second.add(row);
             });
             printRepeats("the tables", seen.takeRepeats());
             // The first value in sort order; rows without one (a log without a bug report has no build)
@@ -219,7 +222,8 @@ int runCompare(const CompareOptions &options)
             for (auto value = sides.begin(); baseValue.empty() && value != sides.end(); ++value)
                 baseValue = value->first;
             if (!sides.count(baseValue))
-                throw outcome::Error("--base-value " + baseValue + ": no row has " + options.by + " \"" + baseValue + "\"");
+                throw outcome::Error("--base-value " + baseValue + ": no row has " + options.by + " \"" + baseValue +
+                                     "\"");
             if (sides.size() < 2)
                 throw outcome::Error("every row has the same " + options.by + " (\"" + baseValue +
                                      "\"): no other side to compare with");

@@ -41,16 +41,16 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
     const std::vector<std::string> &inputs = options.inputs;
     outputs.attach(std::make_unique<output::SummarySink>(summary));
     if (table)
-        outputs.attach(std::make_unique<output::TableSink>(std::make_unique<OutputFile>(table->path, inputs),
-                                                           table->format));
+        outputs.attach(
+            std::make_unique<output::TableSink>(std::make_unique<OutputFile>(table->path, inputs), table->format));
     if (!table || table->path != "-") {
         using Form = output::ReportSink::Form;
         const Form form = !options.output.json ? Form::Text : options.follow ? Form::JsonLines : Form::Json;
         outputs.attach(std::make_unique<output::ReportSink>(std::cout, form, false, &summary));
     }
     if (!options.summarySvgPath.empty())
-        outputs.attach(
-            std::make_unique<output::SummarySvgSink>(std::make_unique<OutputFile>(options.summarySvgPath, inputs), summary));
+        outputs.attach(std::make_unique<output::SummarySvgSink>(
+            std::make_unique<OutputFile>(options.summarySvgPath, inputs), summary));
     attachPictures(options.output, inputs, outputs);
     if (!options.tracesDir.empty()) {
         output::refuseInputs(options.tracesDir, inputs); // new files there would mix with the inputs
@@ -64,7 +64,9 @@ struct ReadCounts {
     size_t read = 0, passedOver = 0, failed = 0;
     nlohmann::ordered_json toJson() const
     {
-        return {{"schema", "zsl-explain-stats/1"}, {"files_read", read}, {"files_passed_over", passedOver},
+        return {{"schema", "zsl-explain-stats/1"},
+                {"files_read", read},
+                {"files_passed_over", passedOver},
                 {"files_failed", failed}};
     }
 };
@@ -113,13 +115,12 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs, ReadCounts
         }
     });
     if (passedOver > 0 && explained == 0 && !options.inFolder) {
-        std::cerr << "zsl-replay: no line of the plug-in (tag " << messages::kPluginTag << ") in any of the " << passedOver
-                  << " files read\n";
+        std::cerr << "zsl-replay: no line of the plug-in (tag " << messages::kPluginTag << ") in any of the "
+                  << passedOver << " files read\n";
         status = 2;
     } else if (passedOver > 0 && !quiet) {
-        std::cerr << "zsl-replay: " << passedOver << (passedOver == 1 ? " file" : " files")
-                  << " in the folders given " << (passedOver == 1 ? "holds" : "hold")
-                  << " no line of the plug-in (passed over)\n";
+        std::cerr << "zsl-replay: " << passedOver << (passedOver == 1 ? " file" : " files") << " in the folders given "
+                  << (passedOver == 1 ? "holds" : "hold") << " no line of the plug-in (passed over)\n";
     }
     counts.passedOver = passedOver;
     return status;
@@ -145,7 +146,9 @@ int followLog(const std::string &input, const std::string &name, output::Outputs
     try {
         log::readLogInput(
             input, name, [&](kohost::LogLine line, uint64_t number) { live.add(std::move(line), number); },
-            [&](const std::string &problem) { std::cerr << "zsl-replay: " << name << ": warning: " << problem << "\n"; },
+            [&](const std::string &problem) {
+                std::cerr << "zsl-replay: " << name << ": warning: " << problem << "\n";
+            },
             origin, &reading);
     } catch (const outcome::Error &error) {
         printError(error);
@@ -153,7 +156,8 @@ int followLog(const std::string &input, const std::string &name, output::Outputs
     }
     live.finish();
     if (live.linesUsed() == 0 && !gStop) {
-        std::cerr << "zsl-replay: " << name << ": no line of the plug-in (tag " << messages::kPluginTag << ") in this log\n";
+        std::cerr << "zsl-replay: " << name << ": no line of the plug-in (tag " << messages::kPluginTag
+                  << ") in this log\n";
         return 2;
     }
     return 0;
@@ -171,8 +175,8 @@ int runExplain(const ExplainOptions &options)
         return usageError("explain", "--follow reads one log as it is written: give one INPUT, not a folder");
     std::optional<TableTarget> table;
     if (!options.table.empty() && !(table = tableTarget(options.table)))
-        return usageError("explain", "--table " + options.table +
-                                         ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
+        return usageError("explain",
+                          "--table " + options.table + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
     if (table && table->path == "-" && options.output.json)
         return usageError("explain", "--json and a table on standard output: one of them can have it");
     if (const std::string problem = outputOptionsProblem(options.output); !problem.empty())

@@ -9,7 +9,8 @@ namespace zsl::commands {
 
 namespace {
 
-const char kReplayDescription[] = R"(Replays ZSL captures through the plug-in as the camera framework calls it: sets a trace's system
+const char kReplayDescription[] =
+    R"(Replays ZSL captures through the plug-in as the camera framework calls it: sets a trace's system
 properties, loads the plug-in with dlopen, and drives isSelectorNeeded, selectZSLFrames and
 checkFrame with the queues and metadata the trace describes (docs/trace-format.md). Without a
 trace it replays the built-in captures (examples/*.json). TRACE "-" reads standard input.
@@ -24,7 +25,8 @@ happened; each difference is one line on standard error. replay is the default s
 --write-expectations rewrites each trace file with its results as "expect": review the change
 before keeping it.)";
 
-const char kExplainDescription[] = R"(Explains captures from a device's log: adb logcat in any -v format and modifier (threadtime,
+const char kExplainDescription[] =
+    R"(Explains captures from a device's log: adb logcat in any -v format and modifier (threadtime,
 long, thread, time, brief, process, tag, raw), a bug report as text or as the zip adb bugreport
 writes, a Perfetto trace recorded with the android.log data source (told by its content; its
 lines numbered as logcat would print its whole log, its times in UTC with the year), the host's
@@ -55,7 +57,8 @@ at a time, each kept whole until its turn (with -j 1 each capture is taken as it
 report longer than a few MiB waits in a temporary file (TMPDIR) until its input has been read whole,
 since its head names what only the whole input tells.)";
 
-const char kWhatIfDescription[] = R"(Replays captures as they were and as they would have been with the selector's properties changed,
+const char kWhatIfDescription[] =
+    R"(Replays captures as they were and as they would have been with the selector's properties changed,
 and shows each side by side: the window, the anchor, the begin, the frames selected, each frame's
 verdict, the frames taken and how long before the capture they were shot; then a summary (captures
 unchanged, anchors moved earlier or later, captures taken in full before and after). NAME is one of
@@ -74,14 +77,16 @@ under "bounds"). A log's steps without a selection are passed over: no property 
 --sweep replays every value from FROM to TO by STEP (at most 1000) and prints one row per value over
 all captures; --sweep-svg draws the value against the captures taken in full and the lag.)";
 
-const char kSummarizeDescription[] = R"(Reads capture tables (explain --table, CSV or JSON Lines, told by their first byte; - reads
+const char kSummarizeDescription[] =
+    R"(Reads capture tables (explain --table, CSV or JSON Lines, told by their first byte; - reads
 standard input) and prints the summary of all their rows: captures per device and build, how many
 took every frame they wanted, frames refused per reason class, and the percentiles of how long
 before the capture the taken frames were shot. It is made by the code that makes explain's own
 summary, so the summary of tables written on many machines equals explain's of the same inputs on
 one. A table of another schema, or a damaged row, is named with its line; its rows are not counted.)";
 
-const char kCompareDescription[] = R"(Compares the captures of two sides (builds, devices, field trials) measure by measure: how often
+const char kCompareDescription[] =
+    R"(Compares the captures of two sides (builds, devices, field trials) measure by measure: how often
 a capture took every frame it wanted (hit_rate) or fewer (missing_rate), how long before the
 capture moment the taken frames were shot (lag_p50_ms, lag_p90_ms, lag_p99_ms), how often a frame
 check refused a frame for each reason class (refusal_rate_CLASS), and how many captures leave a

@@ -111,7 +111,8 @@ std::string exampleCommand(const std::string &command)
         if (end == std::string::npos)
             end = command.size();
         const std::string word = command.substr(start, end - start);
-        if (!pieces.empty() && word[0] != '-' && pieces.back()[0] == '-' && pieces.back().find(' ') == std::string::npos)
+        if (!pieces.empty() && word[0] != '-' && pieces.back()[0] == '-' &&
+            pieces.back().find(' ') == std::string::npos)
             pieces.back() += " " + word;
         else
             pieces.push_back(word);
@@ -154,10 +155,11 @@ std::string header(const std::string &page, const std::string &summary)
 {
     std::string title = page;
     std::transform(title.begin(), title.end(), title.begin(), [](unsigned char c) { return std::toupper(c); });
-    return ".TH " + title + " 1 \"\" \"zsl-replay " ZSL_VERSION "\" \"User Commands\"\n"
+    return ".TH " + title +
+           " 1 \"\" \"zsl-replay " ZSL_VERSION "\" \"User Commands\"\n"
            // Left-aligned, unhyphenated: option names and paths stay whole.
-           ".nh\n.ad l\n.SH NAME\n" + escape(page) +
-           " \\- " + escape(summary) + "\n";
+           ".nh\n.ad l\n.SH NAME\n" +
+           escape(page) + " \\- " + escape(summary) + "\n";
 }
 
 std::string seeAlso(const std::string &self)
@@ -181,8 +183,9 @@ std::string seeAlso(const std::string &self)
 std::vector<ManPage> manPages(CLI::App &tool)
 {
     const Help &help = toolHelp();
-    std::string roff = header("zsl-replay", help.summary) + ".SH SYNOPSIS\n.B zsl-replay\n[\\fISUBCOMMAND\\fR] "
-                                                             "[\\fIOPTIONS\\fR] [\\fIARGUMENTS\\fR]\n" +
+    std::string roff = header("zsl-replay", help.summary) +
+                       ".SH SYNOPSIS\n.B zsl-replay\n[\\fISUBCOMMAND\\fR] "
+                       "[\\fIOPTIONS\\fR] [\\fIARGUMENTS\\fR]\n" +
                        ".SH DESCRIPTION\n" + paragraphs(help.description) + ".SH SUBCOMMANDS\n";
     for (const Help &subcommand : subcommandHelps())
         roff += ".TP\n\\fBzsl\\-replay " + escape(subcommand.name) + "\\fR\n" + escape(subcommand.summary) +

@@ -13,10 +13,10 @@ namespace zsl::commands {
 
 // The outputs that replay and explain share.
 struct OutputOptions {
-    bool json = false;        // the JSON report instead of the text one
-    std::string svgPath;      // each capture as a timeline
-    std::string perfettoPath; // FILE.json: the Trace Event Format; FILE.zip: an archive; else protobuf
-    std::string htmlPath;     // one self-contained page of every capture
+    bool json = false;                     // the JSON report instead of the text one
+    std::string svgPath;                   // each capture as a timeline
+    std::string perfettoPath;              // FILE.json: the Trace Event Format; FILE.zip: an archive; else protobuf
+    std::string htmlPath;                  // one self-contained page of every capture
     std::vector<std::string> deviceTraces; // the device's Perfetto traces, into the archive
 };
 
@@ -25,9 +25,9 @@ struct ReplayOptions {
     std::string pluginPath;
     bool realClock = false;
     bool writeExpectations = false;
-    std::string logcatPath;              // the plug-in's Android-log lines, as logcat shows them
+    std::string logcatPath; // the plug-in's Android-log lines, as logcat shows them
     std::string logcatFormat = "threadtime";
-    bool withLog = false;                // the plug-in's lines in the text report
+    bool withLog = false; // the plug-in's lines in the text report
     OutputOptions output;
 };
 
@@ -36,11 +36,11 @@ struct ExplainOptions {
     unsigned jobs = 0;               // 0: the machine's cores
     bool follow = false;
     std::string tracesDir;
-    std::string table;               // FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-
+    std::string table; // FILE.csv, FILE.jsonl, csv:FILE, jsonl:FILE, csv:-, jsonl:-
     std::string summarySvgPath;
-    std::string stdinName;           // what standard input is called ("": "-")
-    bool inFolder = false;           // each INPUT as a folder's file: one without the plug-in's lines is passed over
-    std::string statsPath;           // the run's counts as JSON ("": said on standard error)
+    std::string stdinName; // what standard input is called ("": "-")
+    bool inFolder = false; // each INPUT as a folder's file: one without the plug-in's lines is passed over
+    std::string statsPath; // the run's counts as JSON ("": said on standard error)
     OutputOptions output;
 };
 
@@ -51,8 +51,8 @@ struct WhatIfOptions {
     std::string sweepSvgPath;
     std::string pluginPath;
     bool json = false;
-    std::string table;               // as explain's
-    std::string htmlPath;            // one page of every capture, both sides
+    std::string table;    // as explain's
+    std::string htmlPath; // one page of every capture, both sides
 };
 
 struct SummarizeOptions {

@@ -66,7 +66,8 @@ std::string readByAnotherCommand(const std::string &path)
     const size_t first = head.find_first_not_of(" \t\r\n");
     if (first == std::string::npos || head[first] == '{' || head[first] == '[')
         return ""; // JSON, or empty: the trace reader says what is wrong with it
-    const std::string explain = ": zsl-replay explain " + path + " reads it (replay reads traces, docs/trace-format.md)";
+    const std::string explain =
+        ": zsl-replay explain " + path + " reads it (replay reads traces, docs/trace-format.md)";
     if (head.rfind("PK\x03\x04", 0) == 0)
         return path + " is a zip, as adb bugreport writes" + explain;
     if (head.rfind("\x1f\x8b", 0) == 0)
@@ -75,7 +76,8 @@ std::string readByAnotherCommand(const std::string &path)
         return path + " is a Perfetto trace" + explain;
     if (head.find("== dumpstate") != std::string::npos)
         return path + " is a bug report" + explain;
-    if (head.find(messages::kPluginTag) != std::string::npos || head.find("--------- beginning of") != std::string::npos)
+    if (head.find(messages::kPluginTag) != std::string::npos ||
+        head.find("--------- beginning of") != std::string::npos)
         return path + " is a device log" + explain;
     return "";
 }
@@ -118,8 +120,8 @@ void attachOutputs(const ReplayOptions &options, const std::string &plugin, outp
     if (options.logcatPath.empty() || std::getenv("ANDROID_LOG_TAGS"))
         outputs.attach(std::make_unique<output::AndroidLogSink>(std::cerr, androidLogPriority(), "threadtime"));
     if (!options.logcatPath.empty())
-        outputs.attach(std::make_unique<output::AndroidLogSink>(std::make_unique<OutputFile>(options.logcatPath, inputs),
-                                                                ANDROID_LOG_VERBOSE, options.logcatFormat));
+        outputs.attach(std::make_unique<output::AndroidLogSink>(
+            std::make_unique<OutputFile>(options.logcatPath, inputs), ANDROID_LOG_VERBOSE, options.logcatFormat));
     const auto form = options.output.json ? output::ReportSink::Form::Json : output::ReportSink::Form::Text;
     outputs.attach(std::make_unique<output::ReportSink>(std::cout, form, options.withLog, nullptr, plugin));
     attachPictures(options.output, inputs, outputs);

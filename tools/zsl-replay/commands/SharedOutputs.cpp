@@ -51,8 +51,8 @@ void attachPictures(const OutputOptions &options, const std::vector<std::string>
         outputs.attach(std::make_unique<output::HtmlSink>(file(options.htmlPath)));
     if (options.svgPath.empty() && options.perfettoPath.empty())
         return;
-    auto archive = isArchive(options.perfettoPath) ? std::make_unique<output::PerfettoArchive>(options.deviceTraces)
-                                                   : nullptr;
+    auto archive =
+        isArchive(options.perfettoPath) ? std::make_unique<output::PerfettoArchive>(options.deviceTraces) : nullptr;
     outputs.attach(
         std::make_unique<output::PicturesSink>(file(options.svgPath), file(options.perfettoPath), std::move(archive)));
 }

@@ -42,7 +42,8 @@ int runSummarize(const SummarizeOptions &options)
             std::ifstream file;
             if (path != "-") {
                 if (std::filesystem::is_directory(path))
-                    throw outcome::Error(path + " is a folder: summarize reads capture tables (explain --table writes them)");
+                    throw outcome::Error(path +
+                                         " is a folder: summarize reads capture tables (explain --table writes them)");
                 file.open(path, std::ios::binary);
                 if (!file)
                     throw outcome::Error("cannot read " + path);

@@ -81,8 +81,8 @@ public:
         if (!mReport)
             return;
         if (mJson)
-            std::cout << "{\n  \"change\": " << output::jsonText(nlohmann::json(mChange)) << ",\n  \"plugin\": "
-                      << output::jsonText(nlohmann::json(plugin.substr(plugin.rfind('/') + 1)))
+            std::cout << "{\n  \"change\": " << output::jsonText(nlohmann::json(mChange))
+                      << ",\n  \"plugin\": " << output::jsonText(nlohmann::json(plugin.substr(plugin.rfind('/') + 1)))
                       << ",\n  \"captures\": [\n    ";
         else
             std::cout << "what if " << mChange << "\n";
@@ -159,8 +159,8 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
             continue;
         }
         size_t selections = 0;
-        const log::LogRead read = log::readLogSource(
-            source, [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) {
+        const log::LogRead read =
+            log::readLogSource(source, [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) {
                 if (!step.selectRan)
                     return;
                 ++selections;
@@ -204,8 +204,8 @@ int runWhatIf(const WhatIfOptions &options)
         return usageError("whatif", "--sweep-svg draws a sweep: give --sweep NAME=FROM:TO:STEP");
     std::optional<TableTarget> table;
     if (!options.table.empty() && !(table = tableTarget(options.table)))
-        return usageError("whatif", "--table " + options.table +
-                                        ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
+        return usageError("whatif",
+                          "--table " + options.table + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
     if ((table || !options.htmlPath.empty()) && !sweep.empty())
         return usageError("whatif", std::string(table ? "--table" : "--html") +
                                         " shows each capture's two sides; a sweep writes one row per value");

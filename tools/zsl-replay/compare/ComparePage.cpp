@@ -47,9 +47,13 @@ std::vector<double> ticks(double low, double high)
 {
     const double span = std::max(high - low, 1e-9);
     const double raw = span / 5, power = std::pow(10, std::floor(std::log10(raw)));
-    const double step = raw / power < 1.5 ? power : raw / power < 3.5 ? 2 * power : raw / power < 7.5 ? 5 * power : 10 * power;
+    const double step = raw / power < 1.5   ? power
+                        : raw / power < 3.5 ? 2 * power
+                        : raw / power < 7.5 ? 5 * power
+                                            : 10 * power;
     std::vector<double> out;
-    for (double tick = std::floor(low / step + 1e-6) * step; out.empty() || out.back() < high - step * 1e-6; tick += step)
+    for (double tick = std::floor(low / step + 1e-6) * step; out.empty() || out.back() < high - step * 1e-6;
+         tick += step)
         out.push_back(std::fabs(tick) < step * 1e-6 ? 0 : tick);
     return out;
 }
@@ -79,7 +83,8 @@ std::string lagPicture(const Sample &base, const Sample &candidate)
                 ++beyond;
                 continue;
             }
-            out[std::min(kBins - 1, static_cast<size_t>((lag - low) / (high - low) * kBins))] += 100.0 / double(lags.size());
+            out[std::min(kBins - 1, static_cast<size_t>((lag - low) / (high - low) * kBins))] +=
+                100.0 / double(lags.size());
         }
         return out;
     };
@@ -98,23 +103,24 @@ std::string lagPicture(const Sample &base, const Sample &candidate)
         << "aria-label=\"the taken frames' lags of both sides\">";
     for (double tick : yTicks)
         svg << "<line x1=\"" << kLeft << "\" x2=\"" << kW - kRight << "\" y1=\"" << fixed(y(tick), 1) << "\" y2=\""
-            << fixed(y(tick), 1) << "\" stroke=\"#e3e3e3\"/><text x=\"" << kLeft - 6 << "\" y=\"" << fixed(y(tick) + 4, 1)
-            << "\" text-anchor=\"end\">" << tickText(tick, yTicks.size() > 1 ? yTicks[1] - yTicks[0] : 1) << "%</text>";
+            << fixed(y(tick), 1) << "\" stroke=\"#e3e3e3\"/><text x=\"" << kLeft - 6 << "\" y=\""
+            << fixed(y(tick) + 4, 1) << "\" text-anchor=\"end\">"
+            << tickText(tick, yTicks.size() > 1 ? yTicks[1] - yTicks[0] : 1) << "%</text>";
     for (double tick : xTicks)
         svg << "<line x1=\"" << fixed(x(tick), 1) << "\" x2=\"" << fixed(x(tick), 1) << "\" y1=\"" << kH - kBottom
             << "\" y2=\"" << kH - kBottom + 5 << "\" stroke=\"#1a1a1a\"/><text x=\"" << fixed(x(tick), 1) << "\" y=\""
-            << kH - kBottom + 18 << "\" text-anchor=\"middle\">" << tickText(tick, xTicks.size() > 1 ? xTicks[1] - xTicks[0] : 1)
-            << "</text>";
-    svg << "<line x1=\"" << kLeft << "\" x2=\"" << kW - kRight << "\" y1=\"" << kH - kBottom << "\" y2=\"" << kH - kBottom
-        << "\" stroke=\"#1a1a1a\"/><line x1=\"" << kLeft << "\" x2=\"" << kLeft << "\" y1=\"" << kTop << "\" y2=\""
-        << kH - kBottom << "\" stroke=\"#1a1a1a\"/>";
+            << kH - kBottom + 18 << "\" text-anchor=\"middle\">"
+            << tickText(tick, xTicks.size() > 1 ? xTicks[1] - xTicks[0] : 1) << "</text>";
+    svg << "<line x1=\"" << kLeft << "\" x2=\"" << kW - kRight << "\" y1=\"" << kH - kBottom << "\" y2=\""
+        << kH - kBottom << "\" stroke=\"#1a1a1a\"/><line x1=\"" << kLeft << "\" x2=\"" << kLeft << "\" y1=\"" << kTop
+        << "\" y2=\"" << kH - kBottom << "\" stroke=\"#1a1a1a\"/>";
     svg << "<text x=\"" << (kLeft + kW - kRight) / 2 << "\" y=\"" << kH - 8
         << "\" text-anchor=\"middle\">lag: ms before the capture moment</text>";
     svg << "<text transform=\"translate(13," << (kTop + kH - kBottom) / 2
         << ") rotate(-90)\" text-anchor=\"middle\">share of taken frames</text>";
     auto outline = [&](const std::vector<double> &share, const char *colour, const char *dash) {
-        svg << "<path fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"2\"" << dash << " d=\"M" << fixed(x(low), 1)
-            << "," << fixed(y(0), 1);
+        svg << "<path fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"2\"" << dash << " d=\"M"
+            << fixed(x(low), 1) << "," << fixed(y(0), 1);
         for (size_t i = 0; i < kBins; ++i) {
             const double from = low + (high - low) * double(i) / kBins, to = low + (high - low) * double(i + 1) / kBins;
             svg << " L" << fixed(x(from), 1) << "," << fixed(y(share[i]), 1) << " L" << fixed(x(to), 1) << ","
@@ -127,8 +133,8 @@ std::string lagPicture(const Sample &base, const Sample &candidate)
     svg << "</svg>";
     std::string beyond;
     if (beyondA + beyondB > 0)
-        beyond = " Beyond " + fixed(high, 1) + " ms, not drawn: " + std::to_string(beyondA) + " of the base's frames, " +
-                 std::to_string(beyondB) + " of the candidate's.";
+        beyond = " Beyond " + fixed(high, 1) + " ms, not drawn: " + std::to_string(beyondA) +
+                 " of the base's frames, " + std::to_string(beyondB) + " of the candidate's.";
     return "<figure>" + svg.str() + "<figcaption>The taken frames' lags, each side as its share of its own " +
            std::to_string(a.size()) + " and " + std::to_string(b.size()) + " frames per " +
            fixed((high - low) / kBins, 2) + " ms bin (base solid, candidate dashed)." + escape(beyond) +
@@ -147,20 +153,23 @@ std::string ratePicture(const std::vector<const MeasureResult *> &rates)
     constexpr double kZ = 1.959963984540054;
     double most = 0;
     for (const MeasureResult *rate : shown)
-        most = std::max({most, rate->base->value + kZ * rate->base->se, rate->candidate->value + kZ * rate->candidate->se});
+        most = std::max(
+            {most, rate->base->value + kZ * rate->base->se, rate->candidate->value + kZ * rate->candidate->se});
     const std::vector<double> xTicks = ticks(0, std::min(1.0, most) * 100);
     const double right = std::max(xTicks.back(), 1e-9);
     const std::string hidden = shown.size() < rates.size() ? " Rates with nothing on either side are not drawn." : "";
     constexpr double kW = 520, kLeft = 170, kRight = 20, kRow = 34, kTop = 10, kBottom = 40;
     const double height = kTop + kRow * double(shown.size()) + kBottom;
-    auto x = [&](double fraction) { return kLeft + std::clamp(fraction * 100 / right, 0.0, 1.0) * (kW - kLeft - kRight); };
+    auto x = [&](double fraction) {
+        return kLeft + std::clamp(fraction * 100 / right, 0.0, 1.0) * (kW - kLeft - kRight);
+    };
     std::ostringstream svg;
     svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kW << "\" height=\"" << height << "\" role=\"img\" "
         << "aria-label=\"rates of both sides with their 95% intervals\">";
     for (double tick : xTicks)
         svg << "<line x1=\"" << fixed(x(tick / 100), 1) << "\" x2=\"" << fixed(x(tick / 100), 1) << "\" y1=\"" << kTop
-            << "\" y2=\"" << fixed(height - kBottom + 5, 1) << "\" stroke=\"#e3e3e3\"/><text x=\"" << fixed(x(tick / 100), 1)
-            << "\" y=\"" << fixed(height - kBottom + 18, 1) << "\" text-anchor=\"middle\">"
+            << "\" y2=\"" << fixed(height - kBottom + 5, 1) << "\" stroke=\"#e3e3e3\"/><text x=\""
+            << fixed(x(tick / 100), 1) << "\" y=\"" << fixed(height - kBottom + 18, 1) << "\" text-anchor=\"middle\">"
             << tickText(tick, xTicks.size() > 1 ? xTicks[1] - xTicks[0] : 1) << "%</text>";
     svg << "<text x=\"" << (kLeft + kW - kRight) / 2 << "\" y=\"" << fixed(height - 6, 1)
         << "\" text-anchor=\"middle\">percent (the whisker: its 95% interval)</text>";
@@ -170,7 +179,7 @@ std::string ratePicture(const std::vector<const MeasureResult *> &rates)
         svg << "<text x=\"" << kLeft - 8 << "\" y=\"" << fixed(top + 20, 1) << "\" text-anchor=\"end\">"
             << escape(rate.measure->name) << "</text>";
         const std::pair<const Estimate *, const char *> bars[] = {{&*rate.base, kBaseColour},
-                                                                    {&*rate.candidate, kCandidateColour}};
+                                                                  {&*rate.candidate, kCandidateColour}};
         for (size_t side = 0; side < 2; ++side) {
             const auto &[estimate, colour] = bars[side];
             const double y = top + 5 + 12 * double(side);
@@ -182,8 +191,8 @@ std::string ratePicture(const std::vector<const MeasureResult *> &rates)
                 << "," << fixed(y + 1, 1) << " V" << fixed(y + 9, 1) << "\"/>";
         }
     }
-    svg << "<line x1=\"" << kLeft << "\" x2=\"" << kLeft << "\" y1=\"" << kTop << "\" y2=\"" << fixed(height - kBottom, 1)
-        << "\" stroke=\"#1a1a1a\"/></svg>";
+    svg << "<line x1=\"" << kLeft << "\" x2=\"" << kLeft << "\" y1=\"" << kTop << "\" y2=\""
+        << fixed(height - kBottom, 1) << "\" stroke=\"#1a1a1a\"/></svg>";
     return "<figure>" + svg.str() + "<figcaption>Rates of both sides (base above, candidate below)." + hidden +
            "</figcaption></figure>";
 }
@@ -210,10 +219,12 @@ std::string verdictTable(const std::vector<const MeasureResult *> &rows)
                  << escape(notMeasuredWhy(*row)) << "</td></tr>";
             continue;
         }
-        const char *style = row->verdict == Verdict::Worse ? "worse" : row->verdict == Verdict::Better ? "better" : "quiet";
-        html << "<td class=\"num\">" << escape(valueText(measure, row->difference, true)) << "</td><td class=\"interval\">"
-             << escape(intervalText(*row)) << "</td><td class=\"verdict " << style << "\">" << escape(verdictText(*row))
-             << "</td></tr>";
+        const char *style = row->verdict == Verdict::Worse    ? "worse"
+                            : row->verdict == Verdict::Better ? "better"
+                                                              : "quiet";
+        html << "<td class=\"num\">" << escape(valueText(measure, row->difference, true))
+             << "</td><td class=\"interval\">" << escape(intervalText(*row)) << "</td><td class=\"verdict " << style
+             << "\">" << escape(verdictText(*row)) << "</td></tr>";
     }
     html << "</tbody></table>";
     return html.str();
@@ -222,8 +233,8 @@ std::string verdictTable(const std::vector<const MeasureResult *> &rows)
 std::string sideLine(const char *role, const Side &side)
 {
     return std::string("<li>") + role + " <b>" + escape(side.name()) + "</b>: " + std::to_string(side.captures()) +
-           " captures from " + std::to_string(side.inputs().size()) + (side.inputs().size() == 1 ? " input" : " inputs") +
-           "</li>";
+           " captures from " + std::to_string(side.inputs().size()) +
+           (side.inputs().size() == 1 ? " input" : " inputs") + "</li>";
 }
 
 } // namespace
@@ -240,16 +251,18 @@ std::string comparePage(const Side &base, const std::vector<Side> &candidates, c
     for (const Side &candidate : candidates)
         html << sideLine("Candidate", candidate);
     html << "</ul><p class=\"lead\">Differences are candidate - base, with their 95% intervals. The verdicts test all "
-         << result.tests << " differences together by Holm's method, so that the chance of any false verdict is at most "
-            "5% (so an interval clear of 0 is not a verdict alone); \"would show\" gives the least change these captures "
+         << result.tests
+         << " differences together by Holm's method, so that the chance of any false verdict is at most "
+            "5% (so an interval clear of 0 is not a verdict alone); \"would show\" gives the least change these "
+            "captures "
             "would have shown 4 times in 5. "
             "Colours: <span class=\"key\" style=\"background:"
          << kBaseColour << "\"></span>base <span class=\"key\" style=\"background:" << kCandidateColour
          << "\"></span>candidate.</p>\n";
     for (const OneSided &alone : result.oneSided)
-        html << "<p>Device <b>" << escape(alone.device) << "</b> is only on the " << (alone.onBase ? "base" : "candidate")
-             << " side (" << alone.captures << " captures" << (alone.onBase ? "" : " of " + escape(alone.side))
-             << "): not compared.</p>\n";
+        html << "<p>Device <b>" << escape(alone.device) << "</b> is only on the "
+             << (alone.onBase ? "base" : "candidate") << " side (" << alone.captures << " captures"
+             << (alone.onBase ? "" : " of " + escape(alone.side)) << "): not compared.</p>\n";
     for (size_t from = 0; from < result.results.size();) {
         const MeasureResult &first = result.results[from];
         std::vector<const MeasureResult *> rows, rates;
@@ -261,9 +274,9 @@ std::string comparePage(const Side &base, const std::vector<Side> &candidates, c
             if (result.results[to].measure->unit == "fraction")
                 rates.push_back(&result.results[to]);
         }
-        html << "<h2>Device " << escape(first.device) << ": " << escape(first.side) << " against " << escape(base.name())
-             << "</h2><p class=\"lead\">" << first.candidateCaptures << " against " << first.baseCaptures
-             << " captures.</p><div class=\"pictures\">";
+        html << "<h2>Device " << escape(first.device) << ": " << escape(first.side) << " against "
+             << escape(base.name()) << "</h2><p class=\"lead\">" << first.candidateCaptures << " against "
+             << first.baseCaptures << " captures.</p><div class=\"pictures\">";
         const auto candidate = std::find_if(candidates.begin(), candidates.end(),
                                             [&](const Side &side) { return side.name() == first.side; });
         if (candidate != candidates.end())

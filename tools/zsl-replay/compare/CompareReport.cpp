@@ -102,7 +102,9 @@ std::string notMeasuredWhy(const MeasureResult &result)
                        : result.measure->kind == Measure::Kind::Refusal ? "no frame check with a verdict"
                        : result.measure->kind == Measure::Kind::Unknown ? "no capture"
                                                                         : "no capture whose frames taken are known";
-    const char *where = !result.base && !result.candidate ? "either side" : !result.base ? "the base side" : "the candidate side";
+    const char *where = !result.base && !result.candidate ? "either side"
+                        : !result.base                    ? "the base side"
+                                                          : "the candidate side";
     return std::string(what) + " on " + where;
 }
 

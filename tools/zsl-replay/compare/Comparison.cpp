@@ -67,7 +67,9 @@ CompareResult compareSides(const Side &base, const std::vector<Side> &candidates
             }
         }
     }
-    auto tested = [](const MeasureResult &result) { return result.verdict != Verdict::NotMeasured && !result.untested; };
+    auto tested = [](const MeasureResult &result) {
+        return result.verdict != Verdict::NotMeasured && !result.untested;
+    };
     std::vector<double> p;
     for (const MeasureResult &result : out.results)
         if (tested(result))

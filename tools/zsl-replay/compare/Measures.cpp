@@ -20,8 +20,8 @@ const std::vector<Measure> &measures()
             {"lag_p99_ms", "ms", Direction::LowerIsBetter, Kind::Lag, 99, ""},
         };
         for (const char *refusal : outcome::kRefusalClasses)
-            list.push_back({std::string("refusal_rate_") + refusal, "fraction", Direction::LowerIsBetter,
-                            Kind::Refusal, 0, refusal});
+            list.push_back({std::string("refusal_rate_") + refusal, "fraction", Direction::LowerIsBetter, Kind::Refusal,
+                            0, refusal});
         list.push_back({"unknown_rate", "fraction", Direction::LowerIsBetter, Kind::Unknown, 0, ""});
         return list;
     }();
@@ -31,7 +31,8 @@ const std::vector<Measure> &measures()
 const Measure *findMeasure(std::string_view name)
 {
     const std::vector<Measure> &all = measures();
-    const auto found = std::find_if(all.begin(), all.end(), [&](const Measure &measure) { return measure.name == name; });
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const Measure &measure) { return measure.name == name; });
     return found == all.end() ? nullptr : &*found;
 }
 

@@ -60,9 +60,9 @@ void LagSample::add(const std::vector<double> &lagsMs)
     for (size_t from = 0; from < lagsMs.size(); from += std::numeric_limits<uint16_t>::max()) {
         const size_t to = std::min(lagsMs.size(), from + std::numeric_limits<uint16_t>::max());
         for (size_t i = from; i < to; ++i)
-            mLagsUs.push_back(static_cast<int32_t>(std::llround(
-                std::clamp(lagsMs[i] * 1000, double(std::numeric_limits<int32_t>::min()),
-                           double(std::numeric_limits<int32_t>::max())))));
+            mLagsUs.push_back(static_cast<int32_t>(
+                std::llround(std::clamp(lagsMs[i] * 1000, double(std::numeric_limits<int32_t>::min()),
+                                        double(std::numeric_limits<int32_t>::max())))));
         mPerCapture.push_back(static_cast<uint16_t>(to - from));
     }
 }

@@ -53,8 +53,8 @@ CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, 
     else if (refusal)
         shape.ended = !failedBlock && (lastKind == MessageKind::RefusedOwn || lastKind == MessageKind::RefusedCamera);
     else // the sensor-mode check's first line alone: it found no sensor-mode queue, unless the log ends there
-        shape.ended = sensorEnd || (superResolution && !srOn && !sensorStart) ||
-                      (lastKind == MessageKind::SensorStart && !atEnd);
+        shape.ended =
+            sensorEnd || (superResolution && !srOn && !sensorStart) || (lastKind == MessageKind::SensorStart && !atEnd);
     return shape;
 }
 

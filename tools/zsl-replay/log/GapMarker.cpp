@@ -29,9 +29,9 @@ bool gapMessage(std::string_view message)
         return false;
     while (!message.empty() && (message.back() == ' ' || message.back() == '\r'))
         message.remove_suffix(1);
-    const std::string_view end = message.size() >= 6 && message.substr(message.size() - 6) == " lines" ? " lines"
+    const std::string_view end = message.size() >= 6 && message.substr(message.size() - 6) == " lines"  ? " lines"
                                  : message.size() >= 5 && message.substr(message.size() - 5) == " line" ? " line"
-                                                                                                         : "";
+                                                                                                        : "";
     if (end.empty())
         return false;
     message.remove_suffix(end.size());
@@ -88,8 +88,8 @@ std::optional<int> readGapMarker(std::string_view text)
     std::string_view head = text.substr(0, at);
     // -v process puts the tag after the message: "... lines  (chatty)".
     const std::string_view processEnd = "  (chatty)";
-    const bool process = message.size() > processEnd.size() &&
-                         message.substr(message.size() - processEnd.size()) == processEnd;
+    const bool process =
+        message.size() > processEnd.size() && message.substr(message.size() - processEnd.size()) == processEnd;
     if (process)
         message.remove_suffix(processEnd.size());
     if (!gapMessage(message))

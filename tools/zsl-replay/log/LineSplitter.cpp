@@ -167,7 +167,7 @@ void forEachLine(const ByteReader &read, const std::function<bool(std::string_vi
     // kernel's copy and the line search; not cleared: the reader fills it.
     const std::unique_ptr<char, void (*)(void *)> block(static_cast<char *>(std::aligned_alloc(4096, kBlockBytes)),
                                                         std::free);
-    std::string carried; // the start of a line that crosses a block's end
+    std::string carried;   // the start of a line that crosses a block's end
     bool skipping = false; // inside a line too long to keep
     bool wantNext = false;
     uint64_t number = 0;

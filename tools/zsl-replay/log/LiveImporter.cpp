@@ -82,8 +82,8 @@ void LiveImporter::add(kohost::LogLine line, uint64_t lineNumber)
         if (auto config = mConfig.find(line.pid); config != mConfig.end())
             held.config = config->second;
     held.selected = held.selected || kind == MessageKind::SelectStart || kind == MessageKind::Select;
-    held.checked = held.checked || (kind != MessageKind::Needed && kind != MessageKind::SelectStart &&
-                                    kind != MessageKind::Select);
+    held.checked = held.checked ||
+                   (kind != MessageKind::Needed && kind != MessageKind::SelectStart && kind != MessageKind::Select);
     held.lastTimeNs = std::max(held.lastTimeNs, line.timeNs);
     held.lines.emplace_back(std::move(line), lineNumber);
 }

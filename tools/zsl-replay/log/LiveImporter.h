@@ -54,9 +54,9 @@ private:
 
     std::string mFile;
     Done mDone;
-    std::map<std::pair<int, int>, Held> mHeld;                       // by process and thread
-    std::map<int, std::pair<kohost::LogLine, uint64_t>> mConfig;     // per process: its last configuration line
-    std::set<int> mDebugProcesses;                                   // processes that wrote a debug line
+    std::map<std::pair<int, int>, Held> mHeld;                   // by process and thread
+    std::map<int, std::pair<kohost::LogLine, uint64_t>> mConfig; // per process: its last configuration line
+    std::set<int> mDebugProcesses;                               // processes that wrote a debug line
     uint64_t mLinesUsed = 0;
 };
 

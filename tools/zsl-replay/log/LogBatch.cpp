@@ -66,7 +66,9 @@ LogRead readLogSource(const LogSource &source, const CaptureDone &capture, bool 
         const std::function<void(kohost::LogLine, uint64_t)> line = [&](kohost::LogLine read, uint64_t number) {
             importer.add(std::move(read), number);
         };
-        const std::function<void(const std::string &)> problem = [&](const std::string &text) { importer.problem(text); };
+        const std::function<void(const std::string &)> problem = [&](const std::string &text) {
+            importer.problem(text);
+        };
         if (ahead)
             readLogInputAhead(source.path, source.named(), line, problem, origin);
         else
@@ -105,8 +107,8 @@ void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const 
             done(readLogSource(source, capture, jobs >= 2));
         return;
     }
-    forEachInOrder(sources.size(), jobs, 2 * size_t(jobs), [&](size_t index) { return readLogSource(sources[index]); },
-                   done);
+    forEachInOrder(
+        sources.size(), jobs, 2 * size_t(jobs), [&](size_t index) { return readLogSource(sources[index]); }, done);
 }
 
 } // namespace zsl::log

@@ -22,9 +22,9 @@
 namespace zsl::log {
 
 struct LogSource {
-    std::string path;        // "-": standard input
-    bool inFolder = false;   // found under a folder given: a file without a plug-in line is no error
-    std::string name;        // what reports and messages call it; "": the path
+    std::string path;      // "-": standard input
+    bool inFolder = false; // found under a folder given: a file without a plug-in line is no error
+    std::string name;      // what reports and messages call it; "": the path
     const std::string &named() const { return name.empty() ? path : name; }
 };
 
@@ -33,9 +33,9 @@ struct LogRead {
     LogSource source;
     // Empty: nothing to explain. Its steps: those not handed over.
     std::optional<outcome::SessionOutcome> session;
-    std::vector<std::string> warnings;     // for standard error, in order, without the program's name
-    std::exception_ptr error;              // an outcome::Error: the input could not be explained
-    bool withoutPluginLines = false;       // read, but holds no line of the plug-in
+    std::vector<std::string> warnings; // for standard error, in order, without the program's name
+    std::exception_ptr error;          // an outcome::Error: the input could not be explained
+    bool withoutPluginLines = false;   // read, but holds no line of the plug-in
 };
 
 // The inputs given, folders expanded; each input that names nothing

@@ -152,8 +152,8 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     if (message)
         line.message = message->index();
     if (!message) {
-        warn(lineNumber, "a line of the plug-in this reader does not know", ", passed over: \"" +
-                             line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
+        warn(lineNumber, "a line of the plug-in this reader does not know",
+             ", passed over: \"" + line.text.substr(0, 100) + (line.text.size() > 100 ? "...\"" : "\""));
         return;
     }
     if (line.level == "D") {
@@ -192,8 +192,8 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
     thread.pid = line.pid;
     thread.tid = line.tid;
     if (line.timeNs < thread.lastTimeNs)
-        warn(lineNumber, "out of order", ": earlier than the thread's line " + std::to_string(thread.lastLine) +
-                                             "; read in the log's order");
+        warn(lineNumber, "out of order",
+             ": earlier than the thread's line " + std::to_string(thread.lastLine) + "; read in the log's order");
     thread.lastTimeNs = std::max(thread.lastTimeNs, line.timeNs);
     thread.priorLine = thread.lastLine;
     thread.lastLine = lineNumber;
@@ -205,10 +205,10 @@ void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
         }
     }
     // A second "cannot get EV" line is the request's side of the same qualification.
-    const MessageKind kind =
-        message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen && thread.call->phase == Phase::Qualify
-            ? MessageKind::Qualify
-            : message->kind();
+    const MessageKind kind = message->is(MessageId::DefaultEv) && thread.call && thread.call->blockOpen &&
+                                     thread.call->phase == Phase::Qualify
+                                 ? MessageKind::Qualify
+                                 : message->kind();
     switch (kind) {
     case MessageKind::Config:
         mSession.config = configOf(*message);
@@ -292,8 +292,8 @@ bool LogImporter::checksOver(const Open &open, size_t nextSelected) const
             return check.unknown.empty() && check.verdict.first;
         }));
     return (step.requested > 0 && accepted >= step.requested && !open.numberingLost) ||
-           (step.selectionUnknown.empty() && !open.numberingLost &&
-            nextSelected >= step.selectedFrames.size() && (step.csbegin || open.unended));
+           (step.selectionUnknown.empty() && !open.numberingLost && nextSelected >= step.selectedFrames.size() &&
+            (step.csbegin || open.unended));
 }
 
 void LogImporter::damage(size_t index, Completeness completeness, const std::string &why)
@@ -328,8 +328,7 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
         if (thread.needed && neededAnswer(thread.needed->first))
             yes.swap(thread.needed);
         closeNeeded(thread);
-        StepOutcome &selection = addStep(thread, StepKind::Select, lineNumber,
-                                         yes ? yes->first : line);
+        StepOutcome &selection = addStep(thread, StepKind::Select, lineNumber, yes ? yes->first : line);
         selection.selectRan = true;
         selection.fwkFrame = fwkFrame;
         if (yes) {
@@ -432,10 +431,9 @@ void LogImporter::closeSelection(Thread &thread)
     std::vector<uint32_t> unknown;
     for (uint32_t frame : step.consumer)
         if (!step.shutterNs.count(frame) &&
-            std::none_of(step.warnings.begin(), step.warnings.end(),
-                         [frame](const StepWarning &warning) {
-                             return warning.frame == frame && warning.kind == StepWarning::Kind::LeftQueue;
-                         }))
+            std::none_of(step.warnings.begin(), step.warnings.end(), [frame](const StepWarning &warning) {
+                return warning.frame == frame && warning.kind == StepWarning::Kind::LeftQueue;
+            }))
             unknown.push_back(frame);
     if (!unknown.empty())
         step.notes.push_back("shutter times of frames shot after the anchor are not in the log (" +
@@ -448,8 +446,7 @@ void LogImporter::closeSelection(Thread &thread)
     step.queues.push_back(std::move(meta));
 }
 
-StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, size_t firstLine,
-                                  const kohost::LogLine &first)
+StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, size_t firstLine, const kohost::LogLine &first)
 {
     Open &open = mOpen.emplace_back();
     if (kind == StepKind::Select)
@@ -471,8 +468,7 @@ void LogImporter::closeNeeded(Thread &thread)
 {
     if (!thread.needed)
         return;
-    StepOutcome &step = addStep(thread, StepKind::Needed, thread.needed->second,
-                                thread.needed->first);
+    StepOutcome &step = addStep(thread, StepKind::Needed, thread.needed->second, thread.needed->first);
     step.needed = neededAnswer(thread.needed->first);
     step.log.push_back(std::move(thread.needed->first));
     thread.needed.reset();
@@ -482,14 +478,14 @@ bool LogImporter::finishedEarly(const Open &open) const
 {
     // Cut by the log, or finished early, the line that says so being a debug line.
     const StepOutcome &step = open.step;
-    const bool allOld = step.zsdTs && std::all_of(step.consumer.begin(), step.consumer.end(), [&](uint32_t frame) {
-        const auto shutter = step.shutterNs.find(frame);
-        return shutter != step.shutterNs.end() ? shutter->second <= *step.zsdTs
-                                               : std::any_of(step.warnings.begin(), step.warnings.end(),
-                                                             [frame](const StepWarning &warning) {
-                                                                 return warning.frame == frame;
-                                                             });
-    });
+    const bool allOld =
+        step.zsdTs && std::all_of(step.consumer.begin(), step.consumer.end(), [&](uint32_t frame) {
+            const auto shutter = step.shutterNs.find(frame);
+            return shutter != step.shutterNs.end()
+                       ? shutter->second <= *step.zsdTs
+                       : std::any_of(step.warnings.begin(), step.warnings.end(),
+                                     [frame](const StepWarning &warning) { return warning.frame == frame; });
+        });
     return !debugLevel(step) && open.pending && allOld;
 }
 
@@ -520,8 +516,8 @@ void LogImporter::handOver(bool end)
         const bool nothing = step.kind == StepKind::Check && step.checks.empty() && step.fwkFrame == 0 &&
                              step.completeness != Completeness::Whole;
         if (nothing)
-            warn(step.log.empty() ? 0 : step.log.front().logLine, "frame checks whose capture and frames are not in the log",
-                 ", passed over");
+            warn(step.log.empty() ? 0 : step.log.front().logLine,
+                 "frame checks whose capture and frames are not in the log", ", passed over");
         else if (mHandOver)
             mHandOver(mSession, mOpen.front().step);
         else
@@ -541,7 +537,8 @@ void LogImporter::resolve(size_t index)
     if (open.unended && finishedEarly(open)) {
         step.finishedEarly = true;
         step.notes.push_back("the selection finished early: no consumer frame was shot after zsdTs and pending "
-                             "support is on (the line that says so logs at debug level, and " + noDebug + ")");
+                             "support is on (the line that says so logs at debug level, and " +
+                             noDebug + ")");
     } else if (open.unended) {
         damage(index, Completeness::LinesMissing, "its selection's end (the anchor offset line) is not in the log");
         // The anchor stays: a scan line shot after zsdTs is where the scan stopped.
@@ -586,8 +583,8 @@ void LogImporter::resolve(size_t index)
                     check.unknown = "its lines may be another capture's: the log's format shows no thread id";
             step.takenUnknown = "the frame checks' lines may be another capture's: the log's format shows no thread id";
             open.numberingLost = true;
-            warn(range.first, "threads cannot be told apart", ": fwkFrame " + std::to_string(step.fwkFrame) + ", " + mixed,
-                 &mMixedWarnings);
+            warn(range.first, "threads cannot be told apart",
+                 ": fwkFrame " + std::to_string(step.fwkFrame) + ", " + mixed, &mMixedWarnings);
         }
     }
     if (open.unnamedChecks > 0)
@@ -633,9 +630,8 @@ SessionOutcome LogImporter::finish()
     for (auto &[id, thread] : mThreads) {
         // Without thread ids, a call's later lines may be under another
         // capture's key: its end is told by the mixing, not here.
-        const bool mayBeMixed = thread.tid == kUnknownId &&
-                                ((thread.selecting && mixedWith(*thread.selecting)) ||
-                                 (thread.capture && mixedWith(*thread.capture)));
+        const bool mayBeMixed = thread.tid == kUnknownId && ((thread.selecting && mixedWith(*thread.selecting)) ||
+                                                             (thread.capture && mixedWith(*thread.capture)));
         if (mayBeMixed) {
             closeSelection(thread);
             closeCall(thread);
@@ -652,7 +648,8 @@ SessionOutcome LogImporter::finish()
         // More frames may have been checked after the log's end, unless the
         // capture took all it wants or every frame selected was checked.
         if (thread.capture && !checksOver(mOpen[*thread.capture - mFirstOpen], thread.nextSelected))
-            damage(*thread.capture, Completeness::EndsInside, "the log ends before its frame checks are known to be over");
+            damage(*thread.capture, Completeness::EndsInside,
+                   "the log ends before its frame checks are known to be over");
     }
     for (const auto &[index, line] : endedInside)
         if (const Open &open = mOpen[index - mFirstOpen]; open.unended && !finishedEarly(open)) {

@@ -78,12 +78,12 @@ private:
         bool blockOpen;      // inside one metadata's qualification
         size_t afterRefusal; // lines after the last refused camera
         uint64_t firstLine;
-        bool gapInside;      // logd dropped lines of its process while it was open
+        bool gapInside;              // logd dropped lines of its process while it was open
         bool mayStartInside = false; // its first line is its thread's first, or follows a gap
     };
 
     struct Thread {
-        int pid = 0, tid = 0; // as the log shows them (outcome::kUnknownId: not shown)
+        int pid = 0, tid = 0;            // as the log shows them (outcome::kUnknownId: not shown)
         std::optional<size_t> selecting; // the step whose selection lines are open
         std::optional<size_t> capture;   // the step the next checks belong to
         size_t nextSelected = 0;
@@ -91,9 +91,9 @@ private:
         std::optional<Call> call;
         std::optional<std::pair<kohost::LogLine, uint64_t>> needed; // an answer no selection followed yet
         int64_t lastTimeNs = 0;
-        uint64_t lastLine = 0;    // 0: no line of the thread read yet
-        uint64_t priorLine = 0;   // lastLine before the line being read
-        bool afterGap = false;    // logd dropped lines of its process since its last line
+        uint64_t lastLine = 0;  // 0: no line of the thread read yet
+        uint64_t priorLine = 0; // lastLine before the line being read
+        bool afterGap = false;  // logd dropped lines of its process since its last line
     };
 
     // A problem of one line: its kind (counted, listed ten times at most) and details.
@@ -114,9 +114,9 @@ private:
     // A step not handed over yet, with what deciding it waits for.
     struct Open {
         outcome::StepOutcome step;
-        bool held = false;     // its thread's calls may still add to it
-        bool unended = false;  // a selection without its anchor offset line
-        bool pending = false;  // the pending switch its selection ran with
+        bool held = false;              // its thread's calls may still add to it
+        bool unended = false;           // a selection without its anchor offset line
+        bool pending = false;           // the pending switch its selection ran with
         std::vector<size_t> sensorOnly; // checks with the sensor-mode check's first line only
         // Accepted frames name no frame: they are numbered in selection
         // order, which a lost or broken check makes unknown from there on.
@@ -125,7 +125,7 @@ private:
         // (logd dropped some, or the log ends there): the frames the begin
         // moved past are then not known.
         std::string selectionCut;
-        size_t unnamedChecks = 0; // checks left out: their frame is not in the log
+        size_t unnamedChecks = 0;     // checks left out: their frame is not in the log
         std::optional<size_t> blocks; // metadata judged per frame (one per camera), from a whole check
         // Where the log stood when it opened: lines of the plug-in read, and
         // selections its process had begun (this one included).
@@ -193,9 +193,9 @@ private:
     std::map<size_t, Lines> mMergedRanges;
     // The lines of a step read without thread ids, from `first` on.
     Lines &mergedLines(size_t index, uint64_t first);
-    std::map<int, bool> mPending; // the pending switch per process, from its configuration line
-    std::set<int> mGapProcesses;     // processes logd dropped lines of (kUnknownId: any)
-    std::set<int> mDebugProcesses;   // processes with a debug line in the log so far
+    std::map<int, bool> mPending;           // the pending switch per process, from its configuration line
+    std::set<int> mGapProcesses;            // processes logd dropped lines of (kUnknownId: any)
+    std::set<int> mDebugProcesses;          // processes with a debug line in the log so far
     std::map<int, uint64_t> mInfoProcesses; // processes taken as info-level, and the line that decided it
     std::map<int, size_t> mSelectionsBegun; // per process
     std::vector<std::string> mWarnings;

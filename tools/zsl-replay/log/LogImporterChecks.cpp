@@ -55,13 +55,13 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         if (!thread.call)
             startCall(all);
         else if (phase == Phase::CameraRefused &&
-                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1])->zslFrame() !=
-                     event.zslFrame())
+                 PluginEvent::decode(thread.call->lines[thread.call->afterRefusal - 1])->zslFrame() != event.zslFrame())
             startCall(split);
         break;
     case MessageKind::RefusedOwn:
     case MessageKind::SuperResolution:
-        if (!thread.call || (kind == MessageKind::SuperResolution && phase != Phase::Qualify && phase != Phase::CameraRefused))
+        if (!thread.call ||
+            (kind == MessageKind::SuperResolution && phase != Phase::Qualify && phase != Phase::CameraRefused))
             startCall(all);
         else if (phase == Phase::CameraRefused)
             startCall(split);
@@ -182,8 +182,9 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     const bool cameras = blocks.size() > 1 || thread.cameraAt.count(0);
     for (size_t i = 0; i < blocks.size(); ++i) {
         auto known = thread.cameraAt.find(i);
-        named[!cameras ? "" : known != thread.cameraAt.end() ? "cam " + std::to_string(known->second)
-                                                             : "cam ?" + std::to_string(i + 1)] = blocks[i];
+        named[!cameras                         ? ""
+              : known != thread.cameraAt.end() ? "cam " + std::to_string(known->second)
+                                               : "cam ?" + std::to_string(i + 1)] = blocks[i];
     }
 
     // The step the check belongs to: this thread's last capture of the same
@@ -198,8 +199,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     const bool ownStep = !thread.capture || !belongs(openStep(*thread.capture));
     const size_t index = ownStep ? mFirstOpen + mOpen.size() : *thread.capture;
     if (ownStep) {
-        StepOutcome &own = addStep(thread, StepKind::Check, call.firstLine,
-                                   call.lines.front());
+        StepOutcome &own = addStep(thread, StepKind::Check, call.firstLine, call.lines.front());
         own.fwkFrame = fwkFrame.value_or(0);
         if (thread.tid == kUnknownId)
             mergedLines(index, call.firstLine).last = thread.lastLine;
@@ -232,9 +232,9 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         open.numberingLost = true;
     else if (!brokenWhy.empty())
         damage(index,
-               !shape.begun && !call.gapInside ? startDamage(thread)
+               !shape.begun && !call.gapInside                          ? startDamage(thread)
                : atEnd && shape.begun && shape.sound && !call.gapInside ? Completeness::EndsInside
-                                                                       : Completeness::LinesMissing,
+                                                                        : Completeness::LinesMissing,
                "a frame check: " + brokenWhy);
     // Every camera's metadata is judged for every frame: a check that
     // judged another number of them holds lines of two checks, or lost some.
@@ -260,14 +260,16 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         // or presence-check lines lost, left them out).
         const auto first = std::find(selected.begin(), selected.end(), *frame);
         if (first != selected.end() && first != selected.begin()) {
-            step.notes.push_back("the first check is of frame " + std::to_string(*frame) + ": the frames before it in "
+            step.notes.push_back("the first check is of frame " + std::to_string(*frame) +
+                                 ": the frames before it in "
                                  "the list were not selected");
             selected.erase(selected.begin(), first);
         }
     }
     if (frame) {
-        auto at = std::find(selected.begin() + static_cast<std::ptrdiff_t>(std::min(thread.nextSelected, selected.size())),
-                            selected.end(), *frame);
+        auto at =
+            std::find(selected.begin() + static_cast<std::ptrdiff_t>(std::min(thread.nextSelected, selected.size())),
+                      selected.end(), *frame);
         // The host checks in selection order: past the first check, a frame
         // passed over means a check's lines are not in the log.
         if (at != selected.end() && thread.nextSelected > 0 &&

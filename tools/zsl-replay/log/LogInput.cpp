@@ -53,9 +53,8 @@ constexpr size_t kOriginBytes = 64 << 10;
 void checkExpansion(uint64_t expanded, uint64_t compressed, const std::string &what)
 {
     if (expanded > kBombBytes && expanded / kBombRatio > compressed)
-        throw Error(what + " expands to more than " + std::to_string(kBombRatio) +
-                         " times its compressed size (past " + std::to_string(kBombBytes >> 20) +
-                         " MiB): not a log (a zip bomb?)");
+        throw Error(what + " expands to more than " + std::to_string(kBombRatio) + " times its compressed size (past " +
+                    std::to_string(kBombBytes >> 20) + " MiB): not a log (a zip bomb?)");
 }
 
 // gzip through zlib, over any byte stream; several members in a row too.
@@ -115,12 +114,14 @@ private:
 
 bool isGzip(std::string_view head)
 {
-    return head.size() >= 2 && static_cast<unsigned char>(head[0]) == 0x1f && static_cast<unsigned char>(head[1]) == 0x8b;
+    return head.size() >= 2 && static_cast<unsigned char>(head[0]) == 0x1f &&
+           static_cast<unsigned char>(head[1]) == 0x8b;
 }
 
 bool isZip(std::string_view head)
 {
-    return head.substr(0, 4) == std::string_view("PK\x03\x04", 4) || head.substr(0, 4) == std::string_view("PK\x05\x06", 4);
+    return head.substr(0, 4) == std::string_view("PK\x03\x04", 4) ||
+           head.substr(0, 4) == std::string_view("PK\x05\x06", 4);
 }
 
 // A binary file's first bytes: a NUL (logcat ends a message at one), or
@@ -246,8 +247,9 @@ private:
         // A bug report's header and section lines start with '=', 'B' and '-'.
         static const std::string kStarts = std::string(LineParser::filter().starts) + "=B-";
         static const LineFilter kFilter{LineParser::filter().marks, kStarts};
-        forEachLine(withHead(head, in), [&](std::string_view line, uint64_t number) { return this->line(line, number); },
-                    mProblem, what, &kFilter);
+        forEachLine(
+            withHead(head, in), [&](std::string_view line, uint64_t number) { return this->line(line, number); },
+            mProblem, what, &kFilter);
         mReader.finish(mProblem);
         endCopy();
     }

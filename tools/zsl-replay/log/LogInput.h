@@ -25,7 +25,7 @@ namespace zsl::log {
 // What a bug report says of where and when it was taken (empty for a log).
 struct LogOrigin {
     std::string fingerprint; // "Build fingerprint"
-    std::string reportTime; // dumpstate's "YYYY-MM-DD HH:MM:SS"
+    std::string reportTime;  // dumpstate's "YYYY-MM-DD HH:MM:SS"
 };
 
 // A log read as it is written (a pipe from adb logcat): lines are handed

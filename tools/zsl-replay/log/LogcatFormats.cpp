@@ -306,8 +306,9 @@ std::string_view withoutColour(std::string_view text, std::string &buffer)
 // the other lines of a bug report cost next to nothing.
 bool mayBeThePlugins(std::string_view text)
 {
-    return (!text.empty() && (text.front() == '[' || text.front() == '\x1b')) || text.find(kTag) != std::string_view::npos ||
-           text.find(kPluginFileMark) != std::string_view::npos || text.find("chatty") != std::string_view::npos;
+    return (!text.empty() && (text.front() == '[' || text.front() == '\x1b')) ||
+           text.find(kTag) != std::string_view::npos || text.find(kPluginFileMark) != std::string_view::npos ||
+           text.find("chatty") != std::string_view::npos;
 }
 
 } // namespace zsl::log

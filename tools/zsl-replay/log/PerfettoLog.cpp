@@ -64,7 +64,8 @@ bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
             return;
         logged = true;
         // An entry without its own time has the packet's, on the packet's clock.
-        const uint32_t packetClock = packet.has_timestamp_clock_id() ? packet.timestamp_clock_id() : perfetto::kBoottime;
+        const uint32_t packetClock =
+            packet.has_timestamp_clock_id() ? packet.timestamp_clock_id() : perfetto::kBoottime;
         const auto packetNs = static_cast<int64_t>(packet.timestamp());
         for (const auto &event : packet.android_log().events()) {
             Entry entry;

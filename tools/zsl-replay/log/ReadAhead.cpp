@@ -126,8 +126,14 @@ void readLogInputAhead(const std::string &path, const std::string &name,
         std::exception_ptr error;
         try {
             readLogInput(
-                path, name, [&](kohost::LogLine read, uint64_t number) { add(Item{std::move(read), number, {}, false}); },
-                [&](const std::string &text) { add(Item{{}, 0, text, true}); }, told);
+                path, name,
+                [&](kohost::LogLine read, uint64_t number) {
+                    add(Item{std::move(read), number, {}, false});
+                },
+                [&](const std::string &text) {
+                    add(Item{{}, 0, text, true});
+                },
+                told);
         } catch (const Abandoned &) {
             queue.close(nullptr);
             return;

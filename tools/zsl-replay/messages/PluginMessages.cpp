@@ -10,7 +10,6 @@
 
 namespace zsl::messages {
 
-
 namespace {
 
 using K = MessageKind;
@@ -122,11 +121,13 @@ const std::vector<PluginMessage> &pluginMessages()
         {"[ZSLSelector] fwkFrame:%u [%s] Current Producer list: %s", 'I', K::Select, I::Producer},
         {"[ZSLSelector] fwkFrame:%u Producer list: %u shutter time:%ld ", 'I', K::Select, I::ProducerShutter},
         {"[ZSLSelector] fwkFrame:%u ZSLAnchor offset:%d csbegin:%d consumerQ[%s]", 'I', K::Select, I::Anchor},
-        {"[ZSLSelector] fwkFrame:%u, cannot find zslFrame: %u in [%s], move begin to next", 'D', K::Select, I::BeginMoved},
+        {"[ZSLSelector] fwkFrame:%u, cannot find zslFrame: %u in [%s], move begin to next", 'D', K::Select,
+         I::BeginMoved},
         // checkFrame: one metadata's qualification.
         {"Metadata is nullptr", 'D', K::QualifyStart, I::MetadataNull},
         {"get EV setting=%d", 'D', K::QualifyStart, I::FrameEv},
-        {"cannot get EV setting, set default EV=%d", 'D', K::QualifyStart, I::DefaultEv}, // or a later line: the importer tells
+        {"cannot get EV setting, set default EV=%d", 'D', K::QualifyStart,
+         I::DefaultEv}, // or a later line: the importer tells
         {" get EV setting=%d", 'D', K::Qualify, I::RequestEv},
         {"isRequiredEV OK: EV=%d", 'D', K::Qualify, I::EvOk},
         {"isRequiredEV fail: EV(History)=%d, EV(Target)=%d", 'D', K::Qualify, I::EvFail},
@@ -146,29 +147,36 @@ const std::vector<PluginMessage> &pluginMessages()
         // checkFrame: the verdict on the metadata, and super resolution.
         {"[ZSLSelector] fwkFrame:%u, No zslFrame: %u ,camid:%d invalid", 'D', K::RefusedCamera, I::RefusedCamera},
         {"[ZSLSelector] fwkFrame:%u, No zslFrame: %uinvalid", 'D', K::RefusedOwn, I::RefusedOwn},
-        {"[ZSLSelector] get korvan.superResolution.enabled successful, srEnable = %d", 'D', K::SuperResolution, I::SuperResolutionOn},
-        {"[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = %d", 'D', K::SuperResolution, I::SuperResolutionUnset},
+        {"[ZSLSelector] get korvan.superResolution.enabled successful, srEnable = %d", 'D', K::SuperResolution,
+         I::SuperResolutionOn},
+        {"[ZSLSelector] get korvan.superResolution.enabled failed, srEnable = %d", 'D', K::SuperResolution,
+         I::SuperResolutionUnset},
         // The platform's sensor-mode check.
         {"[ZSLSelector] checkFrameNum = %d fwkFrameNum = %d  reqtMasterId = %d masterRoleId = %d "
          "AiHLFrameNum = %d this = %p",
          'I', K::SensorStart, I::SensorStart},
         {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame perframeSensorMode:%d", 'D', K::Sensor, I::SensorFrameMode},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed perframeSensorMode = %d", 'D', K::Sensor, I::SensorFrameModeNoMeta},
-        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode failed, desiredSensorMode = %d", 'D', K::Sensor, I::SensorDesiredUnset},
-        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode successful, desiredSensorMode = %d", 'D',
-         K::Sensor, I::SensorDesired},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame reqDesiredSensorMode:%d", 'D', K::Sensor, I::SensorRequestMode},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed perframeSensorMode = %d", 'D', K::Sensor,
+         I::SensorFrameModeNoMeta},
+        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode failed, desiredSensorMode = %d", 'D', K::Sensor,
+         I::SensorDesiredUnset},
+        {"[ZSLSelector] get korvan.ext.control.policy.sensorMode successful, desiredSensorMode = %d", 'D', K::Sensor,
+         I::SensorDesired},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame reqDesiredSensorMode:%d", 'D', K::Sensor,
+         I::SensorRequestMode},
         {"[ZSLSelector] checkDesiredSensorMode success!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd, I::SensorMatch},
         {"[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:%u zslFrame: %u", 'D', K::SensorEnd, I::SensorMismatch},
         // The interface's own sensor-mode check, for selectors that keep it.
         {"[ZSLSelector] logicalId:%d, mSensorPolicyMask:%d", 'D', K::Sensor, I::SensorPolicyMask},
         {"[ZSLSelector] not support sensor policy, skip sensor mode checking.", 'D', K::SensorEnd, I::SensorNoPolicy},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame koholder::sensorModetype:%d", 'D', K::Sensor, I::SensorFrameType},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u zslFrame koholder::sensorModetype:%d", 'D', K::Sensor,
+         I::SensorFrameType},
         {"[ZSLSelector] fwkFrame:%u zslFrame: %u get metaFrame failed", 'D', K::Sensor, I::SensorFrameNoMeta},
         {"[ZSLSelector] not find mcxFrameresult", 'D', K::Sensor, I::SensorNoResult},
-        {"[ZSLSelector] getDesiredSensorMode cameraRoleType:%d modeSelectMask:0x%x modeOffset:%d sensorModetype%d",
-         'D', K::Sensor, I::SensorDesiredMask},
-        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame koholder::sensorModetype:%d", 'D', K::Sensor, I::SensorRequestType},
+        {"[ZSLSelector] getDesiredSensorMode cameraRoleType:%d modeSelectMask:0x%x modeOffset:%d sensorModetype%d", 'D',
+         K::Sensor, I::SensorDesiredMask},
+        {"[ZSLSelector] fwkFrame:%u zslFrame: %u reqestFrame koholder::sensorModetype:%d", 'D', K::Sensor,
+         I::SensorRequestType},
     };
     return messages;
 }

@@ -23,35 +23,87 @@ constexpr std::string_view kPluginFileMark = "ZSLSelector";
 // checkFrame (a metadata's qualification, a refusal, the super-resolution
 // line, the sensor-mode check).
 enum class MessageKind : int {
-    Config, Needed, SelectStart, Select,
-    QualifyStart, Qualify, QualifyEnd, RefusedCamera, RefusedOwn, SuperResolution,
-    SensorStart, Sensor, SensorEnd
+    Config,
+    Needed,
+    SelectStart,
+    Select,
+    QualifyStart,
+    Qualify,
+    QualifyEnd,
+    RefusedCamera,
+    RefusedOwn,
+    SuperResolution,
+    SensorStart,
+    Sensor,
+    SensorEnd
 };
 
 // Which message, one name each, for the readers that take its arguments
 // (PluginEvent). The names say what the line tells, not how it is worded.
 enum class MessageId : int {
     // The selector's construction and isSelectorNeeded.
-    Config, Needed,
+    Config,
+    Needed,
     // selectZSLFrames.
-    SelectNoQueue, ConsumerNone, Consumer, AnchorPick, Window, ConsumerGone, ConsumerShutter, ConsumerTooOld,
-    Producer, ProducerShutter, Anchor, BeginMoved,
+    SelectNoQueue,
+    ConsumerNone,
+    Consumer,
+    AnchorPick,
+    Window,
+    ConsumerGone,
+    ConsumerShutter,
+    ConsumerTooOld,
+    Producer,
+    ProducerShutter,
+    Anchor,
+    BeginMoved,
     // checkFrame: one metadata's qualification.
-    MetadataNull, FrameEv, DefaultEv, RequestEv, EvOk, EvFail, QuickSnapshot, MotionBypass, AfModeMissing,
-    AfStateMissing, LensStateMissing, AfOk, AfFail, TagValue, TagMissing, HfNoTarget, AfRefused, AeRefused, HfOk,
+    MetadataNull,
+    FrameEv,
+    DefaultEv,
+    RequestEv,
+    EvOk,
+    EvFail,
+    QuickSnapshot,
+    MotionBypass,
+    AfModeMissing,
+    AfStateMissing,
+    LensStateMissing,
+    AfOk,
+    AfFail,
+    TagValue,
+    TagMissing,
+    HfNoTarget,
+    AfRefused,
+    AeRefused,
+    HfOk,
     // checkFrame: the verdict, and super resolution.
-    RefusedCamera, RefusedOwn, SuperResolutionOn, SuperResolutionUnset,
+    RefusedCamera,
+    RefusedOwn,
+    SuperResolutionOn,
+    SuperResolutionUnset,
     // The platform's sensor-mode check.
-    SensorStart, SensorFrameMode, SensorFrameModeNoMeta, SensorDesiredUnset, SensorDesired, SensorRequestMode,
-    SensorMatch, SensorMismatch,
+    SensorStart,
+    SensorFrameMode,
+    SensorFrameModeNoMeta,
+    SensorDesiredUnset,
+    SensorDesired,
+    SensorRequestMode,
+    SensorMatch,
+    SensorMismatch,
     // The interface's own sensor-mode check.
-    SensorPolicyMask, SensorNoPolicy, SensorFrameType, SensorFrameNoMeta, SensorNoResult, SensorDesiredMask,
+    SensorPolicyMask,
+    SensorNoPolicy,
+    SensorFrameType,
+    SensorFrameNoMeta,
+    SensorNoResult,
+    SensorDesiredMask,
     SensorRequestType
 };
 
 struct PluginMessage {
     std::string_view format; // as the plug-in passes it to the log
-    char level;         // 'D' debug, 'I' info
+    char level;              // 'D' debug, 'I' info
     MessageKind kind;
     MessageId id;
 };

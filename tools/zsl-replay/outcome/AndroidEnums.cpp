@@ -10,11 +10,12 @@ namespace zsl::outcome {
 const std::vector<std::string> *enumNames(uint32_t tag)
 {
     static const std::map<uint32_t, std::vector<std::string>> kNames = {
-        {0x10007, {"OFF", "AUTO", "MACRO", "CONTINUOUS_VIDEO", "CONTINUOUS_PICTURE", "EDOF"}}, // afMode
+        {0x10007, {"OFF", "AUTO", "MACRO", "CONTINUOUS_VIDEO", "CONTINUOUS_PICTURE", "EDOF"}},       // afMode
         {0x1001f, {"INACTIVE", "SEARCHING", "CONVERGED", "LOCKED", "FLASH_REQUIRED", "PRECAPTURE"}}, // aeState
-        {0x10020, {"INACTIVE", "PASSIVE_SCAN", "PASSIVE_FOCUSED", "ACTIVE_SCAN", "FOCUSED_LOCKED",
-                   "NOT_FOCUSED_LOCKED", "PASSIVE_UNFOCUSED"}}, // afState
-        {0x80009, {"STATIONARY", "MOVING"}},                    // lens state
+        {0x10020,
+         {"INACTIVE", "PASSIVE_SCAN", "PASSIVE_FOCUSED", "ACTIVE_SCAN", "FOCUSED_LOCKED", "NOT_FOCUSED_LOCKED",
+          "PASSIVE_UNFOCUSED"}},             // afState
+        {0x80009, {"STATIONARY", "MOVING"}}, // lens state
     };
     auto names = kNames.find(tag);
     return names == kNames.end() ? nullptr : &names->second;

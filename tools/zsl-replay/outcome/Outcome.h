@@ -71,13 +71,13 @@ struct CheckOutcome {
 // What the lines of a step's frame checks show of the capture request
 // (read from a device log; the first value each line shows).
 struct RequestSeen {
-    std::optional<int> ev;                   // the request's EV setting
-    std::optional<int> superResolution;      // its super-resolution switch, where read
-    bool sensorCheck = false;                // the platform's sensor-mode check ran
+    std::optional<int> ev;              // the request's EV setting
+    std::optional<int> superResolution; // its super-resolution switch, where read
+    bool sensorCheck = false;           // the platform's sensor-mode check ran
     std::optional<int32_t> desiredSensorMode;
-    bool desiredSensorModeSet = false;       // ... and the request carried it
+    bool desiredSensorModeSet = false; // ... and the request carried it
     bool quickSnapshot = false;
-    std::optional<int64_t> anchorTs;         // a motion capture's anchor pick
+    std::optional<int64_t> anchorTs; // a motion capture's anchor pick
     std::optional<uint32_t> motionCapType;
 };
 
@@ -96,7 +96,7 @@ struct StepOutcome {
     std::optional<bool> needed;
     bool selectRan = false;
     kohal::ZSLSelection selection;
-    std::vector<uint32_t> selectedFrames; // the list the host checks
+    std::vector<uint32_t> selectedFrames;                      // the list the host checks
     std::optional<std::pair<int64_t, uint32_t>> motionCapture; // anchorTS and motionCapType
     std::optional<int64_t> zsdTs;
     std::optional<int64_t> curTime;
@@ -105,7 +105,7 @@ struct StepOutcome {
     std::optional<int32_t> csbegin;
     std::vector<uint32_t> consumer;
     std::vector<uint32_t> producer;
-    bool producerKnown = true; // false: a log that never showed the producer list
+    bool producerKnown = true;             // false: a log that never showed the producer list
     std::map<uint32_t, int64_t> shutterNs; // the metadata queue's records
     // The metadata queue's records' states by source ("" the frame's own
     // metadata, "cam N" a physical camera's), and the first sensor-mode
@@ -160,8 +160,8 @@ struct SessionOutcome {
     std::optional<SelectorConfig> config;  // ... read from a device log: the last one
     std::vector<StepOutcome> steps;
     std::vector<kohost::LogLine> androidLog; // every Android-log line, in order
-    bool fromLog = false; // read from a device log, not replayed
-    std::string fingerprint, reportTime; // a bug report's build fingerprint and time
+    bool fromLog = false;                    // read from a device log, not replayed
+    std::string fingerprint, reportTime;     // a bug report's build fingerprint and time
 };
 
 } // namespace zsl::outcome

@@ -56,7 +56,8 @@ std::optional<Refusal> ruleOf(const PluginEvent &event, std::string_view text)
     case MessageId::LensStateMissing:
         return Refusal{words, "AF: android.lens.state missing"};
     case MessageId::TagMissing:
-        return Refusal{words, event.number<uint32_t>(1, 16) == kAeState ? "AE: android.control.aeState missing" : words};
+        return Refusal{words,
+                       event.number<uint32_t>(1, 16) == kAeState ? "AE: android.control.aeState missing" : words};
     case MessageId::MetadataNull:
         return Refusal{words, "no metadata"};
     case MessageId::TagValue: { // the AE check prints the state it saw and the states it accepts
@@ -122,9 +123,10 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
             break;
         case MessageId::BeginMoved:
             if (auto lacked = event->number<uint32_t>(1))
-                result.warnings.push_back({*lacked, "the selection's first frame " + std::to_string(*lacked) +
-                                                        " was passed over: queue [" + std::string(event->text(2)) +
-                                                        "] does not hold it",
+                result.warnings.push_back({*lacked,
+                                           "the selection's first frame " + std::to_string(*lacked) +
+                                               " was passed over: queue [" + std::string(event->text(2)) +
+                                               "] does not hold it",
                                            StepWarning::Kind::FirstFrameLacked});
             break;
         default:
@@ -161,8 +163,7 @@ std::optional<SelectorConfig> configIn(const std::vector<kohost::LogLine> &lines
 {
     std::optional<SelectorConfig> config;
     for (const kohost::LogLine &line : lines)
-        if (const std::optional<PluginEvent> event = PluginEvent::decode(line);
-            event && event->is(MessageId::Config))
+        if (const std::optional<PluginEvent> event = PluginEvent::decode(line); event && event->is(MessageId::Config))
             config = configOf(*event);
     return config;
 }
@@ -269,9 +270,12 @@ std::vector<std::string> refusalClasses(std::string_view explanation)
 {
     // Each of the explanation's parts, "[camera N: ]CLASS: ...", by the words
     // explain() and refusal() start it with.
-    static const std::pair<std::string_view, std::string_view> kStarts[] = {
-        {"AE: ", "ae"}, {"AF: ", "af"}, {"EV: ", "ev"}, {"sensor mode: ", "sensor_mode"},
-        {"no metadata", "no_metadata"}, {"not in the log: ", "unlogged"}};
+    static const std::pair<std::string_view, std::string_view> kStarts[] = {{"AE: ", "ae"},
+                                                                            {"AF: ", "af"},
+                                                                            {"EV: ", "ev"},
+                                                                            {"sensor mode: ", "sensor_mode"},
+                                                                            {"no metadata", "no_metadata"},
+                                                                            {"not in the log: ", "unlogged"}};
     std::set<std::string_view> named;
     while (!explanation.empty()) {
         const size_t end = std::min(explanation.find("; "), explanation.size());

@@ -116,9 +116,9 @@ std::string answerText(const StepOutcome &step, bool fromLog)
     if (step.kind == StepKind::Check) {
         for (const CheckOutcome &check : step.checks)
             parts.push_back("frame " + std::to_string(check.frame) +
-                            (!check.unknown.empty()  ? " checked: verdict not in the log"
-                             : check.verdict.first ? " accepted"
-                                                   : " refused: " + check.explanation));
+                            (!check.unknown.empty() ? " checked: verdict not in the log"
+                             : check.verdict.first  ? " accepted"
+                                                    : " refused: " + check.explanation));
     } else {
         if (std::string capture = capturePart(step, fromLog); !capture.empty())
             parts.push_back(std::move(capture));

@@ -162,7 +162,8 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     out["taken"] = orNull(row.taken);
     out["taken_frames"] = frameText(row.takenFrames, "");
     const auto [least, most] = std::minmax_element(row.takenLagsMs.begin(), row.takenLagsMs.end());
-    out["taken_lag_min_ms"] = least == row.takenLagsMs.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(*least);
+    out["taken_lag_min_ms"] =
+        least == row.takenLagsMs.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(*least);
     out["taken_lag_max_ms"] = most == row.takenLagsMs.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(*most);
     out["taken_lag_unknown"] = row.takenLagUnknown;
     out["checks"] = row.checks;
@@ -179,7 +180,7 @@ nlohmann::ordered_json toJson(const CaptureRow &row)
     for (double lag : row.takenLagsMs)
         lags += (lags.empty() ? "" : " ") + nlohmann::json(lag).dump();
     out["taken_lags_ms"] = lags;
-    out["capture_time"] = row.captureTime; // added in version 2
+    out["capture_time"] = row.captureTime;  // added in version 2
     out["completeness"] = row.completeness; // added in version 3
     out["line"] = orNull(row.line);         // added in version 4
     out["answer"] = row.answer;             // added in version 4

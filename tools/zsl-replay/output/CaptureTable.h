@@ -28,18 +28,18 @@ namespace zsl::output {
 constexpr const char kCaptureTableSchema[] = "zsl-capture-table/4";
 
 struct CaptureRow {
-    std::string input;              // the file read ("-": standard input), or the trace replayed
-    std::string device, build;      // from the bug report's build fingerprint ("" without one)
+    std::string input;         // the file read ("-": standard input), or the trace replayed
+    std::string device, build; // from the bug report's build fingerprint ("" without one)
     std::string fingerprint, reportTime;
-    std::optional<int> pid, tid;    // read from a log, where its format shows them
-    std::string logTime;            // the capture's first line, as the log prints it
-    std::string captureTime;        // logTime as ISO 8601, where the log and report tell enough ("" otherwise)
+    std::optional<int> pid, tid; // read from a log, where its format shows them
+    std::string logTime;         // the capture's first line, as the log prints it
+    std::string captureTime;     // logTime as ISO 8601, where the log and report tell enough ("" otherwise)
     uint32_t fwkFrame = 0;
-    std::string kind;               // capture, select, check, needed
+    std::string kind; // capture, select, check, needed
     std::optional<bool> zslNeeded;
     std::optional<double> windowStartMs; // zsdTs relative to the capture moment
     std::optional<uint32_t> anchorFrame;
-    std::optional<double> anchorLagMs;   // how long before the capture moment the anchor was shot
+    std::optional<double> anchorLagMs; // how long before the capture moment the anchor was shot
     std::optional<size_t> selected, requested, taken;
     std::vector<uint32_t> takenFrames;
     std::vector<double> takenLagsMs; // of the taken frames whose shutter time is known
@@ -48,7 +48,7 @@ struct CaptureRow {
     std::map<std::string, size_t> refused; // frames refused, by reason class (outcome::kRefusalClasses)
     size_t refusedFrames = 0;
     size_t verdictUnknown = 0;
-    std::vector<std::string> unknown; // what the log could not tell
+    std::vector<std::string> unknown;   // what the log could not tell
     std::string completeness = "whole"; // outcome::completenessName: how much of the capture's lines the log holds
     std::optional<size_t> line;         // the capture's first line in its input, read from a log
     std::string answer;                 // output::answerText: the capture in one sentence

@@ -117,13 +117,14 @@ void FleetSummary::writeText(std::ostream &out) const
     if (mRepeats > 0)
         out << "; " << mRepeats << (mRepeats == 1 ? " was" : " were") << " read twice and counted once";
     out << "\n";
-    const std::vector<std::string> heads = {"device", "build", "captures", "selections", "taken known", "taken in full"};
+    const std::vector<std::string> heads = {"device",     "build",       "captures",
+                                            "selections", "taken known", "taken in full"};
     std::vector<std::vector<std::string>> cells;
     for (const auto &[key, group] : mGroups)
-        cells.push_back({groupName(key.first, "(no bug report)"), groupName(key.second, "-"),
-                         std::to_string(group.captures), std::to_string(group.selections),
-                         std::to_string(group.takenKnown),
-                         std::to_string(group.takenInFull) + " (" + percent(group.takenInFull, group.takenKnown) + ")"});
+        cells.push_back(
+            {groupName(key.first, "(no bug report)"), groupName(key.second, "-"), std::to_string(group.captures),
+             std::to_string(group.selections), std::to_string(group.takenKnown),
+             std::to_string(group.takenInFull) + " (" + percent(group.takenInFull, group.takenKnown) + ")"});
     std::vector<size_t> widths;
     for (const std::string &head : heads)
         widths.push_back(head.size());
@@ -209,7 +210,7 @@ std::string FleetSummary::svg() const
     size_t longest = std::string("sensor_mode").size();
     for (const auto &[key, group] : mGroups)
         longest = std::max(longest, std::min<size_t>(kMaxName, glyphCount(groupName(key.first, "(no bug report)") +
-                                                                       "  " + groupName(key.second, ""))));
+                                                                          "  " + groupName(key.second, ""))));
     const int left = 10 + labelWidth(longest) + 12;
     const int width = std::max(760, left + barWidth + labelWidth(24)); // "16000 (100% in full)" after the bar
     std::ostringstream body;
@@ -230,18 +231,21 @@ std::string FleetSummary::svg() const
 
     title("Captures per device and build");
     int legendX = 10;
-    for (const auto &[colour, meaning] : {std::pair{"#2e7d32", "took every frame wanted"},
-                                          std::pair{"#ef6c00", "took fewer"},
-                                          std::pair{"#9e9e9e", "not told (no selection, or not in the log)"}}) {
+    for (const auto &[colour, meaning] :
+         {std::pair{"#2e7d32", "took every frame wanted"}, std::pair{"#ef6c00", "took fewer"},
+          std::pair{"#9e9e9e", "not told (no selection, or not in the log)"}}) {
         body << "<rect x=\"" << legendX << "\" y=\"" << y - 6 << "\" width=\"10\" height=\"10\" fill=\"" << colour
-             << "\"/><text x=\"" << legendX + 14 << "\" y=\"" << y + 3 << "\" class=\"small\">" << meaning << "</text>\n";
+             << "\"/><text x=\"" << legendX + 14 << "\" y=\"" << y + 3 << "\" class=\"small\">" << meaning
+             << "</text>\n";
         legendX += 30 + static_cast<int>(std::string(meaning).size()) * 5;
     }
     y += 12;
     size_t most = 1;
     for (const auto &entry : mGroups)
         most = std::max(most, entry.second.captures);
-    auto scaled = [&](size_t count, size_t of) { return static_cast<int>(std::lround(double(count) * barWidth / double(of))); };
+    auto scaled = [&](size_t count, size_t of) {
+        return static_cast<int>(std::lround(double(count) * barWidth / double(of)));
+    };
     for (const auto &[key, group] : mGroups) {
         const std::string name = groupName(key.first, "(no bug report)") + "  " + groupName(key.second, "");
         // A long build is cut on the plot and whole in its tooltip.
@@ -317,13 +321,14 @@ std::string FleetSummary::svg() const
             const bool atRight = x > plotLeft + plotWidth - 80;
             body << "<line x1=\"" << x << "\" y1=\"" << y - 4 << "\" x2=\"" << x << "\" y2=\"" << base
                  << "\" stroke=\"#000\" stroke-dasharray=\"3,3\"/>\n<text x=\"" << x + (atRight ? -3 : 3) << "\" y=\""
-                 << y + 8 + 12 * line++ << "\" class=\"small\" text-anchor=\"" << (atRight ? "end" : "start") << "\">p" << p
-                 << " " << number(value, 1) << " ms</text>\n";
+                 << y + 8 + 12 * line++ << "\" class=\"small\" text-anchor=\"" << (atRight ? "end" : "start") << "\">p"
+                 << p << " " << number(value, 1) << " ms</text>\n";
         }
         y = base + 4;
         for (double tick : {low, (low + high) / 2, high})
             body << "<text x=\"" << plotLeft + static_cast<int>(std::lround((tick - low) / (high - low) * plotWidth))
-                 << "\" y=\"" << y + 12 << "\" text-anchor=\"middle\" class=\"small\">" << number(tick, 1) << " ms</text>\n";
+                 << "\" y=\"" << y + 12 << "\" text-anchor=\"middle\" class=\"small\">" << number(tick, 1)
+                 << " ms</text>\n";
         y += 24;
     }
 

@@ -58,14 +58,12 @@ nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step
     for (const auto &entry : step.selection)
         addFrames(entry.second);
     addFrames(step.taken);
-    auto ms = [&](int64_t ns) {
-        return (static_cast<double>(ns) - static_cast<double>(step.captureNs)) / 1e6;
-    };
+    auto ms = [&](int64_t ns) { return (static_cast<double>(ns) - static_cast<double>(step.captureNs)) / 1e6; };
     nlohmann::json drawn = nlohmann::json::array();
     for (uint32_t frame : frames) {
         const auto shutter = step.shutterNs.find(frame);
         drawn.push_back({frame, momentKnown && shutter != step.shutterNs.end() ? nlohmann::json(ms(shutter->second))
-                                                                                : nlohmann::json()});
+                                                                               : nlohmann::json()});
     }
     std::vector<uint32_t> selected = step.selectionUnknown.empty() ? step.selectedFrames : std::vector<uint32_t>();
     if (selected.empty() && step.selectionUnknown.empty())
@@ -87,14 +85,18 @@ nlohmann::json viewOf(const SessionOutcome &session, const StepOutcome &step, si
     nlohmann::json checks = nlohmann::json::array();
     for (const CheckOutcome &check : step.checks) {
         const bool known = check.unknown.empty();
-        checks.push_back({check.frame, !known ? "unknown" : check.verdict.first ? "accepted" : "refused",
+        checks.push_back({check.frame,
+                          !known                ? "unknown"
+                          : check.verdict.first ? "accepted"
+                                                : "refused",
                           !known ? check.unknown : check.explanation});
     }
     nlohmann::json lines = nlohmann::json::array();
     for (const kohost::LogLine &line : step.log)
-        lines.push_back({line.logLine, line.timeText, line.level,
-                         line.fileName.empty() ? "" : line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()",
-                         line.text});
+        lines.push_back(
+            {line.logLine, line.timeText, line.level,
+             line.fileName.empty() ? "" : line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()",
+             line.text});
     return {{"session", sessionNumber},
             {"text", textLines(text.str())},
             {"timeline", timelineOf(session, step)},
@@ -249,7 +251,8 @@ HtmlPage::Chunk HtmlPage::chunkOf(const std::vector<std::string> &views)
     return {std::move(json), false};
 }
 
-size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers, const std::string &text)
+size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers,
+                        const std::string &text)
 {
     const auto [at, fresh] = numbers.try_emplace(text, texts.size());
     if (fresh)

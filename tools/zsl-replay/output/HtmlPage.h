@@ -43,7 +43,8 @@ public:
 
 private:
     // A text's number in `texts`, added on first sight.
-    static size_t intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers, const std::string &text);
+    static size_t intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers,
+                         const std::string &text);
     // A chunk of views: their JSON array, gzip-compressed when large.
     struct Chunk {
         std::string data;

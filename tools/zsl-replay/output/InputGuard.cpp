@@ -81,7 +81,8 @@ void refuseInputs(const std::string &output, const std::vector<std::string> &inp
         if (!S_ISDIR(given.st_mode))
             continue;
         if (within(folderOfOutput.empty() ? fs::path(".") : folderOfOutput, *inputId))
-            throw outcome::Error(output + " lies inside the input folder " + input + ": outputs are never written among the inputs");
+            throw outcome::Error(output + " lies inside the input folder " + input +
+                                 ": outputs are never written among the inputs");
         if (outputId && S_ISREG(target.st_mode) && target.st_nlink > 1)
             if (const auto linked = linkedInto(input, *outputId))
                 throw outcome::Error(output + " is a link to " + linked->string() + " in the input folder " + input +

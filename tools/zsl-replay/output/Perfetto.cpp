@@ -33,7 +33,8 @@ public:
     }
     void slice(int track, const std::string &name, int64_t beginNs, int64_t endNs, const json &args) override
     {
-        mEvents.push_back({{"ph", "B"}, {"pid", mPid}, {"tid", track}, {"ts", us(beginNs)}, {"name", name}, {"args", args}});
+        mEvents.push_back(
+            {{"ph", "B"}, {"pid", mPid}, {"tid", track}, {"ts", us(beginNs)}, {"name", name}, {"args", args}});
         mEvents.push_back({{"ph", "E"}, {"pid", mPid}, {"tid", track}, {"ts", us(endNs)}, {"name", name}});
     }
     void instant(int track, const std::string &name, int64_t ns, const json &args) override
@@ -43,15 +44,27 @@ public:
     }
     void counter(const std::string &name, int64_t ns, int value) override
     {
-        mEvents.push_back({{"ph", "C"}, {"pid", mPid}, {"tid", 0}, {"ts", us(ns)}, {"name", name}, {"args", {{"value", value}}}});
+        mEvents.push_back(
+            {{"ph", "C"}, {"pid", mPid}, {"tid", 0}, {"ts", us(ns)}, {"name", name}, {"args", {{"value", value}}}});
     }
     void flow(int fromTrack, int64_t fromNs, int toTrack, int64_t toNs) override
     {
         const int id = ++mFlows;
-        mEvents.push_back({{"ph", "s"}, {"pid", mPid}, {"tid", fromTrack}, {"ts", us(fromNs)}, {"name", "taken"},
-                           {"cat", "zsl"}, {"id", id}});
-        mEvents.push_back({{"ph", "f"}, {"bp", "e"}, {"pid", mPid}, {"tid", toTrack}, {"ts", us(toNs)}, {"name", "taken"},
-                           {"cat", "zsl"}, {"id", id}});
+        mEvents.push_back({{"ph", "s"},
+                           {"pid", mPid},
+                           {"tid", fromTrack},
+                           {"ts", us(fromNs)},
+                           {"name", "taken"},
+                           {"cat", "zsl"},
+                           {"id", id}});
+        mEvents.push_back({{"ph", "f"},
+                           {"bp", "e"},
+                           {"pid", mPid},
+                           {"tid", toTrack},
+                           {"ts", us(toNs)},
+                           {"name", "taken"},
+                           {"cat", "zsl"},
+                           {"id", id}});
     }
 
 private:

@@ -72,7 +72,8 @@ void PerfettoArchive::write(const std::string &ours, std::ostream &out) const
         files.push_back({{"path", name}, {"machine", {{"name", kMachine}}}});
     files.push_back({{"path", kOursName}, {"machine", {{"name", kMachine}}}});
     const std::string manifest =
-        Json{{"perfetto_manifest", {{"version", 1}, {"trace_time", {{"clock", "BOOTTIME"}}}, {"files", files}}}}.dump() +
+        Json{{"perfetto_manifest", {{"version", 1}, {"trace_time", {{"clock", "BOOTTIME"}}}, {"files", files}}}}
+            .dump() +
         "\n";
 
     zip_error_t error;
@@ -106,7 +107,8 @@ void PerfettoArchive::write(const std::string &ours, std::ostream &out) const
 
     zip_stat_t stat;
     if (zip_source_stat(memory, &stat) < 0 || zip_source_open(memory) < 0)
-        throw Error("cannot read back the Perfetto archive: " + std::string(zip_error_strerror(zip_source_error(memory))));
+        throw Error("cannot read back the Perfetto archive: " +
+                    std::string(zip_error_strerror(zip_source_error(memory))));
     std::string bytes(static_cast<size_t>(stat.size), '\0');
     const zip_int64_t got = zip_source_read(memory, bytes.data(), bytes.size());
     zip_source_close(memory);

@@ -86,10 +86,12 @@ public:
     {
         const uint64_t id = ++mLastFlow;
         const bool forward = fromNs <= toNs;
-        TrackEvent first = event(forward ? fromTrack : toTrack, TrackEvent::TYPE_INSTANT, "taken", nlohmann::json::object());
+        TrackEvent first =
+            event(forward ? fromTrack : toTrack, TrackEvent::TYPE_INSTANT, "taken", nlohmann::json::object());
         first.add_flow_ids(id);
         emit(forward ? fromNs : toNs, first);
-        TrackEvent last = event(forward ? toTrack : fromTrack, TrackEvent::TYPE_INSTANT, "taken", nlohmann::json::object());
+        TrackEvent last =
+            event(forward ? toTrack : fromTrack, TrackEvent::TYPE_INSTANT, "taken", nlohmann::json::object());
         last.add_terminating_flow_ids(id);
         emit(forward ? toNs : fromNs, last);
     }
@@ -123,8 +125,9 @@ private:
         for (const auto &[key, value] : args.items()) {
             auto *annotation = event.add_debug_annotations();
             annotation->set_name(key);
-            annotation->set_string_value(value.is_string() ? value.get<std::string>()
-                                                           : value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+            annotation->set_string_value(value.is_string()
+                                             ? value.get<std::string>()
+                                             : value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
         }
         return event;
     }
@@ -179,10 +182,10 @@ private:
     std::ostringstream mPackets;
     uint64_t mLastUuid = 0, mLastFlow = 0, mRoot = 0;
     int64_t mEarliest = std::numeric_limits<int64_t>::max();
-    std::map<int, uint64_t> mTracks;                    // the session's, by the layout's number
-    std::map<std::string, uint64_t> mCounters;          // the session's, by name
-    std::map<int, uint64_t> mProcesses;                 // by pid
-    std::map<std::pair<int, int>, uint64_t> mThreads;   // by pid and tid
+    std::map<int, uint64_t> mTracks;                  // the session's, by the layout's number
+    std::map<std::string, uint64_t> mCounters;        // the session's, by name
+    std::map<int, uint64_t> mProcesses;               // by pid
+    std::map<std::pair<int, int>, uint64_t> mThreads; // by pid and tid
 };
 
 } // namespace

@@ -130,11 +130,12 @@ void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOut
     if (step.needed)
         out << "   ZSL needed: " << (*step.needed ? "yes" : "no") << "\n";
     if (step.selectRan) {
-        out << "   consumer list: " << frames(step.consumer) << "   producer list: "
-            << (step.producerKnown ? frames(step.producer) : "not in the log") << "\n";
+        out << "   consumer list: " << frames(step.consumer)
+            << "   producer list: " << (step.producerKnown ? frames(step.producer) : "not in the log") << "\n";
         if (!step.momentKnown && step.zsdTs)
             out << "   window: frames shot after " << *step.zsdTs
-                << " ns of the boot-time clock may anchor the selection (zsdTs); the capture moment is not in the log\n";
+                << " ns of the boot-time clock may anchor the selection (zsdTs); the capture moment is not in the "
+                   "log\n";
         if (step.motionCapture && step.momentKnown) {
             char type[16];
             std::snprintf(type, sizeof(type), "0x%x", step.motionCapture->second);
@@ -233,13 +234,13 @@ nlohmann::json stepJson(const SessionOutcome &trace, const StepOutcome &step)
     nlohmann::json checks = nlohmann::json::array();
     for (const CheckOutcome &check : step.checks) {
         const bool known = check.unknown.empty();
-        checks.push_back({{"frame", check.frame},
-                          {"verdict", known ? nlohmann::json{check.verdict.first, check.verdict.second}
-                                            : nlohmann::json()},
-                          {"accepted", known ? nlohmann::json(check.verdict.first) : nlohmann::json()},
-                          {"secondFlag", known ? nlohmann::json(check.verdict.second) : nlohmann::json()},
-                          {"reason", check.reason},
-                          {"explanation", check.explanation}});
+        checks.push_back(
+            {{"frame", check.frame},
+             {"verdict", known ? nlohmann::json{check.verdict.first, check.verdict.second} : nlohmann::json()},
+             {"accepted", known ? nlohmann::json(check.verdict.first) : nlohmann::json()},
+             {"secondFlag", known ? nlohmann::json(check.verdict.second) : nlohmann::json()},
+             {"reason", check.reason},
+             {"explanation", check.explanation}});
         if (!known)
             checks.back()["unknown"] = check.unknown;
     }

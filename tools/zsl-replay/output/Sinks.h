@@ -46,9 +46,9 @@ private:
     bool mWithLog;
     const FleetSummary *mSummary;
     std::string mPlugin;
-    SessionSpill mSpill;      // the session's steps, as text or JSON
-    size_t mSteps = 0;        // ... how many
-    size_t mSessions = 0;     // sessions written
+    SessionSpill mSpill;                             // the session's steps, as text or JSON
+    size_t mSteps = 0;                               // ... how many
+    size_t mSessions = 0;                            // sessions written
     nlohmann::json mLines = nlohmann::json::array(); // JSON Lines: the session's steps
 };
 
@@ -78,14 +78,16 @@ public:
 
 private:
     FleetSummary &mSummary;
-    FleetSummary mSession; // the session being read
+    FleetSummary mSession;  // the session being read
     RepeatedCaptures mSeen; // a capture read twice is counted once
 };
 
 class SummarySvgSink : public Sink {
 public:
     SummarySvgSink(std::unique_ptr<OutputFile> file, const FleetSummary &summary)
-        : mFile(std::move(file)), mSummary(summary) {}
+        : mFile(std::move(file)), mSummary(summary)
+    {
+    }
     void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *) override {}
     void finish() override;
 
@@ -107,7 +109,9 @@ public:
     // `archive` is needed for the archive form only.
     PicturesSink(std::unique_ptr<OutputFile> timeline, std::unique_ptr<OutputFile> perfetto,
                  std::unique_ptr<PerfettoArchive> archive = nullptr)
-        : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)), mArchive(std::move(archive)) {}
+        : mTimeline(std::move(timeline)), mPerfetto(std::move(perfetto)), mArchive(std::move(archive))
+    {
+    }
     void finish() override;
 
 protected:
@@ -159,9 +163,14 @@ private:
 class AndroidLogSink : public Sink {
 public:
     AndroidLogSink(std::ostream &out, int minimumPriority, std::string format)
-        : mOut(out), mMinimumPriority(minimumPriority), mFormat(std::move(format)) {}
+        : mOut(out), mMinimumPriority(minimumPriority), mFormat(std::move(format))
+    {
+    }
     AndroidLogSink(std::unique_ptr<OutputFile> file, int minimumPriority, std::string format)
-        : AndroidLogSink(file->stream(), minimumPriority, std::move(format)) { mFile = std::move(file); }
+        : AndroidLogSink(file->stream(), minimumPriority, std::move(format))
+    {
+        mFile = std::move(file);
+    }
     void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *) override {}
     void end(const outcome::SessionOutcome &session) override;
     void finish() override;

@@ -73,11 +73,11 @@ template <typename T> std::optional<T> optionalOf(const Json &row, const char *k
 CaptureRow rowOf(const Json &json)
 {
     const std::string schema = json.at("schema").get<std::string>();
-    const int version = schema == kFirstSchema           ? 1
-                        : schema == kSecondSchema        ? 2
-                        : schema == kThirdSchema         ? 3
+    const int version = schema == kFirstSchema          ? 1
+                        : schema == kSecondSchema       ? 2
+                        : schema == kThirdSchema        ? 3
                         : schema == kCaptureTableSchema ? 4
-                                                         : 0;
+                                                        : 0;
     if (version == 0)
         throw Error("a row of schema \"" + schema + "\", not " + kCaptureTableSchema + ", " + kThirdSchema + ", " +
                     kSecondSchema + " or " + kFirstSchema);

@@ -95,11 +95,20 @@ double writeLines(std::ostream &svg, double y, double width, const char *cls, co
 // The states' short cell texts, by their Android names; the legend spells them out.
 const std::vector<std::pair<std::string, std::string>> &stateAbbreviations()
 {
-    static const std::vector<std::pair<std::string, std::string>> kShort = {
-        {"INACTIVE", "INACT"},     {"SEARCHING", "SRCH"},     {"CONVERGED", "CONV"},   {"LOCKED", "LOCK"},
-        {"FLASH_REQUIRED", "FLASH"}, {"PRECAPTURE", "PRE"},  {"PASSIVE_SCAN", "P-SCAN"}, {"PASSIVE_FOCUSED", "P-FOC"},
-        {"ACTIVE_SCAN", "A-SCAN"}, {"FOCUSED_LOCKED", "F-LOCK"}, {"NOT_FOCUSED_LOCKED", "NF-LOCK"},
-        {"PASSIVE_UNFOCUSED", "P-UNF"}, {"STATIONARY", "STILL"}, {"MOVING", "MOVE"}};
+    static const std::vector<std::pair<std::string, std::string>> kShort = {{"INACTIVE", "INACT"},
+                                                                            {"SEARCHING", "SRCH"},
+                                                                            {"CONVERGED", "CONV"},
+                                                                            {"LOCKED", "LOCK"},
+                                                                            {"FLASH_REQUIRED", "FLASH"},
+                                                                            {"PRECAPTURE", "PRE"},
+                                                                            {"PASSIVE_SCAN", "P-SCAN"},
+                                                                            {"PASSIVE_FOCUSED", "P-FOC"},
+                                                                            {"ACTIVE_SCAN", "A-SCAN"},
+                                                                            {"FOCUSED_LOCKED", "F-LOCK"},
+                                                                            {"NOT_FOCUSED_LOCKED", "NF-LOCK"},
+                                                                            {"PASSIVE_UNFOCUSED", "P-UNF"},
+                                                                            {"STATIONARY", "STILL"},
+                                                                            {"MOVING", "MOVE"}};
     return kShort;
 }
 
@@ -204,8 +213,8 @@ void drawTicks(std::ostream &svg, const Axis &axis, double y)
     const double label = textWidth(number(axis.low) + " ms", 10) + 12;
     while (axis.x(tick) - axis.x(0) < label)
         tick *= 2;
-    svg << "<line x1='" << number(kLeft) << "' x2='" << number(axis.end()) << "' y1='" << number(y)
-        << "' y2='" << number(y) << "' class='row'/>\n";
+    svg << "<line x1='" << number(kLeft) << "' x2='" << number(axis.end()) << "' y1='" << number(y) << "' y2='"
+        << number(y) << "' class='row'/>\n";
     for (double t = std::ceil(axis.low / tick) * tick; t <= axis.high; t += tick) {
         svg << "<line x1='" << number(axis.x(t)) << "' x2='" << number(axis.x(t)) << "' y1='" << number(y) << "' y2='"
             << number(y + 4) << "' class='tick'/>\n";
@@ -216,8 +225,7 @@ void drawTicks(std::ostream &svg, const Axis &axis, double y)
 }
 
 // One panel per select or capture step; answers its height.
-double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top,
-                     double width)
+double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top, double width)
 {
     Axis axis = axisOf(step);
     axis.width = width;
@@ -234,7 +242,8 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         return std::nullopt;
     };
     const std::string title = trace.name + " - " + (step.label.empty() ? stepKindName(step.kind) : step.label) +
-                              " (fwkFrame " + std::to_string(step.fwkFrame) + ")" + (trace.fromLog ? ", read from a log" : "");
+                              " (fwkFrame " + std::to_string(step.fwkFrame) + ")" +
+                              (trace.fromLog ? ", read from a log" : "");
     text(svg, 10, top + 20, 15, "start", "title", title);
 
     const double rowsTop = top + 62;
@@ -246,11 +255,12 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     if (step.zsdTs && step.momentKnown) {
         const double zx = axis.x(msFrom(*step.zsdTs, step.captureNs));
         svg << "<rect x='" << number(zx) << "' y='" << number(rowsTop) << "' width='"
-            << number((axis.momentAfterZone ? nowX : axis.end()) - zx)
-            << "' height='" << number(rowsBottom - rowsTop) << "' class='window'/>\n";
+            << number((axis.momentAfterZone ? nowX : axis.end()) - zx) << "' height='" << number(rowsBottom - rowsTop)
+            << "' class='window'/>\n";
         svg << "<line x1='" << number(zx) << "' x2='" << number(zx) << "' y1='" << number(top + 44) << "' y2='"
             << number(rowsBottom) << "' class='zsd'/>\n";
-        const std::string label = "zsdTs " + number(msFrom(*step.zsdTs, step.captureNs)) + " ms: frames shot later may anchor";
+        const std::string label =
+            "zsdTs " + number(msFrom(*step.zsdTs, step.captureNs)) + " ms: frames shot later may anchor";
         const bool fitsRight = zx + 4 + textWidth(label, 11) <= width - 4;
         text(svg, fitsRight ? zx + 4 : zx - 4, top + 54, 11, fitsRight ? "start" : "end", "zsdlabel", label);
     }
@@ -268,13 +278,15 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     for (size_t row = 0; row < step.queues.size(); ++row) {
         const QueueView &queue = step.queues[row];
         const double y = rowsTop + kRowHeight * static_cast<double>(row) + 26;
-        svg << "<line x1='" << number(kLeft) << "' x2='" << number(width - kRight) << "' y1='" << number(y)
-            << "' y2='" << number(y) << "' class='row'/>\n";
+        svg << "<line x1='" << number(kLeft) << "' x2='" << number(width - kRight) << "' y1='" << number(y) << "' y2='"
+            << number(y) << "' class='row'/>\n";
         std::string name = "[" + queue.name + "]";
         if (textWidth(name, 12) > kLeft - 16)
             name = name.substr(0, static_cast<size_t>((kLeft - 16) / 7.2) - 1) + "~";
         text(svg, 10, y - 2, 12, "start", "queue", name);
-        const std::string type = queue.type == 1 ? "meta" : queue.type == 2 ? "sensor mode" : "type " + std::to_string(queue.type);
+        const std::string type = queue.type == 1   ? "meta"
+                                 : queue.type == 2 ? "sensor mode"
+                                                   : "type " + std::to_string(queue.type);
         text(svg, 10, y + 12, 10, "start", "axis", "id " + std::to_string(queue.id) + ", " + type + " queue");
 
         auto selection = step.selection.find(queue.id);
@@ -307,8 +319,13 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
     for (const CheckOutcome &check : step.checks) {
         const bool known = check.unknown.empty();
         if (const auto fx = xOf(check.frame))
-            text(svg, *fx, y + 5, 14, "middle", !known ? "axis" : check.verdict.first ? "ok" : "bad",
-                 !known ? "?" : check.verdict.first ? "\u2713" : "\u2717");
+            text(svg, *fx, y + 5, 14, "middle",
+                 !known                ? "axis"
+                 : check.verdict.first ? "ok"
+                                       : "bad",
+                 !known                ? "?"
+                 : check.verdict.first ? "\u2713"
+                                       : "\u2717");
         if (!known)
             notes.push_back("frame " + std::to_string(check.frame) + ": verdict unknown: " + check.unknown);
         else if (!check.verdict.first)
@@ -326,8 +343,9 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
         for (const auto &[label, tag] : strips) {
             bool any = false;
             for (const auto &[frame, states] : frames) {
-                const std::optional<int> value =
-                    tag == 0x1001f ? states.aeState : tag == 0x10020 ? states.afState : states.lensState;
+                const std::optional<int> value = tag == 0x1001f   ? states.aeState
+                                                 : tag == 0x10020 ? states.afState
+                                                                  : states.lensState;
                 const auto fx = xOf(frame);
                 if (!value || !fx)
                     continue;
@@ -373,16 +391,17 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
 // A check or needed step: its answer in one line.
 double drawAnswer(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top, double width)
 {
-    const std::string title = trace.name + " - " + stepKindName(step.kind) + (step.label.empty() ? "" : ": " + step.label);
+    const std::string title =
+        trace.name + " - " + stepKindName(step.kind) + (step.label.empty() ? "" : ": " + step.label);
     text(svg, 10, top + 20, 15, "start", "title", title);
     std::vector<std::string> lines;
     if (step.needed)
         lines.push_back(std::string("ZSL needed: ") + (*step.needed ? "yes" : "no"));
     for (const CheckOutcome &check : step.checks)
         lines.push_back("frame " + std::to_string(check.frame) + ": " +
-                        (!check.unknown.empty()   ? "verdict unknown: " + check.unknown
-                         : check.verdict.first ? "accepted"
-                                               : "refused: " + check.explanation));
+                        (!check.unknown.empty() ? "verdict unknown: " + check.unknown
+                         : check.verdict.first  ? "accepted"
+                                                : "refused: " + check.explanation));
     return writeLines(svg, top + 42, width, "summary", lines) - top + 12;
 }
 
@@ -392,10 +411,15 @@ double drawLegend(std::ostream &svg, double top, double width)
     struct Item {
         const char *shape, *cls, *label;
     };
-    const Item items[] = {{"circle", "held", "held by the queue"}, {"circle", "selected", "selected"},
-                          {"circle", "selected taken", "taken by the host"}, {"ring", "anchor", "anchor"},
-                          {"\u2713", "ok", "accepted"}, {"\u2717", "bad", "refused"}, {"!", "warn", "warning"},
-                          {"rect", "window", "after zsdTs: may anchor"}, {"rect", "untimed", "time not in the log"}};
+    const Item items[] = {{"circle", "held", "held by the queue"},
+                          {"circle", "selected", "selected"},
+                          {"circle", "selected taken", "taken by the host"},
+                          {"ring", "anchor", "anchor"},
+                          {"\u2713", "ok", "accepted"},
+                          {"\u2717", "bad", "refused"},
+                          {"!", "warn", "warning"},
+                          {"rect", "window", "after zsdTs: may anchor"},
+                          {"rect", "untimed", "time not in the log"}};
     double x = 10, y = top + 12;
     for (const Item &item : items) {
         const double itemWidth = 24 + textWidth(item.label, 10) + 18;
@@ -409,8 +433,8 @@ double drawLegend(std::ostream &svg, double top, double width)
         else if (shape == "ring")
             circle(svg, x + 7, y - 3, 7, item.cls);
         else if (shape == "rect")
-            svg << "<rect x='" << number(x) << "' y='" << number(y - 10) << "' width='14' height='14' class='" << item.cls
-                << "'/>\n";
+            svg << "<rect x='" << number(x) << "' y='" << number(y - 10) << "' width='14' height='14' class='"
+                << item.cls << "'/>\n";
         else
             text(svg, x + 7, y + 1, 14, "middle", item.cls, shape);
         text(svg, x + 20, y, 10, "start", "axis", item.label);
@@ -419,8 +443,9 @@ double drawLegend(std::ostream &svg, double top, double width)
     std::string states = "AE, AF and lens states:";
     for (const auto &[name, cell] : stateAbbreviations()) {
         std::string words = name;
-        std::transform(words.begin(), words.end(), words.begin(),
-                       [](char c) { return c == '_' ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+        std::transform(words.begin(), words.end(), words.begin(), [](char c) {
+            return c == '_' ? ' ' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        });
         states += " " + cell + " " + words + (&cell == &stateAbbreviations().back().second ? "" : ",");
     }
     return writeLines(svg, y + 22, width, "axis", {states}) - top;
@@ -440,7 +465,8 @@ std::string drawTimeline(const std::vector<SessionOutcome> &traces)
     double top = 10;
     for (const SessionOutcome &trace : traces)
         for (const StepOutcome &step : trace.steps)
-            top += step.selectRan ? drawSelection(body, trace, step, top, width) : drawAnswer(body, trace, step, top, width);
+            top += step.selectRan ? drawSelection(body, trace, step, top, width)
+                                  : drawAnswer(body, trace, step, top, width);
     top += drawLegend(body, top, width) + 10;
 
     std::ostringstream svg;
@@ -448,7 +474,8 @@ std::string drawTimeline(const std::vector<SessionOutcome> &traces)
         << "' viewBox='0 0 " << number(width) << " " << number(top) << "' font-family='sans-serif'>\n"
         << "<style>\n"
         << ".title{font-weight:bold}.axis{fill:#555}.cell{fill:#333}.row{stroke:#ccc}.tick{stroke:#888}\n"
-        << ".window{fill:#e3f4e1}.untimed{fill:none;stroke:#888;stroke-dasharray:4,3}.zsd{stroke:#c62828;stroke-dasharray:5,3}.zsdlabel{fill:#c62828}\n"
+        << ".window{fill:#e3f4e1}.untimed{fill:none;stroke:#888;stroke-dasharray:4,3}.zsd{stroke:#c62828;stroke-"
+           "dasharray:5,3}.zsdlabel{fill:#c62828}\n"
         << ".now{stroke:#333;stroke-dasharray:2,2}.held{fill:#fff;stroke:#777}.selected{fill:#1e88e5;stroke:#0d47a1}\n"
         << ".taken{stroke:#000;stroke-width:3}.anchor{fill:none;stroke:#f9a825;stroke-width:3}\n"
         << ".ok{fill:#2e7d32}.bad{fill:#c62828}.warn{fill:#ef6c00;font-weight:bold}.note{fill:#c62828}\n"

@@ -24,8 +24,8 @@ struct TakenSlices {
     std::set<int64_t> used;
 };
 
-void layOutStep(TimelineFormat &out, bool fromLog, int stepTrack, const StepOutcome &step, std::map<std::string, int> &queueTracks,
-                std::map<int, TakenSlices> &taken)
+void layOutStep(TimelineFormat &out, bool fromLog, int stepTrack, const StepOutcome &step,
+                std::map<std::string, int> &queueTracks, std::map<int, TakenSlices> &taken)
 {
     auto trackOf = [&](const QueueView &queue) {
         const std::string key = std::to_string(queue.id) + "/" + queue.name;
@@ -116,7 +116,8 @@ void layOutTimeline(const std::vector<SessionOutcome> &sessions, TimelineFormat 
         std::map<std::string, int> queueTracks;
         std::map<int, TakenSlices> taken;
         for (size_t i = 0; i < session.steps.size(); ++i)
-            layOutStep(format, session.fromLog, kFirstStepTrack + static_cast<int>(i), session.steps[i], queueTracks, taken);
+            layOutStep(format, session.fromLog, kFirstStepTrack + static_cast<int>(i), session.steps[i], queueTracks,
+                       taken);
     }
 }
 

@@ -23,7 +23,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 constexpr int64_t kFrameIntervalNs = 33000000; // when the log shows no two neighbours
 
-
 Json metadataOf(const FrameStates &states)
 {
     Json meta = Json::object();
@@ -80,7 +79,8 @@ size_t requestsToRebuild(const StepOutcome &step)
         return step.requested;
     if (!step.csbegin || !step.anchorOffset)
         return 1;
-    return static_cast<size_t>(std::max<int64_t>(1, *step.anchorOffset + 1 + static_cast<int64_t>(step.consumer.size())));
+    return static_cast<size_t>(
+        std::max<int64_t>(1, *step.anchorOffset + 1 + static_cast<int64_t>(step.consumer.size())));
 }
 
 nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step)
@@ -169,7 +169,8 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
         records[std::to_string(frame)] = record;
     }
     if (!estimated.empty())
-        filled.push_back("shutter times of frames " + frameText(estimated) + " are not in the log: they follow "
+        filled.push_back("shutter times of frames " + frameText(estimated) +
+                         " are not in the log: they follow "
                          "the logged frame interval");
     filled.push_back("frames the plug-in never judged carry no metadata; no frame counts as used");
 

@@ -66,7 +66,8 @@ bool looksLikeTrace(std::string_view head)
     ::perfetto::protos::TracePacket packet;
     // A packet whole in the head must parse; one the head cuts is judged by
     // the fields it holds before the cut.
-    if (packetBytes.size() == *length && !packet.ParseFromArray(packetBytes.data(), static_cast<int>(packetBytes.size())))
+    if (packetBytes.size() == *length &&
+        !packet.ParseFromArray(packetBytes.data(), static_cast<int>(packetBytes.size())))
         return false;
     if (packetBytes.size() < *length)
         packet.ParsePartialFromArray(packetBytes.data(), static_cast<int>(packetBytes.size()));
@@ -100,7 +101,8 @@ void forEachPacket(const TraceBytes &read, const std::string &what,
                 break;
             if (shift >= 63)
                 throw outcome::Error(what + ": damaged Perfetto trace: the length of packet " +
-                                     std::to_string(count + 1) + " (byte " + std::to_string(start) + ") is not a number");
+                                     std::to_string(count + 1) + " (byte " + std::to_string(start) +
+                                     ") is not a number");
         }
         if (length > kLargestPacket)
             throw outcome::Error(what + ": damaged Perfetto trace: packet " + std::to_string(count + 1) + " (byte " +
@@ -122,7 +124,7 @@ void writePacket(std::ostream &out, const ::perfetto::protos::TracePacket &packe
 {
     const std::string bytes = packet.SerializeAsString();
     std::string frame(1, static_cast<char>(kPacketTag));
-    for (uint64_t length = bytes.size(); ; length >>= 7) {
+    for (uint64_t length = bytes.size();; length >>= 7) {
         if (length < 0x80) {
             frame += static_cast<char>(length);
             break;

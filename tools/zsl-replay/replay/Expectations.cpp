@@ -145,9 +145,9 @@ void writeExpectations(const std::string &path, const SessionOutcome &outcome)
             if (__builtin_sub_overflow(*step.zsdTs, step.captureNs, &relative) || relative > 9e18 || relative < -9e18)
                 expect["zsdTs"] = *step.zsdTs;
             else
-                expect["zsdTs"] = (relative < 0 ? "" : "+") + (relative % 1000000 == 0
-                                                                   ? std::to_string(relative / 1000000) + "ms"
-                                                                   : std::to_string(relative) + "ns");
+                expect["zsdTs"] =
+                    (relative < 0 ? "" : "+") + (relative % 1000000 == 0 ? std::to_string(relative / 1000000) + "ms"
+                                                                         : std::to_string(relative) + "ns");
             expect["anchor"] = step.anchorFrame ? ordered(*step.anchorFrame) : ordered();
         }
         if (step.selectRan) {

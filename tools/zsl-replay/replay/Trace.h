@@ -69,7 +69,7 @@ struct ExpectedCheck {
 struct ExpectSpec {
     std::optional<bool> needed;
     std::optional<TimeValue> zsdTs;
-    std::optional<std::optional<uint32_t>> anchor; // the anchor frame, or none found
+    std::optional<std::optional<uint32_t>> anchor;                      // the anchor frame, or none found
     std::optional<std::map<uint32_t, std::vector<uint32_t>>> selection; // by queue id
     std::optional<std::vector<uint32_t>> taken;
     std::optional<std::map<uint32_t, ExpectedCheck>> checks; // every checked frame
@@ -96,9 +96,9 @@ struct TraceSpec {
     std::string name;
     std::string description;
     std::vector<std::pair<std::string, std::string>> properties;
-    uint32_t logLevel = 7;     // Android log quiet
-    uint32_t logGroup = 0x40;  // the selector's group on
-    uint32_t debugMask = 1;    // system log on: the report reads it
+    uint32_t logLevel = 7;    // Android log quiet
+    uint32_t logGroup = 0x40; // the selector's group on
+    uint32_t debugMask = 1;   // system log on: the report reads it
     std::map<uint32_t, MetaSpec> staticMetadata;
     std::vector<QueueSpec> queues;
     std::vector<StepSpec> steps;

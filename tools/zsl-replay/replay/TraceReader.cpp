@@ -36,9 +36,8 @@ namespace {
 using nlohmann::json;
 
 const std::map<std::string, uint8_t> kTypeNames = {
-    {"byte", KoMetadata::TYPE_BYTE},     {"int32", KoMetadata::TYPE_INT32},
-    {"float", KoMetadata::TYPE_FLOAT},   {"int64", KoMetadata::TYPE_INT64},
-    {"double", KoMetadata::TYPE_DOUBLE}, {"rational", KoMetadata::TYPE_RATIONAL},
+    {"byte", KoMetadata::TYPE_BYTE},   {"int32", KoMetadata::TYPE_INT32},   {"float", KoMetadata::TYPE_FLOAT},
+    {"int64", KoMetadata::TYPE_INT64}, {"double", KoMetadata::TYPE_DOUBLE}, {"rational", KoMetadata::TYPE_RATIONAL},
 };
 
 std::string typeName(uint8_t type)
@@ -53,9 +52,8 @@ std::string typeName(uint8_t type)
 // overflows the stack on long input.
 bool allOf(const std::string &text, size_t from, int (*isClass)(int))
 {
-    return from < text.size() &&
-           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
-                       [isClass](char c) { return isClass(static_cast<unsigned char>(c)) != 0; });
+    return from < text.size() && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
+                                             [isClass](char c) { return isClass(static_cast<unsigned char>(c)) != 0; });
 }
 
 // "0x" and 1 to maxDigits hex digits.
@@ -282,14 +280,14 @@ public:
             std::string name = string(value["type"], at(place, "type"));
             auto type = kTypeNames.find(name);
             if (type == kTypeNames.end())
-                fail(at(place, "type"), "unknown type \"" + name +
-                                            "\" (expected byte, int32, float, int64, double or rational)");
+                fail(at(place, "type"),
+                     "unknown type \"" + name + "\" (expected byte, int32, float, int64, double or rational)");
             given = type->second;
             values = &value["values"];
         }
         if (info && given && *given != info->type)
-            fail(at(place, "type"), "wrong value type: " + std::string(info->name) + " holds " +
-                                        typeName(info->type) + ", not " + typeName(*given));
+            fail(at(place, "type"), "wrong value type: " + std::string(info->name) + " holds " + typeName(info->type) +
+                                        ", not " + typeName(*given));
         if (!info && !given)
             fail(place, "a tag outside the tag tables needs its type: {\"type\": ..., \"values\": [...]}");
         entry.type = info ? info->type : *given;
@@ -309,9 +307,9 @@ public:
                 entry.integers.push_back({false, enumOrByte(*item, itemPlace, entry.tag, tagText)});
                 break;
             case KoMetadata::TYPE_INT32:
-                entry.integers.push_back({false, integer(*item, itemPlace, std::numeric_limits<int32_t>::min(),
-                                                         std::numeric_limits<uint32_t>::max(),
-                                                         "a 32-bit integer of " + tagText)});
+                entry.integers.push_back(
+                    {false, integer(*item, itemPlace, std::numeric_limits<int32_t>::min(),
+                                    std::numeric_limits<uint32_t>::max(), "a 32-bit integer of " + tagText)});
                 break;
             case KoMetadata::TYPE_INT64:
                 entry.integers.push_back(time(*item, itemPlace));
@@ -325,9 +323,10 @@ public:
             case KoMetadata::TYPE_RATIONAL:
                 if (!item->is_array() || item->size() != 2)
                     fail(itemPlace, "wrong value type: expected [numerator, denominator] for " + tagText);
-                entry.rationals.push_back(
-                    {static_cast<int32_t>(integer((*item)[0], at(itemPlace, size_t{0}), INT32_MIN, INT32_MAX, "a numerator")),
-                     static_cast<int32_t>(integer((*item)[1], at(itemPlace, size_t{1}), INT32_MIN, INT32_MAX, "a denominator"))});
+                entry.rationals.push_back({static_cast<int32_t>(integer((*item)[0], at(itemPlace, size_t{0}), INT32_MIN,
+                                                                        INT32_MAX, "a numerator")),
+                                           static_cast<int32_t>(integer((*item)[1], at(itemPlace, size_t{1}), INT32_MIN,
+                                                                        INT32_MAX, "a denominator"))});
                 break;
             default:
                 fail(place, "unsupported type");
@@ -374,8 +373,8 @@ public:
         QueueSpec input;
         input.id = u32(value["id"], at(place, "id"), "a queue id");
         input.type = queueType(value["type"], at(place, "type"));
-        input.name = value.contains("name") ? string(value["name"], at(place, "name"))
-                                           : "queue" + std::to_string(input.id);
+        input.name =
+            value.contains("name") ? string(value["name"], at(place, "name")) : "queue" + std::to_string(input.id);
         if (value.contains("consumer"))
             input.consumer = frameList(value["consumer"], at(place, "consumer"));
         if (value.contains("producer"))
@@ -392,7 +391,9 @@ public:
                     std::vector<uint8_t>().swap(cbor);
                 }
             for (auto it = frames.begin(); it != frames.end(); ++it) {
-                part([&] { input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key()))); });
+                part([&] {
+                    input.frames.push_back(frame(input.type, it.key(), it.value(), at(framesPlace, it.key())));
+                });
                 it.value() = nullptr;
             }
         }
@@ -414,8 +415,8 @@ public:
         return input;
     }
 
-    uint32_t keyNumber(const std::string &key, const std::string &place, const std::string &what,
-                       int64_t low = 0, int64_t high = std::numeric_limits<uint32_t>::max()) const
+    uint32_t keyNumber(const std::string &key, const std::string &place, const std::string &what, int64_t low = 0,
+                       int64_t high = std::numeric_limits<uint32_t>::max()) const
     {
         // No leading zeros: "0044" would name frame 44 a second time.
         const size_t digits = key.rfind('-', 0) == 0 ? 1 : 0;
@@ -424,8 +425,8 @@ public:
         errno = 0;
         long long v = std::strtoll(key.c_str(), nullptr, 10);
         if (errno == ERANGE || v < low || v > high)
-            fail(place, "out of range: expected " + what + " from " + std::to_string(low) + " to " +
-                            std::to_string(high));
+            fail(place,
+                 "out of range: expected " + what + " from " + std::to_string(low) + " to " + std::to_string(high));
         return static_cast<uint32_t>(v);
     }
 
@@ -481,8 +482,9 @@ public:
         if (value.contains("zsdTs"))
             input.zsdTs = time(value["zsdTs"], at(place, "zsdTs"));
         if (value.contains("anchor"))
-            input.anchor = value["anchor"].is_null() ? std::optional<uint32_t>()
-                                                     : u32(value["anchor"], at(place, "anchor"), "a frame number or null");
+            input.anchor = value["anchor"].is_null()
+                               ? std::optional<uint32_t>()
+                               : u32(value["anchor"], at(place, "anchor"), "a frame number or null");
         if (value.contains("needed"))
             input.needed = boolean(value["needed"], at(place, "needed"));
         if (value.contains("selection")) {
@@ -519,15 +521,14 @@ public:
     {
         object(value, place);
         if (value.size() != 1)
-            fail(place, "expected one step: {\"capture\": ...}, {\"select\": ...}, {\"check\": ...} or {\"needed\": ...}");
+            fail(place,
+                 "expected one step: {\"capture\": ...}, {\"select\": ...}, {\"check\": ...} or {\"needed\": ...}");
         const std::string kind = value.begin().key();
         const json &body = value.begin().value();
         const std::string bodyPlace = at(place, kind);
         StepSpec input;
         if (kind == "capture" || kind == "select" || kind == "needed") {
-            input.kind = kind == "capture" ? StepKind::Capture
-                        : kind == "select" ? StepKind::Select
-                                           : StepKind::Needed;
+            input.kind = kind == "capture" ? StepKind::Capture : kind == "select" ? StepKind::Select : StepKind::Needed;
             keys(body, bodyPlace, {"label", "fwkFrame", "used", "requests", "logicalId", "at", "expect"}, {"requests"});
             if (body.contains("used"))
                 input.used = frameList(body["used"], at(bodyPlace, "used"));
@@ -578,20 +579,21 @@ public:
             static const std::set<std::string> kRead = {
                 "persist.vendor.kohal.selector.pending.mask", "ro.vendor.camera3.zsl.default",
                 "ro.vendor.camera3.zsl.project", "vendor.debug.camera3.zsl.timestamp"};
-            for (auto it = properties.begin(); it != properties.end(); ++it) part([&] {
-                const json &v = it.value();
-                std::string place = at("/properties", it.key());
-                if (!kRead.count(it.key()))
-                    fail(place, "unknown property \"" + it.key() + "\": the selector reads only " +
-                                    "persist.vendor.kohal.selector.pending.mask, ro.vendor.camera3.zsl.default, " +
-                                    "ro.vendor.camera3.zsl.project and vendor.debug.camera3.zsl.timestamp");
-                if (v.is_string())
-                    input.properties.emplace_back(it.key(), v.get<std::string>());
-                else if (v.is_number_integer() || v.is_boolean())
-                    input.properties.emplace_back(it.key(), v.dump());
-                else
-                    fail(place, "expected a property value: a string, an integer or a boolean");
-            });
+            for (auto it = properties.begin(); it != properties.end(); ++it)
+                part([&] {
+                    const json &v = it.value();
+                    std::string place = at("/properties", it.key());
+                    if (!kRead.count(it.key()))
+                        fail(place, "unknown property \"" + it.key() + "\": the selector reads only " +
+                                        "persist.vendor.kohal.selector.pending.mask, ro.vendor.camera3.zsl.default, " +
+                                        "ro.vendor.camera3.zsl.project and vendor.debug.camera3.zsl.timestamp");
+                    if (v.is_string())
+                        input.properties.emplace_back(it.key(), v.get<std::string>());
+                    else if (v.is_number_integer() || v.is_boolean())
+                        input.properties.emplace_back(it.key(), v.dump());
+                    else
+                        fail(place, "expected a property value: a string, an integer or a boolean");
+                });
         }
         if (root.contains("log")) {
             const json &log = root["log"];
@@ -605,10 +607,12 @@ public:
         }
         if (root.contains("staticMetadata")) {
             const json &cameras = object(root["staticMetadata"], "/staticMetadata");
-            for (auto it = cameras.begin(); it != cameras.end(); ++it) part([&] {
-                std::string place = at("/staticMetadata", it.key());
-                input.staticMetadata[keyNumber(it.key(), place, "a logical camera id")] = metadata(it.value(), place);
-            });
+            for (auto it = cameras.begin(); it != cameras.end(); ++it)
+                part([&] {
+                    std::string place = at("/staticMetadata", it.key());
+                    input.staticMetadata[keyNumber(it.key(), place, "a logical camera id")] =
+                        metadata(it.value(), place);
+                });
         }
         part([&] {
             json &queues = root["queues"];
@@ -739,8 +743,8 @@ TraceSpec parseTrace(const std::string &text, const std::string &file)
         case json::parse_event_t::object_end: {
             // A frame: /queues/<index>/frames/<key>, an object.
             const bool frame = event == json::parse_event_t::object_end && open.size() == 5 && !open[0].array &&
-                               open[0].key == "queues" && open[1].array && !open[2].array &&
-                               open[2].key == "frames" && !open[3].array;
+                               open[0].key == "queues" && open[1].array && !open[2].array && open[2].key == "frames" &&
+                               !open[3].array;
             if (frame)
                 frames[open[1].count].emplace_back(open[3].key, json::to_cbor(parsed));
             open.pop_back();
@@ -758,7 +762,8 @@ TraceSpec parseTrace(const std::string &text, const std::string &file)
         // nlohmann names the byte; an editor wants the line and column.
         const size_t at = std::min<size_t>(error.byte > 0 ? error.byte - 1 : 0, text.size());
         const size_t lineStart = text.rfind('\n', at == 0 ? 0 : at - 1);
-        const size_t line = 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+        const size_t line =
+            1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
         const size_t column = lineStart == std::string::npos || at == 0 ? at + 1 : at - lineStart;
         std::string what = error.what();
         auto colon = what.find("syntax error");

@@ -24,8 +24,8 @@ std::vector<std::optional<double>> Side::takenLagsMs() const
         auto shutter = step.shutterNs.find(frame);
         lags.push_back(shutter == step.shutterNs.end()
                            ? std::nullopt
-                           : std::optional<double>((static_cast<double>(step.captureNs) -
-                                                    static_cast<double>(shutter->second)) / 1e6));
+                           : std::optional<double>(
+                                 (static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6));
     }
     return lags;
 }

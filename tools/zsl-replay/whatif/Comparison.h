@@ -25,7 +25,7 @@ namespace zsl::whatif {
 // A fact a side does not state: why, and what is known of it.
 struct Unknown {
     std::string reason;
-    std::string bound;                 // in words, "" when nothing is known
+    std::string bound;                  // in words, "" when nothing is known
     nlohmann::json boundJson = nullptr; // the same for machines
 };
 
@@ -73,8 +73,8 @@ size_t anchorPosition(const outcome::StepOutcome &step);
 enum class AnchorMove { Same, Earlier, Later, Unknown };
 
 struct Comparison {
-    std::string input;   // the trace or log read
-    std::string device;  // a bug report's build fingerprint
+    std::string input;  // the trace or log read
+    std::string device; // a bug report's build fingerprint
     bool fromLog = false;
     Side before, after;
 

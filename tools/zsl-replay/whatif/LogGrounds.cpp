@@ -19,9 +19,8 @@ namespace {
 
 bool warned(const StepOutcome &step, uint32_t frame, StepWarning::Kind kind)
 {
-    return std::any_of(step.warnings.begin(), step.warnings.end(), [&](const StepWarning &warning) {
-        return warning.frame == frame && warning.kind == kind;
-    });
+    return std::any_of(step.warnings.begin(), step.warnings.end(),
+                       [&](const StepWarning &warning) { return warning.frame == frame && warning.kind == kind; });
 }
 
 } // namespace

@@ -28,11 +28,11 @@ struct LogGrounds {
 
     // Why the capture's selection cannot be followed at all ("" if it can).
     std::string unusable;
-    bool noMetaQueue = false;          // the selector found no metadata queue: no property matters
-    size_t consumerKnown = 0;          // consumer frames [0, consumerKnown): record and shutter time known
-    std::optional<size_t> producerKnown; // producer frames [0, value) known; none: the list is not in the log
-    std::optional<size_t> requested;   // the frames the capture wants, when the log tells
-    size_t requestedAtLeast = 1;       // ... else at least this many
+    bool noMetaQueue = false;              // the selector found no metadata queue: no property matters
+    size_t consumerKnown = 0;              // consumer frames [0, consumerKnown): record and shutter time known
+    std::optional<size_t> producerKnown;   // producer frames [0, value) known; none: the list is not in the log
+    std::optional<size_t> requested;       // the frames the capture wants, when the log tells
+    size_t requestedAtLeast = 1;           // ... else at least this many
     std::optional<uint32_t> aboveLastUsed; // a frame known to be above the last used frame number
     std::optional<int64_t> curTime;
 

@@ -87,8 +87,7 @@ void leaveScanOpen(Side &side, const std::string &reason, const std::string &bou
 
 // Why the scan at this setting examined a frame the log does not show, and
 // the least list position the anchor may then take; "" when it did not.
-std::string scanOpen(const StepOutcome &replayed, const LogGrounds &grounds, const SideSetting &setting,
-                     size_t &from)
+std::string scanOpen(const StepOutcome &replayed, const LogGrounds &grounds, const SideSetting &setting, size_t &from)
 {
     const size_t n = replayed.consumer.size();
     const bool anchored = replayed.anchorFrame.has_value();
@@ -153,8 +152,7 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
                                          "followed it is not known");
     else if (!grounds.requested)
         side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants",
-                       "at least " + std::to_string(grounds.requestedAtLeast),
-                       {{"atLeast", grounds.requestedAtLeast}});
+                       "at least " + std::to_string(grounds.requestedAtLeast), {{"atLeast", grounds.requestedAtLeast}});
 
     if (!grounds.unusable.empty()) {
         side.leaveOpen(fact::kZsdTs, "the capture cannot be followed: " + grounds.unusable);
@@ -175,8 +173,8 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
         const uint32_t first = from < step.consumer.size() ? step.consumer[from]
                                : from < listed             ? step.producer[from - step.consumer.size()]
                                                            : 0;
-        const std::string bound = from < listed ? "frame " + std::to_string(first) + " or a later one, or none"
-                                                : "a producer frame, or none";
+        const std::string bound =
+            from < listed ? "frame " + std::to_string(first) + " or a later one, or none" : "a producer frame, or none";
         leaveScanOpen(side, open, bound, {{"atOrAfter", from < listed ? nlohmann::json(first) : nlohmann::json()}});
         side.anchorFrom = from;
         return side;
@@ -202,7 +200,8 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     if (grounds.requested)
         counts.push_back(static_cast<int64_t>(*grounds.requested));
     else // past this many, the begin is 0 and the producer part starts at 0
-        for (size_t r = grounds.requestedAtLeast; r <= grounds.requestedAtLeast + step.consumer.size() + step.producer.size() + 1; ++r)
+        for (size_t r = grounds.requestedAtLeast;
+             r <= grounds.requestedAtLeast + step.consumer.size() + step.producer.size() + 1; ++r)
             counts.push_back(static_cast<int64_t>(r));
     std::vector<int64_t> lastUsed{-1};
     std::set<uint32_t> listed(step.consumer.begin(), step.consumer.end());
@@ -233,7 +232,8 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
             for (int64_t used : lastUsed)
                 for (bool pending : pendings) {
                     World world = follow(replayed, requested, used, pending, [&](uint32_t frame) {
-                        return std::find(step.consumer.begin(), step.consumer.end(), frame) - step.consumer.begin() >= at;
+                        return std::find(step.consumer.begin(), step.consumer.end(), frame) - step.consumer.begin() >=
+                               at;
                     });
                     world.taken = taken(world.selected, world.requested, grounds);
                     // Producer frames not in the log would follow: they matter if more are wanted.
@@ -273,9 +273,9 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     if (producerOpen)
         open.push_back("the producer list is not in the log, and its frames follow the selection");
     if (lastUsed.size() > 1)
-        open.push_back("the last used frame number is not in the log" +
-                       (grounds.aboveLastUsed ? " (it is below " + std::to_string(*grounds.aboveLastUsed) + ")"
-                                              : std::string()));
+        open.push_back(
+            "the last used frame number is not in the log" +
+            (grounds.aboveLastUsed ? " (it is below " + std::to_string(*grounds.aboveLastUsed) + ")" : std::string()));
     std::string because;
     for (const std::string &part : open)
         because += (because.empty() ? "" : "; ") + part;

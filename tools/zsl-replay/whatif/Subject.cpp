@@ -81,7 +81,8 @@ std::vector<Comparison> Subject::compare(const Changes &changes) const
     }
     const SelectorConfig afterConfig = statedConfig(after, mTrace.file);
     // Before: the log's own configuration, whose window its zsdTs shows.
-    const SideSetting was{windowOf(mConfig), mLoggedConfig ? std::optional<bool>(mLoggedConfig->pending) : std::nullopt};
+    const SideSetting was{windowOf(mConfig),
+                          mLoggedConfig ? std::optional<bool>(mLoggedConfig->pending) : std::nullopt};
     const SideSetting now{changes.windowMs(mLoggedConfig), changes.pending(mLoggedConfig)};
     comparisons.push_back({mTrace.file, mDevice, true,
                            logSide(mLogged, *mGrounds, mBefore.steps.front(), was, mConfig.pending),

@@ -34,10 +34,12 @@ public:
 
 private:
     Subject(const replay::Replayer &replayer, replay::TraceSpec trace, outcome::SessionOutcome before)
-        : mReplayer(&replayer), mTrace(std::move(trace)), mBefore(std::move(before)) {}
+        : mReplayer(&replayer), mTrace(std::move(trace)), mBefore(std::move(before))
+    {
+    }
 
     const replay::Replayer *mReplayer;
-    replay::TraceSpec mTrace;       // as given, or rebuilt from the log
+    replay::TraceSpec mTrace;        // as given, or rebuilt from the log
     outcome::SessionOutcome mBefore; // its plain replay
     outcome::SelectorConfig mConfig; // as the plug-in stated it in that replay
     // Read from a log:

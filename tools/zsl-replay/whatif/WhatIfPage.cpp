@@ -72,8 +72,8 @@ std::string frameChecks(const ComparisonView &view)
     }
     if (before == after)
         return "<td>" + escape(before.empty() ? "-" : before) + "</td>";
-    return "<td class=\"differs\">before: " + escape(before.empty() ? "-" : before) + "<br>after: " +
-           escape(after.empty() ? "-" : after) + "</td>";
+    return "<td class=\"differs\">before: " + escape(before.empty() ? "-" : before) +
+           "<br>after: " + escape(after.empty() ? "-" : after) + "</td>";
 }
 
 } // namespace
@@ -90,9 +90,10 @@ std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &sum
     std::ostringstream text;
     summary.writeText(text, change);
     std::ostringstream page;
-    page << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>What if "
-         << escape(change) << "</title>\n<style>\n" << kStyle << "</style>\n</head>\n<body>\n<h1>What if "
-         << escape(change) << "</h1>\n<p class=\"inputs\">" << (mInputs.size() == 1 ? "Input: " : "Inputs: ");
+    page << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>What if " << escape(change)
+         << "</title>\n<style>\n"
+         << kStyle << "</style>\n</head>\n<body>\n<h1>What if " << escape(change) << "</h1>\n<p class=\"inputs\">"
+         << (mInputs.size() == 1 ? "Input: " : "Inputs: ");
     for (size_t i = 0; i < mInputs.size(); ++i)
         page << (i ? "; " : "") << escape(mInputs[i].first)
              << (mInputs[i].second.empty() ? "" : " (bug report of " + escape(mInputs[i].second) + ")");

@@ -26,10 +26,14 @@ std::string relativeMs(int64_t ns, int64_t captureNs)
 std::string factWords(const std::string &fact)
 {
     static const std::pair<const char *, const char *> kWords[] = {
-        {fact::kZsdTs, "the window's start"},   {fact::kAnchor, "the anchor"},
-        {fact::kAnchorOffset, "the anchor's offset"}, {fact::kBegin, "where the selection begins"},
-        {fact::kSelected, "the frames selected"}, {fact::kSelection, "the selection per queue"},
-        {fact::kProducer, "the producer list"},  {fact::kRequested, "how many frames the capture wants"},
+        {fact::kZsdTs, "the window's start"},
+        {fact::kAnchor, "the anchor"},
+        {fact::kAnchorOffset, "the anchor's offset"},
+        {fact::kBegin, "where the selection begins"},
+        {fact::kSelected, "the frames selected"},
+        {fact::kSelection, "the selection per queue"},
+        {fact::kProducer, "the producer list"},
+        {fact::kRequested, "how many frames the capture wants"},
         {fact::kTaken, "the frames taken"}};
     for (const auto &[key, words] : kWords)
         if (fact == key)
@@ -74,7 +78,8 @@ std::string takenText(const Side &side)
 std::string verdictText(const Side &side, uint32_t frame)
 {
     const auto &checks = side.step.checks;
-    auto check = std::find_if(checks.begin(), checks.end(), [frame](const CheckOutcome &c) { return c.frame == frame; });
+    auto check =
+        std::find_if(checks.begin(), checks.end(), [frame](const CheckOutcome &c) { return c.frame == frame; });
     if (check == checks.end())
         return "-";
     if (!check->unknown.empty())
@@ -85,10 +90,14 @@ std::string verdictText(const Side &side, uint32_t frame)
 const char *moveText(AnchorMove move)
 {
     switch (move) {
-    case AnchorMove::Same: return "same";
-    case AnchorMove::Earlier: return "earlier";
-    case AnchorMove::Later: return "later";
-    case AnchorMove::Unknown: break;
+    case AnchorMove::Same:
+        return "same";
+    case AnchorMove::Earlier:
+        return "earlier";
+    case AnchorMove::Later:
+        return "later";
+    case AnchorMove::Unknown:
+        break;
     }
     return nullptr;
 }
@@ -151,8 +160,8 @@ ComparisonView comparisonView(const Comparison &comparison)
         row("anchor", anchorText(before), anchorText(after));
         auto begin = [](const Side &side) {
             return !side.states(fact::kBegin) ? openText(side, fact::kBegin)
-                   : side.step.csbegin         ? std::to_string(*side.step.csbegin)
-                                               : std::string("-");
+                   : side.step.csbegin        ? std::to_string(*side.step.csbegin)
+                                              : std::string("-");
         };
         row("begin", begin(before), begin(after));
         auto selected = [](const Side &side) {
@@ -175,7 +184,9 @@ ComparisonView comparisonView(const Comparison &comparison)
         row("taken", takenText(before), takenText(after));
     const std::optional<bool> changed = comparison.changed();
     const char *move = moveText(comparison.anchorMove());
-    view.verdict = std::string(!changed ? "change not known" : *changed ? "changed" : "unchanged") +
+    view.verdict = std::string(!changed   ? "change not known"
+                               : *changed ? "changed"
+                                          : "unchanged") +
                    (move && std::string(move) != "same" ? std::string(", anchor ") + move : "");
     // Facts not known for one reason are named together.
     for (const auto *side : {&before, &after}) {
@@ -187,9 +198,8 @@ ComparisonView comparisonView(const Comparison &comparison)
             auto same = std::find_if(view.notKnown.begin() + static_cast<std::ptrdiff_t>(first), view.notKnown.end(),
                                      [&reason](const auto &entry) { return entry.second == reason; });
             if (same == view.notKnown.end())
-                view.notKnown.emplace_back(std::string(side == &before ? "before" : "after") + ", not known: " +
-                                               factWords(fact),
-                                           reason);
+                view.notKnown.emplace_back(
+                    std::string(side == &before ? "before" : "after") + ", not known: " + factWords(fact), reason);
             else
                 same->first += ", " + factWords(fact);
         }
@@ -205,9 +215,8 @@ void writeComparisonText(std::ostream &out, const Comparison &comparison)
         char head[32];
         std::snprintf(head, sizeof(head), "   %-14s", what.c_str());
         // A long "before" puts "after" under it, in its column.
-        out << head << was
-            << (was.size() < 36 ? std::string(36 - was.size(), ' ') : "\n" + std::string(17 + 36, ' ')) << now
-            << "\n";
+        out << head << was << (was.size() < 36 ? std::string(36 - was.size(), ' ') : "\n" + std::string(17 + 36, ' '))
+            << now << "\n";
     };
     row("", "before", "after");
     for (const auto &[what, was, now] : view.rows)
@@ -252,12 +261,13 @@ nlohmann::ordered_json comparisonRow(const Comparison &comparison)
                                        std::pair<const char *, const Side *>{"after_", &comparison.after}}) {
         const std::string p = prefix;
         const StepOutcome &s = side->step;
-        row[p + "zsd_ts_ms"] = side->states(fact::kZsdTs) && s.zsdTs
-                                   ? nlohmann::ordered_json(std::round((static_cast<double>(*s.zsdTs) -
-                                                                        static_cast<double>(s.captureNs)) / 1e3) / 1e3)
-                                   : nullptr;
-        row[p + "anchor_frame"] = side->states(fact::kAnchor) && s.anchorFrame ? nlohmann::ordered_json(*s.anchorFrame)
-                                                                               : nullptr;
+        row[p + "zsd_ts_ms"] =
+            side->states(fact::kZsdTs) && s.zsdTs
+                ? nlohmann::ordered_json(
+                      std::round((static_cast<double>(*s.zsdTs) - static_cast<double>(s.captureNs)) / 1e3) / 1e3)
+                : nullptr;
+        row[p + "anchor_frame"] =
+            side->states(fact::kAnchor) && s.anchorFrame ? nlohmann::ordered_json(*s.anchorFrame) : nullptr;
         row[p + "csbegin"] = side->states(fact::kBegin) && s.csbegin ? nlohmann::ordered_json(*s.csbegin) : nullptr;
         row[p + "selected"] = framesOrEmpty(*side, fact::kSelected, s.selectedFrames);
         row[p + "taken"] = framesOrEmpty(*side, fact::kTaken, s.taken);

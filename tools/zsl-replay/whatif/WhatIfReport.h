@@ -29,8 +29,8 @@ constexpr char kWhatIfTableSchema[] = "zsl-whatif-table/1";
 // those of one reason named together.
 struct ComparisonView {
     std::string title;
-    std::vector<std::array<std::string, 3>> rows; // what, before, after
-    std::string verdict;                          // "changed, anchor earlier"
+    std::vector<std::array<std::string, 3>> rows;              // what, before, after
+    std::string verdict;                                       // "changed, anchor earlier"
     std::vector<std::pair<std::string, std::string>> notKnown; // "after, not known: facts", why
 };
 ComparisonView comparisonView(const Comparison &comparison);

@@ -23,10 +23,18 @@ void WhatIfSummary::add(const Comparison &comparison)
     const std::optional<bool> changed = comparison.changed();
     ++(!changed ? mChangeUnknown : *changed ? mChanged : mUnchanged);
     switch (comparison.anchorMove()) {
-    case AnchorMove::Same: ++mSame; break;
-    case AnchorMove::Earlier: ++mEarlier; break;
-    case AnchorMove::Later: ++mLater; break;
-    case AnchorMove::Unknown: ++mMoveUnknown; break;
+    case AnchorMove::Same:
+        ++mSame;
+        break;
+    case AnchorMove::Earlier:
+        ++mEarlier;
+        break;
+    case AnchorMove::Later:
+        ++mLater;
+        break;
+    case AnchorMove::Unknown:
+        ++mMoveUnknown;
+        break;
     }
     const Side *sides[2] = {&comparison.before, &comparison.after};
     Seen &seen = mSeen.emplace_back();
@@ -150,7 +158,8 @@ void WhatIfSummary::writeText(std::ostream &out, const std::string &change) cons
     else
         out << "none known" << notKnown(mLagUnknownAfter);
     if (mTakenUnknownAfter)
-        out << "; frames taken not known in " << mTakenUnknownAfter << " capture" << (mTakenUnknownAfter == 1 ? "" : "s");
+        out << "; frames taken not known in " << mTakenUnknownAfter << " capture"
+            << (mTakenUnknownAfter == 1 ? "" : "s");
     out << "\n";
     // Like with like: the captures known on both sides.
     const std::vector<bool> inFullBoth = inFullBothSides(), lagsBoth = lagsBothSides();
@@ -158,8 +167,8 @@ void WhatIfSummary::writeText(std::ostream &out, const std::string &change) cons
     for (size_t i = 0; i < mSeen.size(); ++i)
         inFullBefore += inFullBoth[i] && mSeen[i].inFull[0].value_or(false) ? 1 : 0;
     out << "   on the " << counted(inFullBoth) << (counted(inFullBoth) == 1 ? " capture" : " captures")
-        << " whose taken in full is known on both sides: before "
-        << inFullBefore << ", after " << inFullAfterAmong(inFullBoth) << "\n";
+        << " whose taken in full is known on both sides: before " << inFullBefore << ", after "
+        << inFullAfterAmong(inFullBoth) << "\n";
     out << "   on the " << counted(lagsBoth) << (counted(lagsBoth) == 1 ? " capture" : " captures")
         << " whose frames' lags are known on both sides: ";
     if (const auto before = lagMsAmong(lagsBoth, 0, 50), after = lagMsAmong(lagsBoth, 1, 50); before && after)
@@ -182,9 +191,12 @@ nlohmann::ordered_json WhatIfSummary::toJson() const
             {"selections", mSelections},
             {"takenInFull", {{"before", mInFull[0]}, {"after", mInFull[1]}}},
             {"takenInFullUnknown", {{"before", mInFullUnknown[0]}, {"after", mInFullUnknown[1]}}},
-            {"lagAfterMs", {{"median", orNull(lagAfterMs(50))}, {"p90", orNull(lagAfterMs(90))},
-                            {"known", mLagsAfter.size()}, {"unknown", mLagUnknownAfter},
-                            {"capturesTakenUnknown", mTakenUnknownAfter}}},
+            {"lagAfterMs",
+             {{"median", orNull(lagAfterMs(50))},
+              {"p90", orNull(lagAfterMs(90))},
+              {"known", mLagsAfter.size()},
+              {"unknown", mLagUnknownAfter},
+              {"capturesTakenUnknown", mTakenUnknownAfter}}},
             {"unknownFacts", mUnknownFacts},
             {"bothSides", bothSidesJson()}};
 }
@@ -196,13 +208,14 @@ nlohmann::ordered_json WhatIfSummary::bothSidesJson() const
     size_t inFullBefore = 0;
     for (size_t i = 0; i < mSeen.size(); ++i)
         inFullBefore += inFullBoth[i] && mSeen[i].inFull[0].value_or(false) ? 1 : 0;
-    return {{"takenInFull", {{"captures", counted(inFullBoth)}, {"before", inFullBefore},
-                             {"after", inFullAfterAmong(inFullBoth)}}},
-            {"lagMs", {{"captures", counted(lagsBoth)},
-                       {"medianBefore", orNull(lagMsAmong(lagsBoth, 0, 50))},
-                       {"medianAfter", orNull(lagMsAmong(lagsBoth, 1, 50))},
-                       {"p90Before", orNull(lagMsAmong(lagsBoth, 0, 90))},
-                       {"p90After", orNull(lagMsAmong(lagsBoth, 1, 90))}}}};
+    return {{"takenInFull",
+             {{"captures", counted(inFullBoth)}, {"before", inFullBefore}, {"after", inFullAfterAmong(inFullBoth)}}},
+            {"lagMs",
+             {{"captures", counted(lagsBoth)},
+              {"medianBefore", orNull(lagMsAmong(lagsBoth, 0, 50))},
+              {"medianAfter", orNull(lagMsAmong(lagsBoth, 1, 50))},
+              {"p90Before", orNull(lagMsAmong(lagsBoth, 0, 90))},
+              {"p90After", orNull(lagMsAmong(lagsBoth, 1, 90))}}}};
 }
 
 void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows)
@@ -216,10 +229,11 @@ void writeSweepText(std::ostream &out, const std::string &name, const std::vecto
     for (const SweepRow &row : rows) {
         const WhatIfSummary &s = row.summary;
         const auto median = s.lagMsAmong(lagsEvery, 1, 50), p90 = s.lagMsAmong(lagsEvery, 1, 90);
-        const std::string inFull = std::to_string(s.inFullAfterAmong(inFullEvery)) + "/" + std::to_string(counted(inFullEvery));
-        std::snprintf(line, sizeof(line), "%-22lld %8zu %8zu %14s %14s %14s %8zu\n",
-                      static_cast<long long>(row.value), s.changed(), s.anchorsMoved(), inFull.c_str(),
-                      median ? fixed(*median, 3).c_str() : "-", p90 ? fixed(*p90, 3).c_str() : "-", s.unknownFacts());
+        const std::string inFull =
+            std::to_string(s.inFullAfterAmong(inFullEvery)) + "/" + std::to_string(counted(inFullEvery));
+        std::snprintf(line, sizeof(line), "%-22lld %8zu %8zu %14s %14s %14s %8zu\n", static_cast<long long>(row.value),
+                      s.changed(), s.anchorsMoved(), inFull.c_str(), median ? fixed(*median, 3).c_str() : "-",
+                      p90 ? fixed(*p90, 3).c_str() : "-", s.unknownFacts());
         out << line;
     }
     if (!rows.empty())
@@ -237,9 +251,10 @@ nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<Swee
     for (const SweepRow &row : rows)
         values.push_back({{"value", row.value},
                           {"summary", row.summary.toJson()},
-                          {"atEveryValue", {{"takenInFull", row.summary.inFullAfterAmong(inFullEvery)},
-                                            {"lagMedianMs", orNull(row.summary.lagMsAmong(lagsEvery, 1, 50))},
-                                            {"lagP90Ms", orNull(row.summary.lagMsAmong(lagsEvery, 1, 90))}}}});
+                          {"atEveryValue",
+                           {{"takenInFull", row.summary.inFullAfterAmong(inFullEvery)},
+                            {"lagMedianMs", orNull(row.summary.lagMsAmong(lagsEvery, 1, 50))},
+                            {"lagP90Ms", orNull(row.summary.lagMsAmong(lagsEvery, 1, 90))}}}});
     return {{"property", name},
             {"atEveryValue", {{"takenInFullCaptures", counted(inFullEvery)}, {"lagCaptures", counted(lagsEvery)}}},
             {"values", values}};
@@ -274,9 +289,9 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
     }
     auto x = [&](int64_t value) {
         return high == low ? kLeft + plotWidth / 2
-                           : kLeft + kInset + (plotWidth - 2 * kInset) *
-                                                  (static_cast<double>(value) - static_cast<double>(low)) /
-                                                  (static_cast<double>(high) - static_cast<double>(low));
+                           : kLeft + kInset +
+                                 (plotWidth - 2 * kInset) * (static_cast<double>(value) - static_cast<double>(low)) /
+                                     (static_cast<double>(high) - static_cast<double>(low));
     };
     // A value of a panel from `top`, 0 at its foot and `yHigh` at its head.
     auto y = [&](double top, double value, double yHigh) {
@@ -294,7 +309,8 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
         const char *colours[] = {"#1f6fb2", "#d9822b"};
         svg << "<rect x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(top, 0) << "\" width=\"" << fixed(plotWidth, 0)
             << "\" height=\"" << fixed(kPanel, 0) << "\" fill=\"none\" stroke=\"#999\"/>\n"
-            << "<text x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(top - 6, 0) << "\">" << escape(title) << "</text>\n";
+            << "<text x=\"" << fixed(kLeft, 0) << "\" y=\"" << fixed(top - 6, 0) << "\">" << escape(title)
+            << "</text>\n";
         for (double tick = 0; tick <= yHigh + yStep / 2; tick += yStep) {
             const double ty = y(top, tick, yHigh);
             svg << "<line x1=\"" << fixed(kLeft - 4, 0) << "\" y1=\"" << fixed(ty, 1) << "\" x2=\""
@@ -317,7 +333,8 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
                 svg << "<polyline points=\"" << points << "\" fill=\"none\" stroke=\"" << colours[s]
                     << (s ? "\" stroke-dasharray=\"5,3" : "") << "\"/>\n";
             svg << "<text x=\"" << fixed(kLeft + plotWidth - 170 * double(series.size() - 1 - s), 0) << "\" y=\""
-                << fixed(top - 6, 0) << "\" text-anchor=\"end\" fill=\"" << colours[s] << "\">" << escape(series[s].first) << "</text>\n";
+                << fixed(top - 6, 0) << "\" text-anchor=\"end\" fill=\"" << colours[s] << "\">"
+                << escape(series[s].first) << "</text>\n";
         }
     };
     const std::vector<bool> inFullEvery = inFullAtEveryValue(rows), lagsEvery = lagsAtEveryValue(rows);
@@ -325,8 +342,9 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
     std::vector<std::optional<double>> inFull, median, p90;
     double lagHigh = 0;
     for (const SweepRow &row : rows) {
-        inFull.push_back(common > 0 ? std::optional<double>(100.0 * double(row.summary.inFullAfterAmong(inFullEvery)) / common)
-                                    : std::nullopt);
+        inFull.push_back(common > 0
+                             ? std::optional<double>(100.0 * double(row.summary.inFullAfterAmong(inFullEvery)) / common)
+                             : std::nullopt);
         median.push_back(row.summary.lagMsAmong(lagsEvery, 1, 50));
         p90.push_back(row.summary.lagMsAmong(lagsEvery, 1, 90));
         lagHigh = std::max(lagHigh, p90.back().value_or(0));
@@ -340,7 +358,7 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
             const double all = static_cast<double>(row.summary.selections());
             const double known = static_cast<double>(row.summary.inFullAfter());
             return all > 0 ? std::pair<double, double>(100.0 * known / all,
-                                                        100.0 * (known + double(row.summary.inFullUnknownAfter())) / all)
+                                                       100.0 * (known + double(row.summary.inFullUnknownAfter())) / all)
                            : std::pair<double, double>(0, 0);
         };
         const auto [low0, high0] = bounds(rows[i]);
@@ -353,13 +371,15 @@ std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
             << "," << fixed(at(low1), 1) << " " << fixed(x(rows[i].value), 1) << "," << fixed(at(low0), 1)
             << "\" fill=\"#d9822b\" fill-opacity=\"0.2\"/>\n";
     }
-    panel(bandTop, "captures taken in full: of the " + std::to_string(counted(inFullEvery)) +
-                       " known at every value; band: all, not known included", 100, 25, "%",
-          {{"in full", inFull}});
+    panel(bandTop,
+          "captures taken in full: of the " + std::to_string(counted(inFullEvery)) +
+              " known at every value; band: all, not known included",
+          100, 25, "%", {{"in full", inFull}});
     const double lagTop = kTop + 20 + kPanel + kGap;
-    panel(lagTop, "lag, the " + std::to_string(counted(lagsEvery)) +
-                      (counted(lagsEvery) == 1 ? " capture" : " captures") + " known at every value", lagTopValue,
-          lagStep, "ms", {{"median", median}, {"p90", p90}});
+    panel(lagTop,
+          "lag, the " + std::to_string(counted(lagsEvery)) + (counted(lagsEvery) == 1 ? " capture" : " captures") +
+              " known at every value",
+          lagTopValue, lagStep, "ms", {{"median", median}, {"p90", p90}});
     if (counted(lagsEvery) == 0)
         svg << "<text x=\"" << fixed(kLeft + plotWidth / 2, 0) << "\" y=\"" << fixed(lagTop + kPanel / 2, 0)
             << "\" text-anchor=\"middle\" fill=\"#666\">no capture's lags are known at every value</text>\n";

@@ -44,8 +44,8 @@ public:
     // taken over the same captures on both sides (or at every value of a
     // sweep, whose summaries add the same captures in the same order).
     struct Seen {
-        std::optional<bool> inFull[2];                 // before, after
-        std::optional<std::vector<double>> lags[2];    // every taken frame's lag, where all are known
+        std::optional<bool> inFull[2];              // before, after
+        std::optional<std::vector<double>> lags[2]; // every taken frame's lag, where all are known
     };
     const std::vector<Seen> &seen() const { return mSeen; }
     // Over the captures `among` holds (by the order added): taken in full
@@ -60,7 +60,7 @@ private:
     size_t mCaptures = 0;
     size_t mUnchanged = 0, mChanged = 0, mChangeUnknown = 0;
     size_t mEarlier = 0, mLater = 0, mSame = 0, mMoveUnknown = 0;
-    size_t mSelections = 0;                       // captures that selected and take frames
+    size_t mSelections = 0;                                 // captures that selected and take frames
     size_t mInFull[2] = {0, 0}, mInFullUnknown[2] = {0, 0}; // before, after
     std::vector<double> mLagsAfter;
     size_t mLagUnknownAfter = 0;   // taken frames whose shutter time is not known
@@ -68,7 +68,6 @@ private:
     size_t mUnknownFacts = 0;
     std::vector<Seen> mSeen;
 };
-
 
 // One row of a sweep: a value, and the summary of every capture at it.
 struct SweepRow {
