@@ -3,6 +3,9 @@
 // into the same bytes; the capture table and the summary counted against
 // what the replayed captures' own expectations say; and a live log piped in
 // line by line, explained before its end.
+// Over 400 lines: every test here shares the folder of bug reports and the
+// expectations the replayed captures carry (the fixture); what needs neither
+// stands in a file of its own (RepeatedCapturesTest.cpp).
 
 #include "Containers.h"
 #include "ReplayCli.h"
@@ -13,7 +16,6 @@
 #include "output/LogcatWriter.h"
 #include "output/FleetSummary.h"
 #include "output/Outputs.h"
-#include "output/RepeatedCaptures.h"
 #include "output/TableReader.h"
 #include "outcome/PluginLines.h"
 #include <PluginLoader.h>
@@ -281,46 +283,6 @@ TEST_F(FleetFolder, SummarizeOfTheTablesIsExplainsSummary)
     EXPECT_NE(bad.err.find(other.path() + ": line 1: a row of schema \"zsl-capture-table/0\""), std::string::npos)
         << bad.err;
     EXPECT_NE(bad.err.find("cannot read /nonexistent.csv"), std::string::npos) << bad.err;
-}
-
-// Rows are the same capture by their input, first line, process, thread,
-// log time, fwkFrame and kind (a zip's logs each number lines from 1); a row
-// that names no place in a log is never a repeat.
-TEST(RepeatedCaptures, TheSameCaptureByWhereItWasRead)
-{
-    CaptureRow a;
-    a.input = "dev.log";
-    a.line = 15;
-    a.logTime = "11-23 18:40:05.085";
-    a.fwkFrame = 100;
-    CaptureRow same = a, otherEntry = a, otherLine = a, otherInput = a, old = a, oldOtherFrame = a, replayed;
-    otherEntry.fwkFrame = 101; // another log of the same zip, at the same line
-    otherLine.line = 60;
-    otherInput.input = "dev-2.log";
-    old.line.reset();
-    oldOtherFrame.line.reset();
-    oldOtherFrame.fwkFrame = 300;
-    replayed.input = "trace.json";
-    RepeatedCaptures seen;
-    EXPECT_FALSE(seen.seenBefore(a));
-    EXPECT_TRUE(seen.seenBefore(same));
-    EXPECT_FALSE(seen.seenBefore(otherEntry));
-    EXPECT_FALSE(seen.seenBefore(otherLine));
-    EXPECT_FALSE(seen.seenBefore(otherInput));
-    EXPECT_FALSE(seen.seenBefore(old));
-    EXPECT_TRUE(seen.seenBefore(old));
-    EXPECT_FALSE(seen.seenBefore(oldOtherFrame));
-    EXPECT_FALSE(seen.seenBefore(replayed));
-    EXPECT_FALSE(seen.seenBefore(replayed));
-    EXPECT_EQ(seen.takeRepeats(), 2u);
-    EXPECT_EQ(seen.takeRepeats(), 0u);
-    EXPECT_TRUE(seen.seenBefore(a)); // kept across tables
-    CaptureRow fresh = a;
-    fresh.line = 99;
-    EXPECT_FALSE(seen.seenBefore(fresh));
-    seen.forgetSinceTake(); // its table failed
-    EXPECT_FALSE(seen.seenBefore(fresh));
-    EXPECT_TRUE(seen.seenBefore(a));
 }
 
 // Files of a folder without a line of the plug-in are counted, each without

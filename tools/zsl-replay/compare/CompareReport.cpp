@@ -2,6 +2,7 @@
 
 #include "compare/CompareReport.h"
 
+#include "output/Plural.h"
 #include "output/SvgText.h"
 
 #include <algorithm>
@@ -14,11 +15,7 @@ namespace zsl::compare {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string plural(size_t count, const char *one, const char *many)
-{
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
+using output::plural;
 
 std::string sideText(const Side &side)
 {

@@ -3,6 +3,9 @@
 // report's sections decide which lines count; each copy of the log is
 // compared with the copies before it, so that a line dumpstate wrote twice
 // is handed over once.
+// Over 400 lines: gzip, the zip walk, spooling standard input and the bug
+// report's sections share one Reading; they part into containers and
+// sections with the split into one stage per file (the issue on typed facts).
 
 #include "log/LogInput.h"
 

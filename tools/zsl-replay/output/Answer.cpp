@@ -3,6 +3,7 @@
 #include "output/Answer.h"
 
 #include "outcome/FrameText.h"
+#include "output/Plural.h"
 
 #include <cstdio>
 
@@ -11,11 +12,6 @@ namespace zsl::output {
 using namespace zsl::outcome;
 
 namespace {
-
-std::string plural(size_t count, const char *word)
-{
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
-}
 
 // How long before the capture moment each frame was shot, or why that is
 // not known: "(shot 83.087 ms before the capture)".
@@ -59,13 +55,14 @@ std::string takenPart(const StepOutcome &step, bool fromLog)
     if (step.requested == 0)
         return fromLog ? "how many frames the capture wants is not in the log" : "the capture wants no frame";
     if (step.taken.empty())
-        return "took none of " + plural(step.requested, "requested frame");
+        return "took none of " + plural(step.requested, "requested frame", "requested frames");
     std::string text = step.taken.size() == 1 ? "took frame " : "took frames ";
     for (size_t i = 0; i < step.taken.size(); ++i)
         text += (i == 0 ? "" : ", ") + std::to_string(step.taken[i]);
     text += whenShot(step, step.taken);
     if (step.taken.size() < step.requested)
-        text += ", " + std::to_string(step.taken.size()) + " of " + plural(step.requested, "requested frame");
+        text += ", " + std::to_string(step.taken.size()) + " of " +
+                plural(step.requested, "requested frame", "requested frames");
     return text;
 }
 
@@ -82,7 +79,8 @@ std::string refusalsPart(const StepOutcome &step, bool fromLog)
             text += (text.empty() ? "" : "; ") + std::to_string(check.frame) + " refused: " + check.explanation;
     }
     if (unknown > 0)
-        text += (text.empty() ? "" : "; ") + plural(unknown, "frame check") + " without a verdict in the log";
+        text += (text.empty() ? "" : "; ") + plural(unknown, "frame check", "frame checks") +
+                " without a verdict in the log";
     if (!text.empty() || step.checks.empty())
         return text;
     // Every verdict known and none a refusal: certain only when no line of the

@@ -205,25 +205,19 @@ void PicturesSink::finish()
 
 void HtmlSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow *row)
 {
-    if (mSeen.seenBefore(*row))
-        mSession.addRepeat();
-    else
-        mSession.add(*row);
+    mCounted.add(session, step, row);
     mPage.add(session, step, *row);
 }
 
 void HtmlSink::end(const SessionOutcome &session)
 {
-    mSeen.takeRepeats();
-    mSummary.add(mSession);
-    mSession = FleetSummary();
+    mCounted.end(session);
     mPage.endSession(session);
 }
 
 void HtmlSink::drop()
 {
-    mSeen.forgetSinceTake();
-    mSession = FleetSummary();
+    mCounted.drop();
     mPage.dropSession();
 }
 

@@ -67,7 +67,8 @@ private:
     CaptureTableWriter mWriter; // into the spill
 };
 
-// Feeds a FleetSummary the rows; what it shows is written by others.
+// Feeds a FleetSummary the rows, each capture once however often it is
+// read, a session's at its end; what it shows is written by others.
 class SummarySink : public Sink {
 public:
     explicit SummarySink(FleetSummary &summary) : mSummary(summary) {}
@@ -137,8 +138,8 @@ public:
 private:
     std::unique_ptr<OutputFile> mFile;
     HtmlPage mPage;
-    FleetSummary mSummary, mSession; // all sessions ended; the one being read
-    RepeatedCaptures mSeen;          // a capture read twice is counted once in the summary
+    FleetSummary mSummary;          // the page's summary: of the sessions ended
+    SummarySink mCounted{mSummary}; // feeds it as explain's own summary is fed
 };
 
 // Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...

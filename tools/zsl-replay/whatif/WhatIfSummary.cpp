@@ -1,4 +1,6 @@
 // What a change did to many captures, and a sweep's rows and picture.
+// Over 400 lines by two: the sweep's picture shares the summary's counts
+// over the captures known at every value; it moves out with them.
 
 #include "whatif/WhatIfSummary.h"
 
