@@ -48,10 +48,31 @@ Lines reference(const std::string &text)
 std::string randomLog(std::mt19937 &random)
 {
     // Pieces that make marks, near-marks (first and last byte in place), newlines and start bytes likely.
-    const std::vector<std::string> pieces = {"KoAlgoEngine", "ZSLSelector", "chatty", "chaty", "cy", "K e", "Zr",
-                                             "KoAlgoEngin", "hatty", "\n", "\n", "\n", "\n[", "\n-", "\nB", "\n=",
-                                             "\n\x1b", "\n\n", "NEXT", " ", "12:40:05.085", "usage buffer", "x",
-                                             std::string(40, 'a'), std::string(300, 'y')};
+    const std::vector<std::string> pieces = {"KoAlgoEngine",
+                                             "ZSLSelector",
+                                             "chatty",
+                                             "chaty",
+                                             "cy",
+                                             "K e",
+                                             "Zr",
+                                             "KoAlgoEngin",
+                                             "hatty",
+                                             "\n",
+                                             "\n",
+                                             "\n",
+                                             "\n[",
+                                             "\n-",
+                                             "\nB",
+                                             "\n=",
+                                             "\n\x1b",
+                                             "\n\n",
+                                             "NEXT",
+                                             " ",
+                                             "12:40:05.085",
+                                             "usage buffer",
+                                             "x",
+                                             std::string(40, 'a'),
+                                             std::string(300, 'y')};
     std::string text;
     const size_t count = std::uniform_int_distribution<size_t>(0, 400)(random);
     for (size_t i = 0; i < count; ++i)
@@ -84,6 +105,33 @@ TEST(LineSplitter, HandsOverWhatSplittingTheWholeTextWould)
             [](const std::string &) {}, "the log", &filter);
         ASSERT_EQ(got, reference(text)) << "run " << run << ": " << text;
     }
+}
+
+// A line longer than any log line is said, handed over empty, and the
+// lines after it are read as before, in bulk or not.
+TEST(LineSplitter, ALineTooLongIsSaidAndHandedOverEmpty)
+{
+    const std::string text = "first\n" + std::string(2 << 20, 'x') + "\nother\nKoAlgoEngine: x\nlast\n";
+    const zsl::log::LineFilter filter{kMarks, kStarts};
+    size_t at = 0;
+    const zsl::log::ByteReader read = [&](char *buffer, size_t size) -> long {
+        const size_t n = std::min({size, text.size() - at, size_t(60000)});
+        std::memcpy(buffer, text.data() + at, n);
+        at += n;
+        return static_cast<long>(n);
+    };
+    Lines got;
+    std::vector<std::string> problems;
+    zsl::log::forEachLine(
+        read,
+        [&](std::string_view line, uint64_t number) {
+            got.emplace_back(std::string(line), number);
+            return false;
+        },
+        [&](const std::string &problem) { problems.push_back(problem); }, "the log", &filter);
+    EXPECT_EQ(got, (Lines{{"", 2}, {"KoAlgoEngine: x", 4}}));
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_EQ(problems[0].rfind("line 2 is longer than", 0), 0u) << problems[0];
 }
 
 } // namespace

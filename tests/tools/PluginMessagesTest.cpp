@@ -149,6 +149,14 @@ TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
         const int base = c.id == MessageId::AnchorPick || c.id == MessageId::TagValue ? 16 : 10;
         EXPECT_EQ(event->number<int64_t>(c.arg, base), c.value);
     }
+    // A line too long for the kept offsets is matched again when asked, and gives the same event.
+    kohost::LogLine line;
+    line.text = "AF ok: " + std::string(70000, 'x');
+    ASSERT_TRUE(PluginEvent::keep(line));
+    EXPECT_EQ(line.argCount, -1);
+    const std::optional<PluginEvent> event = PluginEvent::decode(line);
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->text(0).size(), 70000u);
     EXPECT_FALSE(PluginEvent::decode("[ZSLSelector] fwkFrame:7 zsdTs:5"));
 
     // The AF line's states, inside its one argument.
