@@ -8,23 +8,12 @@
  * TraceError reports every error of a trace, a line each.
  */
 
-#include "outcome/Error.h"
 #include "replay/Trace.h"
+#include "replay/TraceError.h"
 
 #include <string>
 
 namespace zsl::replay {
-
-// A trace that cannot be read: every error of it, a line each.
-class TraceError : public outcome::Error {
-public:
-    TraceError(const std::string &file, const std::string &place, const std::string &expected)
-        : outcome::Error(file + ": at " + (place.empty() ? "/" : place) + ": " + expected)
-    {
-    }
-    // Several errors, one line each.
-    explicit TraceError(const std::string &lines) : outcome::Error(lines) {}
-};
 
 // Reads a trace from text; file names the source in errors.
 TraceSpec parseTrace(const std::string &text, const std::string &file);
