@@ -61,8 +61,11 @@ public:
     uint64_t linesUsed() const { return mLinesUsed; }
 
 private:
-    // What a plug-in line is, by its text: a configuration, an answer of
-    // isSelectorNeeded, a selection's, or which part of a frame check.
+    // Each kind of a line's problem is listed this many times at most.
+    static constexpr size_t kWarningsPerKind = 10;
+    // Lines of the plug-in after a capture's first without a debug line of
+    // its process, after which the process is taken as logging at info level.
+    static constexpr uint64_t kLevelLookAhead = 4096;
 
     // Where a checkFrame call's lines stand: judging metadata, one camera
     // refused (more cameras may follow), refused, qualified (the sensor-mode
