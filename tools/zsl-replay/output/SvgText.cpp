@@ -56,4 +56,45 @@ std::string glyphPrefix(std::string_view text, size_t n)
     return std::string(text.substr(0, end));
 }
 
+std::string number(double value)
+{
+    return fixed(value, 1);
+}
+
+double textWidth(const std::string &text, double size)
+{
+    // Multi-byte characters (marks) count once.
+    return 0.6 * size * static_cast<double>(glyphCount(text));
+}
+
+void text(std::ostream &svg, double x, double y, double size, const char *anchor, const char *cls,
+          const std::string &content)
+{
+    svg << "<text x='" << number(x) << "' y='" << number(y) << "' font-size='" << size << "' text-anchor='" << anchor
+        << "' class='" << cls << "'>" << escape(content) << "</text>\n";
+}
+
+void circle(std::ostream &svg, double x, double y, double r, const std::string &cls, const std::string &title)
+{
+    svg << "<circle cx='" << number(x) << "' cy='" << number(y) << "' r='" << r << "' class='" << cls << "'>";
+    if (!title.empty())
+        svg << "<title>" << escape(title) << "</title>";
+    svg << "</circle>\n";
+}
+
+std::vector<std::string> wrap(const std::string &line, double size, double width)
+{
+    const size_t perLine = std::max<size_t>(10, static_cast<size_t>(width / (0.6 * size)));
+    std::vector<std::string> lines;
+    std::string rest = line;
+    while (rest.size() > perLine) {
+        size_t cut = rest.rfind(' ', perLine);
+        cut = cut == std::string::npos || cut == 0 ? perLine : cut;
+        lines.push_back(rest.substr(0, cut));
+        rest = rest.substr(rest[cut] == ' ' ? cut + 1 : cut);
+    }
+    lines.push_back(rest);
+    return lines;
+}
+
 } // namespace zsl::output::svg

@@ -3,14 +3,14 @@
 // those boxes apart: rows tall enough for a frame's number, mark and anchor
 // ring, frames at least kMinFrameGapPx apart, ticks far enough apart for
 // their labels, long lines wrapped, the legend wrapped.
-// Over 400 lines by a little: the panel's axis, rows and strips draw one
-// picture and share its layout; the Perfetto layout is apart already.
+// The panel's time axis is TimelineAxis.
 
 #include "output/Timeline.h"
 
 #include "outcome/AndroidEnums.h"
 #include "outcome/FrameText.h"
 #include "output/SvgText.h"
+#include "output/TimelineAxis.h"
 
 #include <algorithm>
 #include <cctype>
@@ -27,59 +27,16 @@ using namespace zsl::outcome;
 
 namespace {
 
-constexpr double kMinWidth = 1000;
-constexpr double kMaxWidth = 16000;
-constexpr double kLeft = 170; // room for the row names
-constexpr double kRight = 40;
-constexpr double kMinFrameGapPx = 48;
 constexpr double kRowHeight = 42;
 constexpr double kStripHeight = 16;
 constexpr double kLineHeight = 18;
-constexpr const char kUntimed[] = "time not in the log";
 
+using svg::circle;
 using svg::escape;
-
-std::string number(double value)
-{
-    return svg::fixed(value, 1);
-}
-
-double textWidth(const std::string &text, double size)
-{
-    // Multi-byte characters (marks) count once.
-    return 0.6 * size * static_cast<double>(svg::glyphCount(text));
-}
-
-void text(std::ostream &svg, double x, double y, double size, const char *anchor, const char *cls,
-          const std::string &content)
-{
-    svg << "<text x='" << number(x) << "' y='" << number(y) << "' font-size='" << size << "' text-anchor='" << anchor
-        << "' class='" << cls << "'>" << escape(content) << "</text>\n";
-}
-
-void circle(std::ostream &svg, double x, double y, double r, const std::string &cls, const std::string &title = "")
-{
-    svg << "<circle cx='" << number(x) << "' cy='" << number(y) << "' r='" << r << "' class='" << cls << "'>";
-    if (!title.empty())
-        svg << "<title>" << escape(title) << "</title>";
-    svg << "</circle>\n";
-}
-
-// Lines of at most width px at the given size, broken at blanks.
-std::vector<std::string> wrap(const std::string &line, double size, double width)
-{
-    const size_t perLine = std::max<size_t>(10, static_cast<size_t>(width / (0.6 * size)));
-    std::vector<std::string> lines;
-    std::string rest = line;
-    while (rest.size() > perLine) {
-        size_t cut = rest.rfind(' ', perLine);
-        cut = cut == std::string::npos || cut == 0 ? perLine : cut;
-        lines.push_back(rest.substr(0, cut));
-        rest = rest.substr(rest[cut] == ' ' ? cut + 1 : cut);
-    }
-    lines.push_back(rest);
-    return lines;
-}
+using svg::number;
+using svg::text;
+using svg::textWidth;
+using svg::wrap;
 
 // Footer lines, each wrapped; answers the y after the last.
 double writeLines(std::ostream &svg, double y, double width, const char *cls, const std::vector<std::string> &lines)
@@ -124,110 +81,10 @@ std::string shortName(uint32_t tag, int value)
     return (*names)[static_cast<size_t>(value)];
 }
 
-// Where a selection panel's frames sit: ms from the capture moment to x.
-// The time axis, and right of it a zone for the frames whose shutter time
-// the log lacks; those were shot before the capture moment, which then
-// stands right of the zone, its label beside it.
-constexpr double kMomentLabel = 90;
-struct Axis {
-    double low = 0, high = 0, width = kMinWidth, zone = 0;
-    bool momentAfterZone = false;
-    double end() const { return width - kRight - zone - (momentAfterZone ? kMomentLabel : 0); }
-    double x(double ms) const { return kLeft + (ms - low) / (high - low) * (end() - kLeft); }
-    double now() const { return momentAfterZone ? end() + zone + 12 : x(0); }
-};
-
-// In double: the difference of two times near the int64 limits overflows.
-double msFrom(int64_t ns, int64_t originNs)
-{
-    return (static_cast<double>(ns) - static_cast<double>(originNs)) / 1e6;
-}
-
-// The frames a queue's row draws that have no shutter time: for the
-// metadata queue also the listed, selected and taken frames, which a log
-// names without their times.
-std::vector<uint32_t> untimedFrames(const StepOutcome &step, const QueueView &queue)
-{
-    std::vector<uint32_t> frames;
-    auto add = [&](const std::vector<uint32_t> &list) {
-        for (uint32_t frame : list)
-            if ((!step.momentKnown || !step.shutterNs.count(frame)) &&
-                std::find(frames.begin(), frames.end(), frame) == frames.end())
-                frames.push_back(frame);
-    };
-    add(queue.held);
-    if (queue.type == 1 && &queue == &step.queues.front()) {
-        add(step.consumer);
-        add(step.selectedFrames);
-        add(step.taken);
-    }
-    return frames;
-}
-
-// The span a panel shows, and the width that keeps its frames apart.
-Axis axisOf(const StepOutcome &step)
-{
-    Axis axis;
-    size_t untimed = 0;
-    for (const QueueView &queue : step.queues)
-        untimed = std::max(untimed, untimedFrames(step, queue).size());
-    if (untimed > 0)
-        axis.zone = std::max(24 + kMinFrameGapPx * static_cast<double>(untimed), 24 + textWidth(kUntimed, 10));
-    std::vector<double> times; // the frames' shutter times, then zsdTs
-    for (const auto &entry : step.shutterNs)
-        if (step.momentKnown) // else no time is drawn: it would be measured from a moment not in the log
-            times.push_back(msFrom(entry.second, step.captureNs));
-    const size_t frames = times.size();
-    if (step.zsdTs && step.momentKnown)
-        times.push_back(msFrom(*step.zsdTs, step.captureNs));
-    axis.momentAfterZone = step.momentKnown && untimed > 0;
-    // The capture moment is a time on the axis unless the zone stands before it.
-    const double moment = axis.momentAfterZone && !times.empty() ? *std::max_element(times.begin(), times.end()) : 0.0;
-    axis.low = std::min(moment, times.empty() ? 0.0 : *std::min_element(times.begin(), times.end()));
-    axis.high = std::max(moment, times.empty() ? 0.0 : *std::max_element(times.begin(), times.end()));
-    const double pad = std::max(5.0, (axis.high - axis.low) * 0.06);
-    axis.low -= pad;
-    axis.high += pad;
-    times.resize(frames); // frames apart; zsdTs may sit anywhere
-    std::sort(times.begin(), times.end());
-    double gap = axis.high - axis.low;
-    for (size_t i = 1; i < times.size(); ++i)
-        if (times[i] > times[i - 1])
-            gap = std::min(gap, times[i] - times[i - 1]);
-    const double needed = kLeft + kRight + axis.zone + (axis.momentAfterZone ? kMomentLabel : 0) +
-                          (axis.high - axis.low) * kMinFrameGapPx / gap;
-    axis.width = std::clamp(needed, kMinWidth, kMaxWidth);
-    return axis;
-}
-
-// Ticks every 1, 2 or 5 times a power of ten ms, far enough apart for
-// their labels.
-void drawTicks(std::ostream &svg, const Axis &axis, double y)
-{
-    const double rough = (axis.high - axis.low) / 10;
-    const double decade = std::pow(10.0, std::floor(std::log10(rough)));
-    double tick = 10 * decade;
-    for (double multiple : {5.0, 2.0, 1.0})
-        if (multiple * decade >= 0.7 * rough)
-            tick = multiple * decade;
-    const double label = textWidth(number(axis.low) + " ms", 10) + 12;
-    while (axis.x(tick) - axis.x(0) < label)
-        tick *= 2;
-    svg << "<line x1='" << number(kLeft) << "' x2='" << number(axis.end()) << "' y1='" << number(y) << "' y2='"
-        << number(y) << "' class='row'/>\n";
-    for (double t = std::ceil(axis.low / tick) * tick; t <= axis.high; t += tick) {
-        svg << "<line x1='" << number(axis.x(t)) << "' x2='" << number(axis.x(t)) << "' y1='" << number(y) << "' y2='"
-            << number(y + 4) << "' class='tick'/>\n";
-        text(svg, axis.x(t), y + 16, 10, "middle", "axis", number(t) + " ms");
-    }
-    if (axis.momentAfterZone)
-        text(svg, axis.now(), y + 16, 10, "middle", "axis", number(0) + " ms");
-}
-
 // One panel per select or capture step; answers its height.
 double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top, double width)
 {
-    Axis axis = axisOf(step);
+    TimelineAxis axis = axisOf(step);
     axis.width = width;
     // Frames without a shutter time stand in the zone, in the order the row names them.
     std::map<uint32_t, double> inZone;
