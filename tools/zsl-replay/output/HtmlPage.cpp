@@ -203,7 +203,7 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     for (const std::string &note : row.unknown)
         unknown += (unknown.empty() ? "" : " | ") + note;
     const auto [least, most] = std::minmax_element(row.takenLagsMs.begin(), row.takenLagsMs.end());
-    // The order the page's script reads (page.js, expandRow).
+    // The order the page's script reads (page/script/1-base.js, expandRow).
     mRows.push_back(jsonText(nlohmann::json::array(
         {text(row.input), text(row.device), text(row.build), row.logTime.empty() ? row.reportTime : row.logTime,
          row.fwkFrame, row.kind, orNull(row.zslNeeded), orNull(row.anchorFrame), orNull(row.selected),
