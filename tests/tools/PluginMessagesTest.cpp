@@ -10,11 +10,14 @@
 #include <algorithm>
 
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -59,12 +62,111 @@ TEST(PluginMessages, TheTableHoldsEveryMessageOfThePluginAndNoOther)
         EXPECT_TRUE(inSources.count({format, level})) << level << " \"" << format << "\" is not the plug-in's";
 }
 
-TEST(PluginMessages, NoMessagePrintsMoreArgumentsThanAnEventHolds)
+// Each conversion of a format, in order: its letter and the text before it
+// back to the previous conversion.
+std::vector<std::pair<char, std::string>> conversionsOf(std::string_view format)
 {
-    for (const zsl::messages::PluginMessage &message : pluginMessages())
-        EXPECT_LE(static_cast<size_t>(std::count(message.format.begin(), message.format.end(), '%')),
-                  zsl::messages::PluginEvent::maxArgs())
-            << message.format;
+    std::vector<std::pair<char, std::string>> conversions;
+    size_t from = 0;
+    for (size_t at = format.find('%'); at != std::string_view::npos; at = format.find('%', at + 1)) {
+        size_t end = at + 1;
+        while (end < format.size() && (format[end] == '#' || format[end] == 'l'))
+            ++end;
+        conversions.emplace_back(format[end], std::string(format.substr(from, at - from)));
+        from = end + 1;
+    }
+    return conversions;
+}
+
+// What the literal text before each named argument ends with, in every
+// message that prints it: a name put at the wrong place of its message
+// stands after another label.
+const std::map<zsl::messages::Arg, std::vector<std::string>> &labelsBefore()
+{
+    using A = zsl::messages::Arg;
+    static const std::map<A, std::vector<std::string>> labels = {
+        {A::SupportPending, {"mSupportPending "}},
+        {A::WindowMs, {"mZSLTimeDiffMs("}},
+        {A::DefaultWindowMs, {"default("}},
+        {A::ProjectWindowMs, {"project("}},
+        {A::UserWindowMs, {"user("}},
+        {A::SelectorName, {"[ZSLSelector] "}},
+        {A::IsNeeded, {" isNeeded "}},
+        {A::FwkFrame, {"fwkFrame:", "fwkFrameNum = "}},
+        {A::QueueName, {" ["}},
+        {A::FrameList, {"list: ", "consumerQ[", " in ["}},
+        {A::AnchorTs, {"anchorTS:"}},
+        {A::MotionCapType, {"motionCapType:0x", "motion cap: 0x"}},
+        {A::ZsdTs, {" zsdTs:"}},
+        {A::CurTime, {" curTime:"}},
+        {A::Frame, {"list: "}},
+        {A::ShutterTs, {" shutter time:"}},
+        {A::AnchorOffset, {"ZSLAnchor offset:"}},
+        {A::CsBegin, {" csbegin:"}},
+        {A::ZslFrame, {"zslFrame: ", "checkFrameNum = "}},
+        {A::Ev, {"EV setting=", "EV=", "default EV="}},
+        {A::HistoryEv, {"EV(History)="}},
+        {A::TargetEv, {"EV(Target)="}},
+        {A::AfInfo, {"AF ok: ", "AF fail: "}},
+        {A::Caller, {"["}},
+        {A::Tag, {"] tag("}},
+        {A::Value, {" val="}},
+        {A::Accepted, {" target="}},
+        {A::Bc, {" bc="}},
+        {A::Camera, {",camid:"}},
+        {A::SrEnable, {"srEnable = "}},
+        {A::ReqtMasterId, {"reqtMasterId = "}},
+        {A::MasterRoleId, {"masterRoleId = "}},
+        {A::AiHLFrameNum, {"AiHLFrameNum = "}},
+        {A::SelectorAddress, {"this = "}},
+        {A::SensorMode, {"perframeSensorMode:", "perframeSensorMode = ", "reqDesiredSensorMode:", "sensorModetype:",
+                         " sensorModetype"}},
+        {A::DesiredSensorMode, {"desiredSensorMode = "}},
+        {A::LogicalId, {"logicalId:"}},
+        {A::SensorPolicyMask, {"mSensorPolicyMask:"}},
+        {A::CameraRoleType, {"cameraRoleType:"}},
+        {A::ModeSelectMask, {"modeSelectMask:0x"}},
+        {A::ModeOffset, {"modeOffset:"}},
+    };
+    return labels;
+}
+
+// Every argument has its name, no more and no fewer, of the shape its
+// conversion prints and after its label; a name given twice in one message
+// would make one of them unreachable.
+TEST(PluginMessages, EachArgumentIsNamedAsItsConversionPrintsIt)
+{
+    using zsl::messages::Arg;
+    using zsl::messages::ArgShape;
+    auto endsWith = [](const std::string &text, const std::string &end) {
+        return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    };
+    for (const zsl::messages::PluginMessage &message : pluginMessages()) {
+        SCOPED_TRACE(std::string(message.format));
+        const auto conversions = conversionsOf(message.format);
+        ASSERT_LE(conversions.size(), zsl::messages::kMaxMessageArgs);
+        std::set<Arg> seen;
+        for (size_t i = 0; i < message.args.size(); ++i) {
+            const Arg arg = message.args[i];
+            if (i >= conversions.size()) {
+                EXPECT_EQ(arg, Arg::None) << "a name past the last conversion, at " << i;
+                continue;
+            }
+            ASSERT_NE(arg, Arg::None) << "conversion " << i << " has no name";
+            EXPECT_TRUE(seen.insert(arg).second) << "a name given twice, at " << i;
+            const auto &[letter, before] = conversions[i];
+            const ArgShape printed = letter == 's'   ? ArgShape::Text
+                                     : letter == 'x' ? ArgShape::Hex
+                                     : letter == 'p' ? ArgShape::Pointer
+                                                     : ArgShape::Decimal;
+            EXPECT_EQ(zsl::messages::argShape(arg), printed) << "argument " << i;
+            const auto labels = labelsBefore().find(arg);
+            ASSERT_NE(labels, labelsBefore().end()) << "argument " << i << " has no label in the test";
+            EXPECT_TRUE(std::any_of(labels->second.begin(), labels->second.end(),
+                                    [&](const std::string &label) { return endsWith(before, label); }))
+                << "argument " << i << " stands after \"" << before << "\"";
+        }
+    }
 }
 
 struct FillCase {
@@ -105,6 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
 // text that follows it in other messages.
 TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
 {
+    using zsl::messages::Arg;
     using zsl::messages::MessageId;
     using zsl::messages::PluginEvent;
     const struct {
@@ -112,20 +215,20 @@ TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
         MessageId id;
         std::optional<uint32_t> fwkFrame, zslFrame;
         std::optional<int> camera;
-        size_t arg;
+        zsl::messages::Arg arg;
         std::optional<int64_t> value; // of argument `arg`
     } cases[] = {
-        {"[ZSLSelector] fwkFrame:7 zsdTs:-5 curTime:95", MessageId::Window, 7, {}, {}, 1, -5},
-        {"[ZSLSelector] fwkFrame:8, No zslFrame: 41 ,camid:3 invalid", MessageId::RefusedCamera, 8, 41, 3, 2, 3},
-        {"[ZSLSelector] fwkFrame:8, No zslFrame: 41invalid", MessageId::RefusedOwn, 8, 41, {}, 1, 41},
+        {"[ZSLSelector] fwkFrame:7 zsdTs:-5 curTime:95", MessageId::Window, 7, {}, {}, Arg::ZsdTs, -5},
+        {"[ZSLSelector] fwkFrame:8, No zslFrame: 41 ,camid:3 invalid", MessageId::RefusedCamera, 8, 41, 3, Arg::Camera, 3},
+        {"[ZSLSelector] fwkFrame:8, No zslFrame: 41invalid", MessageId::RefusedOwn, 8, 41, {}, Arg::ZslFrame, 41},
         {"[ZSLSelector] checkFrameNum = 44 fwkFrameNum = 9  reqtMasterId = 0 masterRoleId = 0 AiHLFrameNum = 0 "
          "this = <selector>",
-         MessageId::SensorStart, 9, 44, {}, 0, 44},
-        {"[ZSLSelector] fwkFrame:3 zslFrame: 5 zslFrame perframeSensorMode:-2", MessageId::SensorFrameMode, 3, 5, {}, 2, -2},
-        {"<mc anchor pick> anchorTS:123, motionCapType:0x1f", MessageId::AnchorPick, {}, {}, {}, 1, 0x1f},
-        {"[isAEStable] tag(0x1001f) val=3 target=2,3 bc=0", MessageId::TagValue, {}, {}, {}, 1, 0x1001f},
-        {"mSupportPending 1 mZSLTimeDiffMs(150) = default(100)+project(30)+user(20)", MessageId::Config, {}, {}, {}, 4, 20},
-        {"[ZSLSelector] ZSLSelectorDefault isNeeded 0", MessageId::Needed, {}, {}, {}, 1, 0},
+         MessageId::SensorStart, 9, 44, {}, Arg::ZslFrame, 44},
+        {"[ZSLSelector] fwkFrame:3 zslFrame: 5 zslFrame perframeSensorMode:-2", MessageId::SensorFrameMode, 3, 5, {}, Arg::SensorMode, -2},
+        {"<mc anchor pick> anchorTS:123, motionCapType:0x1f", MessageId::AnchorPick, {}, {}, {}, Arg::MotionCapType, 0x1f},
+        {"[isAEStable] tag(0x1001f) val=3 target=2,3 bc=0", MessageId::TagValue, {}, {}, {}, Arg::Tag, 0x1001f},
+        {"mSupportPending 1 mZSLTimeDiffMs(150) = default(100)+project(30)+user(20)", MessageId::Config, {}, {}, {}, Arg::UserWindowMs, 20},
+        {"[ZSLSelector] ZSLSelectorDefault isNeeded 0", MessageId::Needed, {}, {}, {}, Arg::IsNeeded, 0},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.text);
@@ -140,14 +243,14 @@ TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
         const std::optional<PluginEvent> kept = PluginEvent::decode(copied);
         ASSERT_TRUE(kept);
         EXPECT_EQ(kept->id(), event->id());
-        for (size_t i = 0; i < PluginEvent::maxArgs(); ++i)
-            EXPECT_EQ(kept->text(i), event->text(i)) << "argument " << i;
+        ASSERT_EQ(kept->argCount(), event->argCount());
+        for (size_t i = 0; i < event->argCount(); ++i)
+            EXPECT_EQ(kept->argAt(i), event->argAt(i)) << "argument " << i;
         EXPECT_EQ(event->id(), c.id);
         EXPECT_EQ(event->fwkFrame(), c.fwkFrame);
         EXPECT_EQ(event->zslFrame(), c.zslFrame);
         EXPECT_EQ(event->camera(), c.camera);
-        const int base = c.id == MessageId::AnchorPick || c.id == MessageId::TagValue ? 16 : 10;
-        EXPECT_EQ(event->number<int64_t>(c.arg, base), c.value);
+        EXPECT_EQ(event->number<int64_t>(c.arg), c.value);
     }
     // A line too long for the kept offsets is matched again when asked, and gives the same event.
     kohost::LogLine line;
@@ -156,7 +259,7 @@ TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
     EXPECT_EQ(line.argCount, -1);
     const std::optional<PluginEvent> event = PluginEvent::decode(line);
     ASSERT_TRUE(event);
-    EXPECT_EQ(event->text(0).size(), 70000u);
+    EXPECT_EQ(event->text(Arg::AfInfo).size(), 70000u);
     EXPECT_FALSE(PluginEvent::decode("[ZSLSelector] fwkFrame:7 zsdTs:5"));
 
     // The AF line's states, inside its one argument.
@@ -168,8 +271,8 @@ TEST(PluginEvent, DecodesWhichMessageAndItsArguments)
     // A queue name with "] " in it: the list is still the text after the last match.
     const std::optional<PluginEvent> list = PluginEvent::decode("[ZSLSelector] fwkFrame:1 [a] b] Current Consumer list: 4 5 ");
     ASSERT_TRUE(list);
-    EXPECT_EQ(list->text(1), "a] b");
-    EXPECT_EQ(zsl::messages::numbersIn(list->text(2)), (std::vector<uint32_t>{4, 5}));
+    EXPECT_EQ(list->text(Arg::QueueName), "a] b");
+    EXPECT_EQ(zsl::messages::numbersIn(list->text(Arg::FrameList)), (std::vector<uint32_t>{4, 5}));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 namespace zsl::log {
 
+using messages::Arg;
 using messages::MessageId;
 using messages::MessageKind;
 using messages::PluginEvent;
@@ -42,7 +43,7 @@ CallShape callShape(const std::vector<kohost::LogLine> &lines, bool debugLevel, 
             if (refusal)
                 shape.sound = false; // a refused frame's check ends with its refusal
             superResolution = true;
-            srOn = event->number<int>(0).value_or(0) != 0;
+            srOn = event->number<int>(Arg::SrEnable).value_or(0) != 0;
         }
         sensorStart = sensorStart || kind == MessageKind::SensorStart;
         sensorEnd = kind == MessageKind::SensorEnd;

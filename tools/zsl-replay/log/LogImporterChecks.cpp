@@ -126,7 +126,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         FrameStates &states = blocks.back();
         switch (event->id()) {
         case MessageId::FrameEv:
-            states.ev = event->number<int>(0);
+            states.ev = event->number<int>(Arg::Ev);
             break;
         case MessageId::AfOk:
         case MessageId::AfFail:
@@ -136,11 +136,11 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
             break;
         case MessageId::TagValue:
         case MessageId::TagMissing:
-            if (event->number<uint32_t>(1, 16) == kAeStateTag)
-                states.aeState = event->is(MessageId::TagValue) ? event->number<int>(2) : std::nullopt;
+            if (event->number<uint32_t>(Arg::Tag) == kAeStateTag)
+                states.aeState = event->is(MessageId::TagValue) ? event->number<int>(Arg::Value) : std::nullopt;
             break;
         case MessageId::MotionBypass:
-            states.motionCapType = event->number<uint32_t>(0, 16);
+            states.motionCapType = event->number<uint32_t>(Arg::MotionCapType);
             break;
         case MessageId::HfNoTarget:
         case MessageId::HfOk:
@@ -156,7 +156,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
                 thread.cameraAt[blocks.size() - 2] = *camera;
             break;
         case MessageId::SensorFrameMode:
-            sensorMode = event->number<int32_t>(2);
+            sensorMode = event->number<int32_t>(Arg::SensorMode);
             break;
         case MessageId::SensorRequestMode:
             sensorOwnMode = true;

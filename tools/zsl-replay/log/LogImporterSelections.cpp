@@ -41,7 +41,7 @@ SelectionMarks selectionMarks(const std::vector<kohost::LogLine> &lines)
             [[fallthrough]];
         case MessageId::Consumer:
         case MessageId::ConsumerNone:
-            marks.queueName = std::string(event->text(1));
+            marks.queueName = std::string(event->text(Arg::QueueName));
             break;
         case MessageId::SelectNoQueue:
         case MessageId::ConsumerTooOld:
@@ -71,7 +71,7 @@ bool selectionEnded(const StepOutcome &step)
 bool neededAnswer(const kohost::LogLine &line)
 {
     const std::optional<PluginEvent> event = PluginEvent::decode(line);
-    return event && event->number<int>(1).value_or(0) != 0;
+    return event && event->number<int>(Arg::IsNeeded).value_or(0) != 0;
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 namespace zsl::log {
 
+using messages::Arg;
 using messages::MessageId;
 using messages::PluginEvent;
 
@@ -80,14 +81,14 @@ std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outc
         last = stage;
         noQueue = event->is(MessageId::SelectNoQueue);
         if (stage == kScan) {
-            scanned.push_back(event->number<uint32_t>(1).value_or(0));
-            lastShutter = event->is(MessageId::ConsumerShutter) ? event->number<int64_t>(2) : std::nullopt;
+            scanned.push_back(event->number<uint32_t>(Arg::Frame).value_or(0));
+            lastShutter = event->is(MessageId::ConsumerShutter) ? event->number<int64_t>(Arg::ShutterTs) : std::nullopt;
         } else if (stage == kProducerScan) {
-            producerScanned.push_back(event->number<uint32_t>(1).value_or(0));
+            producerScanned.push_back(event->number<uint32_t>(Arg::Frame).value_or(0));
         } else if (stage == kMoved) {
-            moved.push_back(event->number<uint32_t>(1).value_or(0));
+            moved.push_back(event->number<uint32_t>(Arg::ZslFrame).value_or(0));
         } else if (stage == kAnchor) {
-            anchorList = messages::numbersIn(event->text(3));
+            anchorList = messages::numbersIn(event->text(Arg::FrameList));
         }
     }
     const std::vector<uint32_t> &consumer = step.consumer;

@@ -59,37 +59,12 @@ PluginEvent::PluginEvent(const PluginMessage &message, const std::vector<std::st
     std::copy(args.begin(), args.begin() + static_cast<std::ptrdiff_t>(mCount), mArgs.begin());
 }
 
-std::optional<size_t> PluginEvent::argumentAfter(std::string_view label) const
+std::string_view PluginEvent::text(Arg arg) const
 {
-    std::string_view format = mMessage->format;
-    size_t index = 0;
-    for (size_t at = format.find('%'); at != std::string_view::npos; at = format.find('%', at + 1), ++index)
-        if (at >= label.size() && format.substr(at - label.size(), label.size()) == label)
-            return index;
-    return std::nullopt;
-}
-
-std::optional<uint32_t> PluginEvent::fwkFrame() const
-{
-    for (const char *label : {"fwkFrame:", "fwkFrameNum = "})
-        if (auto at = argumentAfter(label))
-            return number<uint32_t>(*at);
-    return std::nullopt;
-}
-
-std::optional<uint32_t> PluginEvent::zslFrame() const
-{
-    for (const char *label : {"zslFrame: ", "checkFrameNum = "})
-        if (auto at = argumentAfter(label))
-            return number<uint32_t>(*at);
-    return std::nullopt;
-}
-
-std::optional<int> PluginEvent::camera() const
-{
-    if (auto at = argumentAfter(",camid:"))
-        return number<int>(*at);
-    return std::nullopt;
+    for (size_t i = 0; i < mCount; ++i)
+        if (mMessage->args[i] == arg)
+            return mArgs[i];
+    return {};
 }
 
 std::optional<int> PluginEvent::valueOf(std::string_view key) const

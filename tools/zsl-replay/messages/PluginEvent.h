@@ -24,7 +24,6 @@ namespace zsl::messages {
 
 class PluginEvent {
 public:
-    static constexpr size_t maxArgs() { return kMaxArgs; }
     // The event of a line's message text, or nothing when the plug-in
     // cannot write that text. The event views the text: keep the text.
     // `known`, when not -1, is index() of an event the text was decoded
@@ -44,23 +43,29 @@ public:
     char level() const { return mMessage->level; }
     bool is(MessageId id) const { return mMessage->id == id; }
 
-    // The i-th argument as printed, or the number it starts with (hex
-    // arguments in base 16).
-    std::string_view text(size_t i) const { return i < mCount ? mArgs[i] : std::string_view(); }
-    template <typename T> std::optional<T> number(size_t i, int base = 10) const
+    // An argument as printed, by its name in the message's table (empty when
+    // the message prints no such argument), or the number it starts with
+    // (hex arguments in base 16).
+    std::string_view text(Arg arg) const;
+    template <typename T> std::optional<T> number(Arg arg) const
     {
-        const std::string_view arg = text(i);
+        const std::string_view text = this->text(arg);
+        const int base = argShape(arg) == ArgShape::Hex ? 16 : 10;
         T value{};
-        const char *begin = arg.data() + (base == 16 && arg.substr(0, 2) == "0x" ? 2 : 0);
-        auto [end, error] = std::from_chars(begin, arg.data() + arg.size(), value, base);
+        const char *begin = text.data() + (base == 16 && text.substr(0, 2) == "0x" ? 2 : 0);
+        auto [end, error] = std::from_chars(begin, text.data() + text.size(), value, base);
         if (error != std::errc() || end == begin)
             return std::nullopt;
         return value;
     }
+    // The arguments as printed, in order: for a reader that keeps or
+    // compares them whole, not for one that reads what they mean.
+    size_t argCount() const { return mCount; }
+    std::string_view argAt(size_t i) const { return i < mCount ? mArgs[i] : std::string_view(); }
     // The frames the line names, where its message prints them.
-    std::optional<uint32_t> fwkFrame() const;
-    std::optional<uint32_t> zslFrame() const;
-    std::optional<int> camera() const;
+    std::optional<uint32_t> fwkFrame() const { return number<uint32_t>(Arg::FwkFrame); }
+    std::optional<uint32_t> zslFrame() const { return number<uint32_t>(Arg::ZslFrame); }
+    std::optional<int> camera() const { return number<int>(Arg::Camera); }
     // The states an AF line prints inside its text ("afMode=4 afState=3 lensState=1").
     std::optional<int> afMode() const { return valueOf("afMode="); }
     std::optional<int> afState() const { return valueOf("afState="); }
@@ -68,13 +73,10 @@ public:
 
 private:
     PluginEvent(const PluginMessage &message, const std::vector<std::string_view> &args);
-    // The argument printed right after `label` in the message's format.
-    std::optional<size_t> argumentAfter(std::string_view label) const;
     std::optional<int> valueOf(std::string_view key) const;
 
-    // No message prints more arguments (a test reads the table): kept in
-    // place, an event costs no allocation.
-    static constexpr size_t kMaxArgs = 8;
+    // Kept in place: an event costs no allocation.
+    static constexpr size_t kMaxArgs = kMaxMessageArgs;
     const PluginMessage *mMessage;
     std::array<std::string_view, kMaxArgs> mArgs;
     size_t mCount = 0;

@@ -8,6 +8,9 @@
  * sources, so a message added there and not here fails the build's tests.
  */
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -101,11 +104,72 @@ enum class MessageId : int {
     SensorRequestType
 };
 
+// What each argument of a message is, by name: a reader asks an event for
+// Arg::ZsdTs, never for its third argument. The same name means the same
+// thing in every message that prints it.
+enum class Arg : uint8_t {
+    None, // no argument: fills a message's list past its last
+    // The selector's configuration and isSelectorNeeded.
+    SupportPending,
+    WindowMs,
+    DefaultWindowMs,
+    ProjectWindowMs,
+    UserWindowMs,
+    SelectorName,
+    IsNeeded,
+    // selectZSLFrames.
+    FwkFrame,
+    QueueName,
+    FrameList, // frame numbers, each followed by a blank
+    AnchorTs,
+    MotionCapType,
+    ZsdTs,
+    CurTime,
+    Frame, // a listed frame
+    ShutterTs,
+    AnchorOffset,
+    CsBegin,
+    // checkFrame.
+    ZslFrame, // the frame judged, or passed over by the selection
+    Ev,
+    HistoryEv,
+    TargetEv,
+    AfInfo, // "afMode=4 afState=2 lensState=0"
+    Caller,
+    Tag,
+    Value,
+    Accepted, // the accepted values, "2,3,4"
+    Bc,
+    Camera,
+    SrEnable,
+    // The sensor-mode checks.
+    ReqtMasterId,
+    MasterRoleId,
+    AiHLFrameNum,
+    SelectorAddress,
+    SensorMode,
+    DesiredSensorMode,
+    LogicalId,
+    SensorPolicyMask,
+    CameraRoleType,
+    ModeSelectMask,
+    ModeOffset,
+};
+
+// How an argument is printed: a decimal number, a hex number, any text, a
+// pointer. A test holds each name's shape against every conversion it names.
+enum class ArgShape { Decimal, Hex, Text, Pointer };
+ArgShape argShape(Arg arg);
+
+// No message prints more arguments (a test reads the table).
+constexpr size_t kMaxMessageArgs = 8;
+
 struct PluginMessage {
     std::string_view format; // as the plug-in passes it to the log
     char level;              // 'D' debug, 'I' info
     MessageKind kind;
     MessageId id;
+    std::array<Arg, kMaxMessageArgs> args; // each conversion's name, in order
 };
 
 const std::vector<PluginMessage> &pluginMessages();

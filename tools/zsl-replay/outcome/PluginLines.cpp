@@ -16,6 +16,7 @@ namespace zsl::outcome {
 
 namespace {
 
+using messages::Arg;
 using messages::MessageId;
 using messages::PluginEvent;
 
@@ -44,8 +45,8 @@ std::optional<Refusal> ruleOf(const PluginEvent &event, std::string_view text)
     const std::string words(text.substr(0, text.find_last_not_of(' ') + 1));
     switch (event.id()) {
     case MessageId::EvFail:
-        return Refusal{words, "EV: frame " + std::to_string(event.number<int>(0).value_or(0)) + ", request " +
-                                  std::to_string(event.number<int>(1).value_or(0))};
+        return Refusal{words, "EV: frame " + std::to_string(event.number<int>(Arg::HistoryEv).value_or(0)) +
+                                  ", request " + std::to_string(event.number<int>(Arg::TargetEv).value_or(0))};
     case MessageId::AfFail:
         return Refusal{words, "AF: mode " + named(kAfMode, event.afMode()) + ", state " +
                                   named(kAfState, event.afState()) + ", lens " + named(kLensState, event.lensState())};
@@ -57,15 +58,15 @@ std::optional<Refusal> ruleOf(const PluginEvent &event, std::string_view text)
         return Refusal{words, "AF: android.lens.state missing"};
     case MessageId::TagMissing:
         return Refusal{words,
-                       event.number<uint32_t>(1, 16) == kAeState ? "AE: android.control.aeState missing" : words};
+                       event.number<uint32_t>(Arg::Tag) == kAeState ? "AE: android.control.aeState missing" : words};
     case MessageId::MetadataNull:
         return Refusal{words, "no metadata"};
     case MessageId::TagValue: { // the AE check prints the state it saw and the states it accepts
-        if (event.number<uint32_t>(1, 16) != kAeState)
+        if (event.number<uint32_t>(Arg::Tag) != kAeState)
             return std::nullopt;
-        const std::optional<int> state = event.number<int>(2);
+        const std::optional<int> state = event.number<int>(Arg::Value);
         return Refusal{"aeState " + std::to_string(state.value_or(-1)) + " not settled (accepted " +
-                           std::string(event.text(3)) + ")",
+                           std::string(event.text(Arg::Accepted)) + ")",
                        aeExplanation(state)};
     }
     default:
@@ -86,25 +87,25 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
         readRequestLine(*event, result.request);
         switch (event->id()) {
         case MessageId::Consumer:
-            result.consumer = messages::numbersIn(event->text(2));
+            result.consumer = messages::numbersIn(event->text(Arg::FrameList));
             break;
         case MessageId::Producer:
-            result.producer = messages::numbersIn(event->text(2));
+            result.producer = messages::numbersIn(event->text(Arg::FrameList));
             break;
         case MessageId::AnchorPick: {
-            const uint32_t type = event->number<uint32_t>(1, 16).value_or(0);
+            const uint32_t type = event->number<uint32_t>(Arg::MotionCapType).value_or(0);
             if ((type & 0xFF) == 1) // a motion capture: zsdTs follows the anchor time stamp
-                result.motionCapture = {event->number<int64_t>(0).value_or(0), type};
+                result.motionCapture = {event->number<int64_t>(Arg::AnchorTs).value_or(0), type};
             break;
         }
         case MessageId::Window:
-            result.zsdTs = event->number<int64_t>(1);
-            result.curTime = event->number<int64_t>(2);
+            result.zsdTs = event->number<int64_t>(Arg::ZsdTs);
+            result.curTime = event->number<int64_t>(Arg::CurTime);
             break;
         case MessageId::ConsumerShutter:
         case MessageId::ProducerShutter: {
-            auto frame = event->number<uint32_t>(1);
-            auto shutter = event->number<int64_t>(2);
+            auto frame = event->number<uint32_t>(Arg::Frame);
+            auto shutter = event->number<int64_t>(Arg::ShutterTs);
             if (frame && shutter) {
                 lastExamined = {*frame, *shutter};
                 result.shutterNs.emplace(*frame, *shutter);
@@ -112,20 +113,20 @@ void readSelectionLines(const std::vector<kohost::LogLine> &lines, StepOutcome &
             break;
         }
         case MessageId::Anchor:
-            result.anchorOffset = event->number<int32_t>(1);
-            result.csbegin = event->number<int32_t>(2);
+            result.anchorOffset = event->number<int32_t>(Arg::AnchorOffset);
+            result.csbegin = event->number<int32_t>(Arg::CsBegin);
             break;
         case MessageId::ConsumerGone:
-            if (auto gone = event->number<uint32_t>(1))
+            if (auto gone = event->number<uint32_t>(Arg::Frame))
                 result.warnings.push_back(
                     {*gone, "frame " + std::to_string(*gone) + " is listed but has left the queue (no record)",
                      StepWarning::Kind::LeftQueue});
             break;
         case MessageId::BeginMoved:
-            if (auto lacked = event->number<uint32_t>(1))
+            if (auto lacked = event->number<uint32_t>(Arg::ZslFrame))
                 result.warnings.push_back({*lacked,
                                            "the selection's first frame " + std::to_string(*lacked) +
-                                               " was passed over: queue [" + std::string(event->text(2)) +
+                                               " was passed over: queue [" + std::string(event->text(Arg::FrameList)) +
                                                "] does not hold it",
                                            StepWarning::Kind::FirstFrameLacked});
             break;
@@ -155,8 +156,10 @@ std::vector<uint32_t> producerWithoutRecord(const StepOutcome &step)
 
 SelectorConfig configOf(const PluginEvent &configLine)
 {
-    return SelectorConfig{configLine.number<int>(0).value_or(0) != 0, configLine.number<int64_t>(2).value_or(0),
-                          configLine.number<int64_t>(3).value_or(0), configLine.number<int64_t>(4).value_or(0)};
+    return SelectorConfig{configLine.number<int>(Arg::SupportPending).value_or(0) != 0,
+                          configLine.number<int64_t>(Arg::DefaultWindowMs).value_or(0),
+                          configLine.number<int64_t>(Arg::ProjectWindowMs).value_or(0),
+                          configLine.number<int64_t>(Arg::UserWindowMs).value_or(0)};
 }
 
 std::optional<SelectorConfig> configIn(const std::vector<kohost::LogLine> &lines)
@@ -172,10 +175,10 @@ void readRequestLine(const PluginEvent &event, RequestSeen &seen)
 {
     switch (event.id()) {
     case MessageId::RequestEv:
-        seen.ev = seen.ev ? seen.ev : event.number<int>(0);
+        seen.ev = seen.ev ? seen.ev : event.number<int>(Arg::Ev);
         break;
     case MessageId::SuperResolutionOn:
-        seen.superResolution = seen.superResolution ? seen.superResolution : event.number<int>(0);
+        seen.superResolution = seen.superResolution ? seen.superResolution : event.number<int>(Arg::SrEnable);
         break;
     case MessageId::SensorStart:
         seen.sensorCheck = true;
@@ -184,14 +187,15 @@ void readRequestLine(const PluginEvent &event, RequestSeen &seen)
         seen.desiredSensorModeSet = true;
         [[fallthrough]];
     case MessageId::SensorDesiredUnset:
-        seen.desiredSensorMode = seen.desiredSensorMode ? seen.desiredSensorMode : event.number<int32_t>(0);
+        seen.desiredSensorMode =
+            seen.desiredSensorMode ? seen.desiredSensorMode : event.number<int32_t>(Arg::DesiredSensorMode);
         break;
     case MessageId::QuickSnapshot:
         seen.quickSnapshot = true;
         break;
     case MessageId::AnchorPick:
-        seen.anchorTs = seen.anchorTs ? seen.anchorTs : event.number<int64_t>(0);
-        seen.motionCapType = seen.motionCapType ? seen.motionCapType : event.number<uint32_t>(1, 16);
+        seen.anchorTs = seen.anchorTs ? seen.anchorTs : event.number<int64_t>(Arg::AnchorTs);
+        seen.motionCapType = seen.motionCapType ? seen.motionCapType : event.number<uint32_t>(Arg::MotionCapType);
         break;
     default:
         break;
@@ -235,11 +239,11 @@ Refusal refusal(const std::vector<kohost::LogLine> &log)
         }
         case MessageId::SensorFrameMode:
         case MessageId::SensorFrameModeNoMeta:
-            if (auto mode = event->number<int>(2))
+            if (auto mode = event->number<int>(Arg::SensorMode))
                 frameMode = std::to_string(*mode);
             break;
         case MessageId::SensorRequestMode:
-            if (auto mode = event->number<int>(2))
+            if (auto mode = event->number<int>(Arg::SensorMode))
                 requestMode = std::to_string(*mode);
             break;
         case MessageId::SensorMismatch:
