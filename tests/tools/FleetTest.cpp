@@ -425,19 +425,36 @@ TEST(FleetInputs, WhatCannotBeReadIsNamed)
 
 TEST(FleetSummaryParts, RefusalClassesPercentilesAndFingerprints)
 {
+    // A refusal's classes, from the plug-in's lines of one frame check.
+    const std::string own = "[ZSLSelector] fwkFrame:1, No zslFrame: 2invalid";
+    auto camera = [](int id) { return "[ZSLSelector] fwkFrame:1, No zslFrame: 2 ,camid:" + std::to_string(id) + " invalid"; };
     const struct {
-        const char *explanation;
+        std::vector<std::string> lines;
         std::vector<std::string> classes;
     } refusals[] = {
-        {"AE: state 1 SEARCHING, not 2 CONVERGED, 3 LOCKED or 4 FLASH_REQUIRED", {"ae"}},
-        {"camera 2: AF: mode 4, state 3, lens 1; camera 3: AF: android.lens.state missing", {"af"}},
-        {"camera 1: EV: frame 0, request 2; camera 2: sensor mode: frame 2, request 3", {"ev", "sensor_mode"}},
-        {"no metadata", {"no_metadata"}},
-        {"not in the log: the system log was closed", {"unlogged"}},
-        {"something the plug-in says one day", {"other"}},
+        {{"[isAEStable] tag(0x1001f) val=1 target=2,3,4 bc=0", "AE X", own}, {"ae"}},
+        {{"[isAEStable] tag(0x1001f) not found!", "AE X", own}, {"ae"}},
+        {{"AF fail: afMode=4 afState=3 lensState=1", "AF X", camera(2), "android.lens.state not found!", "AF X",
+          camera(3)},
+         {"af"}},
+        {{"isRequiredEV fail: EV(History)=0, EV(Target)=2", "hf does not include tareget EV", camera(1),
+          "[ZSLSelector] fwkFrame:1 zslFrame: 2 zslFrame perframeSensorMode:2",
+          "[ZSLSelector] fwkFrame:1 zslFrame: 2 reqestFrame reqDesiredSensorMode:3",
+          "[ZSLSelector] checkDesiredSensorMode fail!  fwkFrame:1 zslFrame: 2"},
+         {"ev", "sensor_mode"}},
+        {{"Metadata is nullptr", own}, {"no_metadata"}},
+        {{"get EV setting=0"}, {"unlogged"}},
+        {{"[isOther] tag(0x80009) not found!", own}, {"other"}},
+        {{"AF ok: afMode=4 afState=2 lensState=0", camera(2)}, {"other"}}, // no rule line refused it
     };
-    for (const auto &c : refusals)
-        EXPECT_EQ(refusalClasses(c.explanation), c.classes) << c.explanation;
+    for (const auto &c : refusals) {
+        std::vector<kohost::LogLine> lines;
+        for (const std::string &text : c.lines) {
+            lines.emplace_back();
+            lines.back().text = text;
+        }
+        EXPECT_EQ(refusalClassNames(refusal(lines).classes), c.classes) << c.lines.front();
+    }
 
     const std::vector<double> lags = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
     for (const auto &[p, expected] : std::vector<std::pair<double, double>>{{50, 50}, {90, 90}, {99, 100}, {100, 100}, {1, 10}})

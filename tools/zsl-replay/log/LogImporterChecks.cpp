@@ -312,6 +312,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
         Refusal why = refusal(call.lines);
         check.reason = std::move(why.reason);
         check.explanation = std::move(why.explanation);
+        check.refusalClasses = why.classes;
     }
     for (auto &[source, states] : named)
         step.states[source][check.frame] = states;

@@ -78,6 +78,7 @@ void LogImporter::resolve(size_t index)
             Refusal why = refusal(check.log);
             check.reason = std::move(why.reason);
             check.explanation = std::move(why.explanation);
+            check.refusalClasses = why.classes;
         } else {
             check.unknown = "the sensor-mode check writes its verdict at debug level, and " + noDebug;
         }

@@ -54,6 +54,17 @@ struct StepWarning {
     Kind kind = Kind::LeftQueue;
 };
 
+// The class of rule a refusal names, by its stable name in the table and
+// the summaries (kRefusalClasses, in this order).
+enum class RefusalClass : uint8_t { Ae, Af, Ev, SensorMode, NoMetadata, Unlogged, Other };
+constexpr const char *kRefusalClasses[] = {"ae", "af", "ev", "sensor_mode", "no_metadata", "unlogged", "other"};
+// A set of them, one bit each.
+using RefusalClasses = uint8_t;
+constexpr RefusalClasses bitOf(RefusalClass kind)
+{
+    return static_cast<RefusalClasses>(1u << static_cast<unsigned>(kind));
+}
+
 struct CheckOutcome {
     uint32_t frame = 0;
     std::pair<bool, bool> verdict;
@@ -66,6 +77,7 @@ struct CheckOutcome {
     // selection order.
     bool frameInferred = false;
     std::vector<kohost::LogLine> log;
+    RefusalClasses refusalClasses = 0; // for a refusal: the classes of rule it names
 };
 
 // What the lines of a step's frame checks show of the capture request

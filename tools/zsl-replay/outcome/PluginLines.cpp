@@ -45,29 +45,34 @@ std::optional<Refusal> ruleOf(const PluginEvent &event, std::string_view text)
     const std::string words(text.substr(0, text.find_last_not_of(' ') + 1));
     switch (event.id()) {
     case MessageId::EvFail:
-        return Refusal{words, "EV: frame " + std::to_string(event.number<int>(Arg::HistoryEv).value_or(0)) +
-                                  ", request " + std::to_string(event.number<int>(Arg::TargetEv).value_or(0))};
-    case MessageId::AfFail:
-        return Refusal{words, "AF: mode " + named(kAfMode, event.afMode()) + ", state " +
-                                  named(kAfState, event.afState()) + ", lens " + named(kLensState, event.lensState())};
-    case MessageId::AfModeMissing:
-        return Refusal{words, "AF: android.control.afMode missing"};
-    case MessageId::AfStateMissing:
-        return Refusal{words, "AF: android.control.afState missing"};
-    case MessageId::LensStateMissing:
-        return Refusal{words, "AF: android.lens.state missing"};
-    case MessageId::TagMissing:
         return Refusal{words,
-                       event.number<uint32_t>(Arg::Tag) == kAeState ? "AE: android.control.aeState missing" : words};
+                       "EV: frame " + std::to_string(event.number<int>(Arg::HistoryEv).value_or(0)) + ", request " +
+                           std::to_string(event.number<int>(Arg::TargetEv).value_or(0)),
+                       bitOf(RefusalClass::Ev)};
+    case MessageId::AfFail:
+        return Refusal{words,
+                       "AF: mode " + named(kAfMode, event.afMode()) + ", state " + named(kAfState, event.afState()) +
+                           ", lens " + named(kLensState, event.lensState()),
+                       bitOf(RefusalClass::Af)};
+    case MessageId::AfModeMissing:
+        return Refusal{words, "AF: android.control.afMode missing", bitOf(RefusalClass::Af)};
+    case MessageId::AfStateMissing:
+        return Refusal{words, "AF: android.control.afState missing", bitOf(RefusalClass::Af)};
+    case MessageId::LensStateMissing:
+        return Refusal{words, "AF: android.lens.state missing", bitOf(RefusalClass::Af)};
+    case MessageId::TagMissing:
+        if (event.number<uint32_t>(Arg::Tag) == kAeState)
+            return Refusal{words, "AE: android.control.aeState missing", bitOf(RefusalClass::Ae)};
+        return Refusal{words, words, bitOf(RefusalClass::Other)};
     case MessageId::MetadataNull:
-        return Refusal{words, "no metadata"};
+        return Refusal{words, "no metadata", bitOf(RefusalClass::NoMetadata)};
     case MessageId::TagValue: { // the AE check prints the state it saw and the states it accepts
         if (event.number<uint32_t>(Arg::Tag) != kAeState)
             return std::nullopt;
         const std::optional<int> state = event.number<int>(Arg::Value);
         return Refusal{"aeState " + std::to_string(state.value_or(-1)) + " not settled (accepted " +
                            std::string(event.text(Arg::Accepted)) + ")",
-                       aeExplanation(state)};
+                       aeExplanation(state), bitOf(RefusalClass::Ae)};
     }
     default:
         return std::nullopt;
@@ -234,7 +239,9 @@ Refusal refusal(const std::vector<kohost::LogLine> &log)
         case MessageId::RefusedOwn: {
             const std::optional<int> camera = event->camera();
             const std::string who = camera ? "camera " + std::to_string(*camera) + ": " : "";
-            reasons.push_back({who + rule.reason, who + rule.explanation});
+            // A refusal after no rule line of the plug-in's is of no known class.
+            reasons.push_back(
+                {who + rule.reason, who + rule.explanation, rule.classes ? rule.classes : bitOf(RefusalClass::Other)});
             break;
         }
         case MessageId::SensorFrameMode:
@@ -248,7 +255,8 @@ Refusal refusal(const std::vector<kohost::LogLine> &log)
             break;
         case MessageId::SensorMismatch:
             reasons.push_back({"sensor mode " + frameMode + ", request wants " + requestMode,
-                               "sensor mode: frame " + frameMode + ", request " + requestMode});
+                               "sensor mode: frame " + frameMode + ", request " + requestMode,
+                               bitOf(RefusalClass::SensorMode)});
             break;
         case MessageId::SensorStart:
             sensorCheck = true;
@@ -259,45 +267,29 @@ Refusal refusal(const std::vector<kohost::LogLine> &log)
     }
     if (reasons.empty()) {
         if (sensorCheck)
-            return {"no sensor-mode queue", "sensor mode: no sensor-mode queue to compare with"};
-        return {"refused (no reason in the system log)", "not in the log: the system log was closed"};
+            return {"no sensor-mode queue", "sensor mode: no sensor-mode queue to compare with",
+                    bitOf(RefusalClass::SensorMode)};
+        return {"refused (no reason in the system log)", "not in the log: the system log was closed",
+                bitOf(RefusalClass::Unlogged)};
     }
     Refusal all;
     for (const Refusal &reason : reasons) {
         all.reason += (all.reason.empty() ? "" : "; ") + reason.reason;
         all.explanation += (all.explanation.empty() ? "" : "; ") + reason.explanation;
+        all.classes |= reason.classes;
     }
+    if (all.explanation.empty()) // one refusal, of no rule's and no camera's: nothing to count
+        all.classes = 0;
     return all;
 }
 
-std::vector<std::string> refusalClasses(std::string_view explanation)
+std::vector<std::string> refusalClassNames(RefusalClasses classes)
 {
-    // Each of the explanation's parts, "[camera N: ]CLASS: ...", by the words
-    // explain() and refusal() start it with.
-    static const std::pair<std::string_view, std::string_view> kStarts[] = {{"AE: ", "ae"},
-                                                                            {"AF: ", "af"},
-                                                                            {"EV: ", "ev"},
-                                                                            {"sensor mode: ", "sensor_mode"},
-                                                                            {"no metadata", "no_metadata"},
-                                                                            {"not in the log: ", "unlogged"}};
-    std::set<std::string_view> named;
-    while (!explanation.empty()) {
-        const size_t end = std::min(explanation.find("; "), explanation.size());
-        std::string_view part = explanation.substr(0, end);
-        explanation.remove_prefix(std::min(end + 2, explanation.size()));
-        if (part.rfind("camera ", 0) == 0 && part.find(": ") != std::string_view::npos)
-            part.remove_prefix(part.find(": ") + 2);
-        std::string_view kind = "other";
-        for (const auto &[start, name] : kStarts)
-            if (part.rfind(start, 0) == 0)
-                kind = name;
-        named.insert(kind);
-    }
-    std::vector<std::string> classes;
-    for (const char *kind : kRefusalClasses)
-        if (named.count(kind))
-            classes.emplace_back(kind);
-    return classes;
+    std::vector<std::string> names;
+    for (size_t kind = 0; kind < std::size(kRefusalClasses); ++kind)
+        if (classes & bitOf(static_cast<RefusalClass>(kind)))
+            names.emplace_back(kRefusalClasses[kind]);
+    return names;
 }
 
 } // namespace zsl::outcome

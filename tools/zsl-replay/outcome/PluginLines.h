@@ -48,13 +48,12 @@ void addRequestSeen(RequestSeen &seen, const RequestSeen &later);
 struct Refusal {
     std::string reason;
     std::string explanation;
+    RefusalClasses classes = 0; // each rule's class, once
 };
 Refusal refusal(const std::vector<kohost::LogLine> &lines);
 
-// The classes of rule a refusal's explanation names, each once, in the
-// order of kRefusalClasses: a frame refused by two cameras for AE counts
-// once for AE.
-constexpr const char *kRefusalClasses[] = {"ae", "af", "ev", "sensor_mode", "no_metadata", "unlogged", "other"};
-std::vector<std::string> refusalClasses(std::string_view explanation);
+// The stable names of a set of refusal classes, in the order of
+// kRefusalClasses: a frame refused by two cameras for AE counts once for AE.
+std::vector<std::string> refusalClassNames(RefusalClasses classes);
 
 } // namespace zsl::outcome

@@ -132,7 +132,7 @@ CaptureRow captureRow(const SessionOutcome &session, const StepOutcome &step)
             ++row.verdictUnknown;
         } else if (!check.verdict.first) {
             ++row.refusedFrames;
-            for (const std::string &kind : refusalClasses(check.explanation))
+            for (const std::string &kind : refusalClassNames(check.refusalClasses))
                 ++row.refused[kind];
         }
     }

@@ -46,6 +46,7 @@ CheckOutcome check(kohal::ZSLSelectorBase &selector, const kohost::LogRecorder &
         Refusal why = refusal(result.log);
         result.reason = std::move(why.reason);
         result.explanation = std::move(why.explanation);
+        result.refusalClasses = why.classes;
     }
     return result;
 }
