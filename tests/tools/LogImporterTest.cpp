@@ -6,6 +6,7 @@
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
 #include "log/LogcatFormats.h"
+#include "outcome/FrameText.h"
 #include "outcome/PluginLines.h"
 #include "messages/PluginEvent.h"
 #include "output/LogcatWriter.h"
@@ -107,8 +108,8 @@ TEST(LogImporterRules, TheFirstOfTwoCamerasRefusedIsNamed)
     EXPECT_TRUE(refusedByCamera0);
     for (const StepOutcome &step : read.steps)
         if (!step.states.empty()) {
-            EXPECT_TRUE(step.states.count("cam 0")) << step.states.begin()->first;
-            EXPECT_FALSE(step.states.count("cam ?1"));
+            EXPECT_TRUE(step.states.count(StatesSource::camera(0))) << statesSourceText(step.states.begin()->first);
+            EXPECT_FALSE(step.states.count(StatesSource::unknownCamera(1)));
         }
 }
 

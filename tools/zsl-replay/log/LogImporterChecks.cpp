@@ -113,7 +113,7 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     std::optional<uint32_t> frame, fwkFrame;
     bool refused = false, sensorFailed = false, sensorOwnMode = false, sensorOpened = false, sensorEnded = false;
     std::vector<FrameStates> blocks(1);
-    std::map<std::string, FrameStates> named;
+    std::map<StatesSource, FrameStates> named;
     std::optional<int32_t> sensorMode;
     RequestSeen request; // what this call's lines show of the request
     for (const kohost::LogLine &line : call.lines) {
@@ -182,9 +182,9 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
     const bool cameras = blocks.size() > 1 || thread.cameraAt.count(0);
     for (size_t i = 0; i < blocks.size(); ++i) {
         auto known = thread.cameraAt.find(i);
-        named[!cameras                         ? ""
-              : known != thread.cameraAt.end() ? "cam " + std::to_string(known->second)
-                                               : "cam ?" + std::to_string(i + 1)] = blocks[i];
+        named[!cameras                         ? StatesSource{}
+              : known != thread.cameraAt.end() ? StatesSource::camera(known->second)
+                                               : StatesSource::unknownCamera(static_cast<int>(i + 1))] = blocks[i];
     }
 
     // The step the check belongs to: this thread's last capture of the same

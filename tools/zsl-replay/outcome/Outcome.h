@@ -54,6 +54,25 @@ struct StepWarning {
     Kind kind = Kind::LeftQueue;
 };
 
+// Whose metadata a frame's states are: the frame's own, or a physical
+// camera's, by its id or, where a log never showed the id, by its place in
+// the frame's record (from 1). The own first, then the cameras, then those
+// without an id; ids in the order their decimal text sorts, the order every
+// output has shown them in.
+struct StatesSource {
+    enum class Kind { Own, Camera, UnknownCamera };
+    Kind kind = Kind::Own;
+    int id = 0; // the camera id, or its place in the record
+
+    static StatesSource camera(int id) { return {Kind::Camera, id}; }
+    static StatesSource unknownCamera(int place) { return {Kind::UnknownCamera, place}; }
+    bool isCamera() const { return kind != Kind::Own; }
+    bool operator<(const StatesSource &other) const
+    {
+        return kind != other.kind ? kind < other.kind : std::to_string(id) < std::to_string(other.id);
+    }
+};
+
 // The class of rule a refusal names, by its stable name in the table and
 // the summaries (kRefusalClasses, in this order).
 enum class RefusalClass : uint8_t { Ae, Af, Ev, SensorMode, NoMetadata, Unlogged, Other };
@@ -119,10 +138,9 @@ struct StepOutcome {
     std::vector<uint32_t> producer;
     bool producerKnown = true;             // false: a log that never showed the producer list
     std::map<uint32_t, int64_t> shutterNs; // the metadata queue's records
-    // The metadata queue's records' states by source ("" the frame's own
-    // metadata, "cam N" a physical camera's), and the first sensor-mode
-    // queue's records' modes.
-    std::map<std::string, std::map<uint32_t, FrameStates>> states;
+    // The metadata queue's records' states by whose metadata they are, and
+    // the first sensor-mode queue's records' modes.
+    std::map<StatesSource, std::map<uint32_t, FrameStates>> states;
     std::map<uint32_t, int32_t> sensorModes;
     std::vector<CheckOutcome> checks;
     std::vector<uint32_t> taken; // the frames the host takes

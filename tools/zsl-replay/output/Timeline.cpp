@@ -210,7 +210,8 @@ double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepO
                 text(svg, *fx, y, 9, "middle", "cell", shortName(tag, *value));
             }
             if (any) {
-                text(svg, 10, y, 10, "start", "axis", (source.empty() ? "" : source + " ") + label);
+                text(svg, 10, y, 10, "start", "axis",
+                     (source.isCamera() ? statesSourceText(source) + " " : "") + label);
                 y += kStripHeight;
             }
         }

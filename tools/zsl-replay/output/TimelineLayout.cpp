@@ -2,6 +2,8 @@
 
 #include "output/TimelineLayout.h"
 
+#include "outcome/FrameText.h"
+
 #include <map>
 #include <set>
 
@@ -90,7 +92,7 @@ void layOutStep(TimelineFormat &out, bool fromLog, int stepTrack, const StepOutc
             auto shutter = step.shutterNs.find(frame);
             if (shutter == step.shutterNs.end())
                 continue;
-            const std::string suffix = source.empty() ? "" : " (" + source + ")";
+            const std::string suffix = source.isCamera() ? " (" + statesSourceText(source) + ")" : "";
             if (states.aeState)
                 out.counter("AE state" + suffix, shutter->second, *states.aeState);
             if (states.afState)

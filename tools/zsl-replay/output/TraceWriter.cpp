@@ -116,22 +116,22 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     const int64_t interval = intervals.empty() ? kFrameIntervalNs : intervals[intervals.size() / 2];
     // Cameras whose id the log never showed ("cam ?2": the second of the
     // record) take the lowest ids no logged camera has.
-    std::set<std::string> ids;
-    std::map<std::string, std::string> unknownIds;
+    std::set<int> ids;
+    std::map<int, int> unknownIds; // by place in the record
     for (const auto &entry : step.states)
-        if (entry.first.rfind("cam ", 0) == 0 && entry.first[4] != '?')
-            ids.insert(entry.first.substr(4));
+        if (entry.first.kind == StatesSource::Kind::Camera)
+            ids.insert(entry.first.id);
     for (const auto &entry : step.states)
-        if (entry.first.rfind("cam ?", 0) == 0) {
+        if (entry.first.kind == StatesSource::Kind::UnknownCamera) {
             int id = 0;
-            while (ids.count(std::to_string(id)))
+            while (ids.count(id))
                 ++id;
-            ids.insert(unknownIds[entry.first] = std::to_string(id));
+            ids.insert(unknownIds[entry.first.id] = id);
         }
     if (!unknownIds.empty())
         filled.push_back("cameras whose id is not in the log take the lowest free ids");
-    auto cameraId = [&unknownIds](const std::string &source) {
-        return unknownIds.count(source) ? unknownIds.at(source) : source.substr(4);
+    auto cameraId = [&unknownIds](const StatesSource &source) {
+        return std::to_string(source.kind == StatesSource::Kind::UnknownCamera ? unknownIds.at(source.id) : source.id);
     };
     std::vector<uint32_t> gone, estimated;
     for (const StepWarning &warning : step.warnings)
@@ -157,12 +157,12 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
         last = ns;
         Json record;
         record["shutter"] = ns;
-        auto own = step.states.find("");
+        auto own = step.states.find(StatesSource{});
         if (own != step.states.end() && own->second.count(frame))
             record["metadata"] = metadataOf(own->second.at(frame));
         Json physical = Json::object();
         for (const auto &[source, states] : step.states)
-            if (source.rfind("cam ", 0) == 0 && states.count(frame))
+            if (source.isCamera() && states.count(frame))
                 physical[cameraId(source)] = metadataOf(states.at(frame));
         if (!physical.empty())
             record["physical"] = physical;

@@ -49,9 +49,9 @@ Scene buildScene(const TraceSpec &trace, int64_t captureNs)
                 if (firstMeta) {
                     scene.shutterNs[frame.frameNum] = info.shutterTime;
                     if (info.metadata)
-                        scene.states[""][frame.frameNum] = statesOf(info.metadata);
+                        scene.states[outcome::StatesSource{}][frame.frameNum] = statesOf(info.metadata);
                     for (const auto &[camera, meta] : info.physicalMetadata)
-                        scene.states["cam " + std::to_string(camera)][frame.frameNum] = statesOf(meta);
+                        scene.states[outcome::StatesSource::camera(camera)][frame.frameNum] = statesOf(meta);
                 }
                 queue->putMetaFrame(frame.frameNum, std::move(info));
             } else if (input.type == kohal::ZSL_QUEUE_TYPE_SENSOR_MODE) {

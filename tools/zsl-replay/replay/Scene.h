@@ -27,8 +27,8 @@ struct Scene {
     std::vector<outcome::QueueView> views;
     const QueueSpec *metaQueue = nullptr;  // the first metadata queue, which the selector reads
     std::map<uint32_t, int64_t> shutterNs; // its records' shutter times, rebased
-    std::map<std::string, std::map<uint32_t, outcome::FrameStates>> states; // its records' states, by source
-    std::map<uint32_t, int32_t> sensorModes;                                // the first sensor-mode queue's
+    std::map<outcome::StatesSource, std::map<uint32_t, outcome::FrameStates>> states; // its records' states, by source
+    std::map<uint32_t, int32_t> sensorModes;                                          // the first sensor-mode queue's
 };
 
 Scene buildScene(const TraceSpec &trace, int64_t captureNs);
