@@ -30,44 +30,45 @@ td.unknown p { margin: 0 0 0.3em; }
 .wrap { overflow-x: auto; }
 )";
 
-// The columns every capture shares, each a row of its view ("frame N" rows
-// are gathered into one column).
-const char *const kFacts[] = {"ZSL needed", "window", "anchor", "begin", "selected"};
+using View = ComparisonView;
 
-bool notKnown(const std::string &cell)
-{
-    return cell.rfind("not known", 0) == 0;
-}
+// The columns every capture shares, each a row of its view (the frame
+// checks' rows are gathered into one column).
+const std::pair<View::Fact, const char *> kFacts[] = {{View::Fact::Needed, "ZSL needed"},
+                                                      {View::Fact::Window, "window"},
+                                                      {View::Fact::Anchor, "anchor"},
+                                                      {View::Fact::Begin, "begin"},
+                                                      {View::Fact::Selected, "selected"}};
 
 // "before → after", or the value once when the two agree.
-std::string cell(const std::string &was, const std::string &now)
+std::string cell(const View::Cell &was, const View::Cell &now)
 {
-    const bool comparable = !notKnown(was) && !notKnown(now);
-    const bool differs = comparable && was != now;
-    const char *kind = notKnown(now) || notKnown(was) ? " class=\"open\"" : differs ? " class=\"differs\"" : "";
-    const std::string text = was == now ? was : was + " \u2192 " + now;
+    const bool open = was.state == View::State::NotKnown || now.state == View::State::NotKnown;
+    const char *kind = open ? " class=\"open\"" : was.text != now.text ? " class=\"differs\"" : "";
+    const std::string text = was.text == now.text ? was.text : was.text + " \u2192 " + now.text;
     return "<td" + std::string(kind) + ">" + escape(text) + "</td>";
 }
 
 // A frame check's verdict as a mark with its frame: "64 ✗".
-std::string mark(uint32_t frame, const std::string &verdict)
+std::string mark(uint32_t frame, const View::Cell &verdict)
 {
-    if (verdict == "-")
+    if (verdict.state == View::State::NoCheck)
         return "";
-    const char *sign = verdict == "accepted" ? "\u2713" : notKnown(verdict) ? "?" : "\u2717";
+    const char *sign = verdict.state == View::State::Accepted   ? "\u2713"
+                       : verdict.state == View::State::NotKnown ? "?"
+                                                                : "\u2717";
     return std::to_string(frame) + " " + sign;
 }
 
-std::string frameChecks(const ComparisonView &view)
+std::string frameChecks(const View &view)
 {
     std::string before, after;
-    for (const auto &[what, was, now] : view.rows) {
-        if (what.rfind("frame ", 0) != 0)
+    for (const View::Row &row : view.rows) {
+        if (row.fact != View::Fact::FrameCheck)
             continue;
-        const uint32_t frame = static_cast<uint32_t>(std::stoul(what.substr(6)));
-        if (const std::string m = mark(frame, was); !m.empty())
+        if (const std::string m = mark(row.frame, row.before); !m.empty())
             before += (before.empty() ? "" : ", ") + m;
-        if (const std::string m = mark(frame, now); !m.empty())
+        if (const std::string m = mark(row.frame, row.after); !m.empty())
             after += (after.empty() ? "" : ", ") + m;
     }
     if (before == after)
@@ -102,8 +103,8 @@ std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &sum
             "where both agree. Frame checks: \u2713 accepted, \u2717 refused, ? verdict not known. Shaded: "
             "differs; in italics: not known, with why in the last column.</p>\n";
     page << "<div class=\"wrap\"><table>\n<thead><tr><th>#</th><th>capture</th><th>what changed</th>";
-    for (const char *fact : kFacts)
-        page << "<th>" << fact << "</th>";
+    for (const auto &[fact, name] : kFacts)
+        page << "<th>" << name << "</th>";
     page << "<th>frame checks</th><th>taken</th><th>not known</th></tr></thead>\n<tbody>\n";
     size_t number = 0;
     for (const Capture &capture : mCaptures) {
@@ -113,18 +114,19 @@ std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &sum
         if (const size_t at = title.find(" (" + capture.input + ")"); mInputs.size() == 1 && at != std::string::npos)
             title.erase(at, capture.input.size() + 3);
         page << "<tr><td>" << ++number << "</td><td>" << escape(title) << "</td><td"
-             << (view.verdict.rfind("changed", 0) == 0 ? " class=\"changed\"" : "") << ">" << escape(view.verdict)
-             << "</td>";
-        auto rowOf = [&view](const std::string &what) {
-            return std::find_if(view.rows.begin(), view.rows.end(), [&](const auto &row) { return row[0] == what; });
+             << (view.changed.value_or(false) ? " class=\"changed\"" : "") << ">" << escape(view.verdict) << "</td>";
+        auto rowOf = [&view](View::Fact fact) {
+            return std::find_if(view.rows.begin(), view.rows.end(),
+                                [&](const View::Row &row) { return row.fact == fact; });
         };
-        for (const char *fact : kFacts) {
+        for (const auto &[fact, name] : kFacts) {
             const auto row = rowOf(fact);
-            page << (row == view.rows.end() ? "<td>-</td>" : cell((*row)[1], (*row)[2]));
+            page << (row == view.rows.end() ? "<td>-</td>" : cell(row->before, row->after));
         }
         page << frameChecks(view);
-        const auto taken = rowOf("taken");
-        page << (taken == view.rows.end() ? "<td>-</td>" : cell((*taken)[1], (*taken)[2])) << "<td class=\"unknown\">";
+        const auto taken = rowOf(View::Fact::Taken);
+        page << (taken == view.rows.end() ? "<td>-</td>" : cell(taken->before, taken->after))
+             << "<td class=\"unknown\">";
         for (const auto &[facts, reason] : view.notKnown)
             page << "<p>" << escape(facts) << ": " << escape(reason) << "</p>";
         page << "</td></tr>\n";

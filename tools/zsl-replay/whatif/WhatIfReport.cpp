@@ -75,16 +75,26 @@ std::string takenText(const Side &side)
            (side.takenInFull ? *side.takenInFull ? ", in full" : ", not in full" : "");
 }
 
-std::string verdictText(const Side &side, uint32_t frame)
+using View = ComparisonView;
+
+View::Cell verdictCell(const Side &side, uint32_t frame)
 {
     const auto &checks = side.step.checks;
     auto check =
         std::find_if(checks.begin(), checks.end(), [frame](const CheckOutcome &c) { return c.frame == frame; });
     if (check == checks.end())
-        return "-";
+        return {"-", View::State::NoCheck};
     if (!check->unknown.empty())
-        return "not known";
-    return check->verdict.first ? "accepted" : "refused: " + check->explanation;
+        return {"not known", View::State::NotKnown};
+    if (check->verdict.first)
+        return {"accepted", View::State::Accepted};
+    return {"refused: " + check->explanation, View::State::Refused};
+}
+
+// A fact's cell: its value where the side states it, else not known.
+View::Cell factCell(const Side &side, const char *fact, std::string text)
+{
+    return {std::move(text), side.states(fact) ? View::State::Known : View::State::NotKnown};
 }
 
 const char *moveText(AnchorMove move)
@@ -145,30 +155,35 @@ ComparisonView comparisonView(const Comparison &comparison)
     ComparisonView view;
     view.title = std::string(stepKindName(step.kind)) + " fwkFrame " + std::to_string(step.fwkFrame) + " (" +
                  comparison.input + ")" + (step.label.empty() ? "" : ": " + step.label);
-    auto row = [&view](std::string what, std::string was, std::string now) {
-        view.rows.push_back({std::move(what), std::move(was), std::move(now)});
+    auto row = [&view](View::Fact fact, std::string what, View::Cell was, View::Cell now) {
+        view.rows.push_back({fact, std::move(what), 0, std::move(was), std::move(now)});
     };
     if (step.needed)
-        row("ZSL needed", *step.needed ? "yes" : "no", after.step.needed.value_or(false) ? "yes" : "no");
+        row(View::Fact::Needed, "ZSL needed", {*step.needed ? "yes" : "no"},
+            {after.step.needed.value_or(false) ? "yes" : "no"});
     if (before.step.selectRan || after.step.selectRan) {
         auto window = [](const Side &side) {
             if (!side.states(fact::kZsdTs))
                 return openText(side, fact::kZsdTs);
             return side.step.zsdTs ? "after " + relativeMs(*side.step.zsdTs, side.step.captureNs) : std::string("-");
         };
-        row("window", window(before), window(after));
-        row("anchor", anchorText(before), anchorText(after));
+        row(View::Fact::Window, "window", factCell(before, fact::kZsdTs, window(before)),
+            factCell(after, fact::kZsdTs, window(after)));
+        row(View::Fact::Anchor, "anchor", factCell(before, fact::kAnchor, anchorText(before)),
+            factCell(after, fact::kAnchor, anchorText(after)));
         auto begin = [](const Side &side) {
             return !side.states(fact::kBegin) ? openText(side, fact::kBegin)
                    : side.step.csbegin        ? std::to_string(*side.step.csbegin)
                                               : std::string("-");
         };
-        row("begin", begin(before), begin(after));
+        row(View::Fact::Begin, "begin", factCell(before, fact::kBegin, begin(before)),
+            factCell(after, fact::kBegin, begin(after)));
         auto selected = [](const Side &side) {
             return side.states(fact::kSelected) ? frameText(side.step.selectedFrames, "none")
                                                 : openText(side, fact::kSelected);
         };
-        row("selected", selected(before), selected(after));
+        row(View::Fact::Selected, "selected", factCell(before, fact::kSelected, selected(before)),
+            factCell(after, fact::kSelected, selected(after)));
     }
     // Every frame either side checked, in list order.
     std::vector<uint32_t> frames = step.consumer;
@@ -177,17 +192,23 @@ ComparisonView comparisonView(const Comparison &comparison)
         for (const CheckOutcome &check : side->step.checks)
             if (std::find(frames.begin(), frames.end(), check.frame) == frames.end())
                 frames.push_back(check.frame);
-    for (uint32_t frame : frames)
-        if (verdictText(before, frame) != "-" || verdictText(after, frame) != "-")
-            row("frame " + std::to_string(frame), verdictText(before, frame), verdictText(after, frame));
+    for (uint32_t frame : frames) {
+        View::Cell was = verdictCell(before, frame), now = verdictCell(after, frame);
+        if (was.state != View::State::NoCheck || now.state != View::State::NoCheck) {
+            row(View::Fact::FrameCheck, "frame " + std::to_string(frame), std::move(was), std::move(now));
+            view.rows.back().frame = frame;
+        }
+    }
     if (step.kind == StepKind::Capture && step.selectRan)
-        row("taken", takenText(before), takenText(after));
-    const std::optional<bool> changed = comparison.changed();
-    const char *move = moveText(comparison.anchorMove());
-    view.verdict = std::string(!changed   ? "change not known"
-                               : *changed ? "changed"
-                                          : "unchanged") +
-                   (move && std::string(move) != "same" ? std::string(", anchor ") + move : "");
+        row(View::Fact::Taken, "taken", factCell(before, fact::kTaken, takenText(before)),
+            factCell(after, fact::kTaken, takenText(after)));
+    view.changed = comparison.changed();
+    const AnchorMove move = comparison.anchorMove();
+    view.verdict =
+        std::string(!view.changed   ? "change not known"
+                    : *view.changed ? "changed"
+                                    : "unchanged") +
+        (move == AnchorMove::Earlier || move == AnchorMove::Later ? std::string(", anchor ") + moveText(move) : "");
     // Facts not known for one reason are named together.
     for (const auto *side : {&before, &after}) {
         const size_t first = view.notKnown.size();
@@ -219,8 +240,8 @@ void writeComparisonText(std::ostream &out, const Comparison &comparison)
             << now << "\n";
     };
     row("", "before", "after");
-    for (const auto &[what, was, now] : view.rows)
-        row(what, was, now);
+    for (const View::Row &each : view.rows)
+        row(each.what, each.before.text, each.after.text);
     out << "   => " << view.verdict << "\n";
     for (const auto &[facts, reason] : view.notKnown)
         out << "   " << facts << ": " << reason << "\n";

@@ -13,7 +13,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include <array>
+#include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -28,8 +29,23 @@ constexpr char kWhatIfTableSchema[] = "zsl-whatif-table/1";
 // a fact before and after, what changed, and each side's facts not known,
 // those of one reason named together.
 struct ComparisonView {
+    // A row's fact, the same for every capture; FrameCheck rows, one per frame.
+    enum class Fact { Needed, Window, Anchor, Begin, Selected, FrameCheck, Taken };
+    // How one side's cell reads: a value, not known, a frame's verdict, or no check of the frame.
+    enum class State { Known, NotKnown, Accepted, Refused, NoCheck };
+    struct Cell {
+        std::string text;
+        State state = State::Known;
+    };
+    struct Row {
+        Fact fact;
+        std::string what;   // the row's name: "window", "frame 64"
+        uint32_t frame = 0; // a frame check's frame
+        Cell before, after;
+    };
     std::string title;
-    std::vector<std::array<std::string, 3>> rows;              // what, before, after
+    std::vector<Row> rows;
+    std::optional<bool> changed;
     std::string verdict;                                       // "changed, anchor earlier"
     std::vector<std::pair<std::string, std::string>> notKnown; // "after, not known: facts", why
 };
