@@ -124,6 +124,7 @@ private:
         // Accepted frames name no frame: they are numbered in selection
         // order, which a lost or broken check makes unknown from there on.
         bool numberingLost = false;
+        bool numberedInOrder = false; // a check was numbered so (said once)
         // Lines of its selection may be lost after its anchor offset line
         // (logd dropped some, or the log ends there): the frames the begin
         // moved past are then not known.

@@ -281,11 +281,11 @@ void LogImporter::closeCall(Thread &thread, bool atEnd)
                step.kind == StepKind::Capture && thread.nextSelected < selected.size()) {
         frame = selected[thread.nextSelected++];
         check.frameInferred = true;
-        const std::string assumed = "accepted frames without super resolution have no line naming them: they are "
-                                    "numbered in selection order, assuming the host checks the selected frames in "
-                                    "that order";
-        if (std::find(step.notes.begin(), step.notes.end(), assumed) == step.notes.end())
-            step.notes.push_back(assumed);
+        if (!open.numberedInOrder)
+            step.notes.push_back("accepted frames without super resolution have no line naming them: they are "
+                                 "numbered in selection order, assuming the host checks the selected frames in "
+                                 "that order");
+        open.numberedInOrder = true;
     } else { // no frame named, and selection order cannot number it (lost, or none): left out, and counted
         ++open.unnamedChecks;
         open.numberingLost = true;

@@ -110,11 +110,9 @@ std::string WhatIfPage::html(const std::string &change, const WhatIfSummary &sum
     for (const Capture &capture : mCaptures) {
         const ComparisonView &view = capture.view;
         // One input is named in the header; several, in each row.
-        std::string title = view.title;
-        if (const size_t at = title.find(" (" + capture.input + ")"); mInputs.size() == 1 && at != std::string::npos)
-            title.erase(at, capture.input.size() + 3);
-        page << "<tr><td>" << ++number << "</td><td>" << escape(title) << "</td><td"
-             << (view.changed.value_or(false) ? " class=\"changed\"" : "") << ">" << escape(view.verdict) << "</td>";
+        page << "<tr><td>" << ++number << "</td><td>" << escape(mInputs.size() == 1 ? view.heading : view.title)
+             << "</td><td" << (view.changed.value_or(false) ? " class=\"changed\"" : "") << ">" << escape(view.verdict)
+             << "</td>";
         auto rowOf = [&view](View::Fact fact) {
             return std::find_if(view.rows.begin(), view.rows.end(),
                                 [&](const View::Row &row) { return row.fact == fact; });

@@ -153,8 +153,10 @@ ComparisonView comparisonView(const Comparison &comparison)
     const Side &before = comparison.before, &after = comparison.after;
     const StepOutcome &step = before.step;
     ComparisonView view;
-    view.title = std::string(stepKindName(step.kind)) + " fwkFrame " + std::to_string(step.fwkFrame) + " (" +
-                 comparison.input + ")" + (step.label.empty() ? "" : ": " + step.label);
+    const std::string what = std::string(stepKindName(step.kind)) + " fwkFrame " + std::to_string(step.fwkFrame);
+    const std::string label = step.label.empty() ? "" : ": " + step.label;
+    view.title = what + " (" + comparison.input + ")" + label;
+    view.heading = what + label;
     auto row = [&view](View::Fact fact, std::string what, View::Cell was, View::Cell now) {
         view.rows.push_back({fact, std::move(what), 0, std::move(was), std::move(now)});
     };

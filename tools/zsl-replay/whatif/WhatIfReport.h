@@ -43,7 +43,8 @@ struct ComparisonView {
         uint32_t frame = 0; // a frame check's frame
         Cell before, after;
     };
-    std::string title;
+    std::string title;   // what the capture is, the input named
+    std::string heading; // the same without the input, for a page that names it once
     std::vector<Row> rows;
     std::optional<bool> changed;
     std::string verdict;                                       // "changed, anchor earlier"
