@@ -16,7 +16,7 @@
 #include "replay/TraceReader.h"
 
 #include <PluginLoader.h>
-#include <PluginSession.h>
+#include <PluginLoader.h>
 
 #include <android/log.h>
 
@@ -176,7 +176,7 @@ int runReplay(const ReplayOptions &options)
                     for (const std::string &difference : replay::differences(*trace.steps[s].expect, result.steps[s]))
                         differences.push_back(trace.file + ": at /steps/" + std::to_string(s) + ": " + difference);
         }
-    } catch (const kohost::PluginLoadError &error) {
+    } catch (const outcome::Error &error) { // the plug-in cannot be loaded: no trace can run
         printError(error);
         return 2;
     }

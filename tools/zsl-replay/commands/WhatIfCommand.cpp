@@ -18,7 +18,7 @@
 #include "whatif/WhatIfSummary.h"
 
 #include <PluginLoader.h>
-#include <PluginSession.h>
+#include <PluginLoader.h>
 
 #include <fstream>
 #include <functional>
@@ -130,6 +130,8 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
         try {
             work();
         } catch (const outcome::Error &error) {
+            if (error.reach() == outcome::Error::Reach::Run)
+                throw;
             printError(where.empty() ? error : outcome::Error(where + ": " + error.what()));
             status = 2;
         }
@@ -255,9 +257,6 @@ int runWhatIf(const WhatIfOptions &options)
             svg->close();
         }
         return status;
-    } catch (const kohost::PluginLoadError &error) {
-        printError(error);
-        return 2;
     } catch (const outcome::Error &error) {
         printError(error);
         return 2;

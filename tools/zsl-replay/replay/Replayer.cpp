@@ -2,6 +2,7 @@
 
 #include "replay/Replayer.h"
 
+#include "outcome/Error.h"
 #include "outcome/PluginLines.h"
 #include "replay/Scene.h"
 
@@ -139,10 +140,14 @@ SessionOutcome Replayer::run(const TraceSpec &trace) const
         // at the capture moment too.
         kohost::pinBootTime(mRealClock ? std::nullopt : std::optional<int64_t>(kDefaultCaptureNs));
         std::unique_ptr<kohost::PluginSession> fresh;
-        if (mKept)
-            mKept->renew(trace.properties);
-        else
-            fresh = std::make_unique<kohost::PluginSession>(trace.properties, mPluginPath);
+        try {
+            if (mKept)
+                mKept->renew(trace.properties);
+            else
+                fresh = std::make_unique<kohost::PluginSession>(trace.properties, mPluginPath);
+        } catch (const kohost::PluginLoadError &error) {
+            throw outcome::Error(error.what(), outcome::Error::Reach::Run);
+        }
         kohost::PluginSession &plugin = mKept ? *mKept : *fresh;
         result.setupLog = recorded(log, 0, LogOutput::System);
         for (const StepSpec &step : trace.steps) {

@@ -37,8 +37,8 @@ public:
     Replayer(const Replayer &) = delete;
     Replayer &operator=(const Replayer &) = delete;
 
-    // Throws kohost::PluginLoadError when the plug-in cannot be loaded or
-    // lacks the factory.
+    // Throws an outcome::Error that reaches the whole run when the plug-in
+    // cannot be loaded or lacks the factory.
     outcome::SessionOutcome run(const TraceSpec &trace) const;
 
 private:
