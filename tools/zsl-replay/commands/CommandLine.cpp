@@ -102,7 +102,7 @@ std::optional<int> refuseUnknownWord(const std::string &word)
               << (nearest ? std::string(": did you mean `zsl-replay ") + nearest + "`?"
                           : std::string(" (the subcommands: replay, explain, whatif, summarize, compare, tags)"))
               << " (see zsl-replay --help)\n";
-    return 2;
+    return kExitFailed;
 }
 
 // The option's name as given: "--jobs=4" is "--jobs", "-j4" is "-j".
@@ -263,7 +263,7 @@ std::optional<int> CommandLine::parse(int argc, char **argv)
     } catch (const CLI::CallForHelp &) {
         std::cout << (mApp.get_subcommands().empty() ? mApp.help()
                                                      : mApp.get_subcommands().front()->help("zsl-replay"));
-        return 0;
+        return kExitOk;
     } catch (const CLI::Success &stop) { // --version, --help-all
         return mApp.exit(stop);
     } catch (const CLI::ParseError &error) {

@@ -253,10 +253,10 @@ int runCompare(const CompareOptions &options)
             std::cerr << "zsl-replay compare: " << trip->measure->name << " is worse by "
                       << compare::sizeText(*trip->measure, trip->difference) << " on " << trip->device << " (\""
                       << trip->side << "\" against \"" << base->name() << "\"): --fail-on tripped\n";
-        return trips.empty() ? 0 : 3;
+        return trips.empty() ? kExitOk : kExitGateTripped;
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
 }
 

@@ -75,7 +75,7 @@ struct ReadCounts {
 // With `quiet`, how many files were passed over is left to `counts`.
 int readLogs(const ExplainOptions &options, output::Outputs &outputs, ReadCounts &counts, bool quiet)
 {
-    int status = 0;
+    int status = kExitOk;
     std::vector<std::string> errors;
     std::vector<log::LogSource> sources = log::expandLogInputs(options.inputs, errors);
     for (log::LogSource &source : sources) {
@@ -86,7 +86,7 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs, ReadCounts
     for (const std::string &error : errors)
         std::cerr << "zsl-replay: " << error << "\n";
     if (!errors.empty())
-        status = 2;
+        status = kExitFailed;
     counts.failed += errors.size();
     size_t passedOver = 0, explained = 0;
     const log::CaptureDone capture = [&](const outcome::SessionOutcome &session, const outcome::StepOutcome &step) {
@@ -101,7 +101,7 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs, ReadCounts
         } catch (const outcome::Error &error) {
             outputs.drop();
             printError(error);
-            status = 2;
+            status = kExitFailed;
             ++counts.failed;
             return;
         }
@@ -117,7 +117,7 @@ int readLogs(const ExplainOptions &options, output::Outputs &outputs, ReadCounts
     if (passedOver > 0 && explained == 0 && !options.inFolder) {
         std::cerr << "zsl-replay: no line of the plug-in (tag " << messages::kPluginTag << ") in any of the "
                   << passedOver << " files read\n";
-        status = 2;
+        status = kExitFailed;
     } else if (passedOver > 0 && !quiet) {
         std::cerr << "zsl-replay: " << passedOver << (passedOver == 1 ? " file" : " files") << " in the folders given "
                   << (passedOver == 1 ? "holds" : "hold") << " no line of the plug-in (passed over)\n";
@@ -152,15 +152,15 @@ int followLog(const std::string &input, const std::string &name, output::Outputs
             origin, &reading);
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
     live.finish();
     if (live.linesUsed() == 0 && !gStop) {
         std::cerr << "zsl-replay: " << name << ": no line of the plug-in (tag " << messages::kPluginTag
                   << ") in this log\n";
-        return 2;
+        return kExitFailed;
     }
-    return 0;
+    return kExitOk;
 }
 
 } // namespace
@@ -194,7 +194,7 @@ int runExplain(const ExplainOptions &options)
         attachOutputs(options, table, summary, outputs);
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
     const std::string &first = options.inputs.front();
     const std::string &firstName = first == "-" && !options.stdinName.empty() ? options.stdinName : first;
@@ -208,7 +208,7 @@ int runExplain(const ExplainOptions &options)
             stats->close();
         } catch (const outcome::Error &error) {
             printError(error);
-            return 2;
+            return kExitFailed;
         }
     }
     return std::max(status, outputs.status());

@@ -102,7 +102,7 @@ std::vector<replay::TraceSpec> readTraces(const std::vector<std::string> &files,
             }
         } catch (const outcome::Error &error) {
             printError(error);
-            status = 2;
+            status = kExitFailed;
         }
     }
     for (const replay::TraceSpec &trace : traces)
@@ -147,10 +147,10 @@ int runReplay(const ReplayOptions &options)
         attachOutputs(options, plugin, outputs);
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
 
-    int status = 0;
+    int status = kExitOk;
     std::vector<replay::TraceSpec> traces = readTraces(options.traces, status);
     std::vector<std::string> differences; // said after every trace has run, in the traces' order
     try {
@@ -167,7 +167,7 @@ int runReplay(const ReplayOptions &options)
                     replay::writeExpectations(trace.file, result);
                 } catch (const outcome::Error &error) {
                     printError(error);
-                    status = 2;
+                    status = kExitFailed;
                 }
                 continue;
             }
@@ -178,13 +178,13 @@ int runReplay(const ReplayOptions &options)
         }
     } catch (const outcome::Error &error) { // the plug-in cannot be loaded: no trace can run
         printError(error);
-        return 2;
+        return kExitFailed;
     }
     outputs.finish();
     for (const std::string &difference : differences)
         std::cerr << difference << "\n";
     if (!differences.empty())
-        status = std::max(status, 1);
+        status = std::max<int>(status, kExitDiffers);
     return std::max(status, outputs.status());
 }
 

@@ -29,9 +29,9 @@ int runSummarize(const SummarizeOptions &options)
             svg = std::make_unique<output::OutputFile>(options.summarySvgPath, options.tables);
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
-    int status = 0;
+    int status = kExitOk;
     size_t read = 0; // tables read whole
     output::FleetSummary summary;
     output::RepeatedCaptures repeated;
@@ -60,7 +60,7 @@ int runSummarize(const SummarizeOptions &options)
         } catch (const outcome::Error &error) {
             repeated.forgetSinceTake();
             printError(error);
-            status = 2;
+            status = kExitFailed;
         }
     }
     if (read == 0 && status != 0)
@@ -72,7 +72,7 @@ int runSummarize(const SummarizeOptions &options)
         }
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
     if (options.json)
         std::cout << output::jsonText(summary.toJson(), 2) << "\n";

@@ -2,6 +2,8 @@
 
 #include "commands/TagsCommand.h"
 
+#include "commands/Usage.h"
+
 #include <KoTagTable.h>
 
 #include <cstdio>
@@ -18,7 +20,7 @@ int runTags()
             std::snprintf(id, sizeof(id), "0x%08x", tag.id);
             std::cout << id << "  " << (tag.type < 6 ? kTypes[tag.type] : "?") << "\t" << tag.name << "\n";
         }
-    return 0;
+    return kExitOk;
 }
 
 } // namespace zsl::commands

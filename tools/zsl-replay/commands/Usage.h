@@ -6,6 +6,8 @@
  * and the one note that is not an error, captures read twice.
  */
 
+#include "outcome/ExitStatus.h"
+
 #include <cstddef>
 #include <exception>
 #include <iostream>
@@ -14,10 +16,15 @@
 
 namespace zsl::commands {
 
+using outcome::kExitDiffers;
+using outcome::kExitFailed;
+using outcome::kExitGateTripped;
+using outcome::kExitOk;
+
 inline int usageError(const std::string &command, const std::string &message)
 {
     std::cerr << "zsl-replay " << command << ": " << message << " (see zsl-replay " << command << " --help)\n";
-    return 2;
+    return kExitFailed;
 }
 
 inline void printError(const std::exception &error)

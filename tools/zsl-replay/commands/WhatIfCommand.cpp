@@ -125,7 +125,7 @@ private:
 int forEachSubject(const std::vector<std::string> &inputs, const replay::Replayer &replayer,
                    const std::function<void(const whatif::Subject &)> &each)
 {
-    int status = 0;
+    int status = kExitOk;
     auto guarded = [&](const std::string &where, const std::function<void()> &work) {
         try {
             work();
@@ -133,7 +133,7 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
             if (error.reach() == outcome::Error::Reach::Run)
                 throw;
             printError(where.empty() ? error : outcome::Error(where + ": " + error.what()));
-            status = 2;
+            status = kExitFailed;
         }
     };
     if (inputs.empty())
@@ -143,7 +143,7 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
     const std::vector<log::LogSource> sources = log::expandLogInputs(inputs, errors);
     for (const std::string &error : errors)
         std::cerr << "zsl-replay: " << error << "\n";
-    status = errors.empty() ? 0 : 2;
+    status = errors.empty() ? kExitOk : kExitFailed;
     for (const log::LogSource &source : sources) {
         if (source.path == "-") {
             guarded("", [&] {
@@ -177,7 +177,7 @@ int forEachSubject(const std::vector<std::string> &inputs, const replay::Replaye
         });
         if (!read.error && selections == 0 && !source.inFolder) {
             std::cerr << "zsl-replay: " << source.path << ": no selection of the plug-in in this log\n";
-            status = 2;
+            status = kExitFailed;
         }
     }
     return status;
@@ -259,7 +259,7 @@ int runWhatIf(const WhatIfOptions &options)
         return status;
     } catch (const outcome::Error &error) {
         printError(error);
-        return 2;
+        return kExitFailed;
     }
 }
 

@@ -8,6 +8,7 @@
  * written.
  */
 
+#include "outcome/ExitStatus.h"
 #include "outcome/Outcome.h"
 #include "output/Sink.h"
 
@@ -32,7 +33,7 @@ public:
     void add(const outcome::SessionOutcome &session);
     void finish();
     // 2 once an output could not be written, else 0.
-    int status() const { return mFailed ? 2 : 0; }
+    int status() const { return mFailed ? outcome::kExitFailed : outcome::kExitOk; }
 
 private:
     // Runs one sink's step; its error is said, and remembered.
