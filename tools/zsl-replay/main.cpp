@@ -11,14 +11,15 @@
 #include "commands/ReplayCommand.h"
 #include "commands/SummarizeCommand.h"
 #include "commands/TagsCommand.h"
+#include "commands/Usage.h"
 #include "commands/WhatIfCommand.h"
 
-int main(int argc, char **argv)
+namespace {
+
+using zsl::commands::CommandLine;
+
+int run(const CommandLine &line)
 {
-    using zsl::commands::CommandLine;
-    CommandLine line;
-    if (const std::optional<int> status = line.parse(argc, argv))
-        return *status;
     switch (line.command()) {
     case CommandLine::Command::Explain:
         return zsl::commands::runExplain(line.explain());
@@ -34,4 +35,19 @@ int main(int argc, char **argv)
         break;
     }
     return zsl::commands::runReplay(line.replay());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CommandLine line;
+    if (const std::optional<int> status = line.parse(argc, argv))
+        return *status;
+    // The one place a usage problem found by a subcommand is said.
+    try {
+        return run(line);
+    } catch (const zsl::commands::UsageError &error) {
+        return zsl::commands::usageError(line.commandName(), error.what());
+    }
 }

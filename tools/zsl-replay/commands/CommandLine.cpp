@@ -279,6 +279,25 @@ std::optional<int> CommandLine::parse(int argc, char **argv)
     return std::nullopt;
 }
 
+std::string CommandLine::commandName() const
+{
+    switch (command()) {
+    case Command::Explain:
+        return "explain";
+    case Command::WhatIf:
+        return "whatif";
+    case Command::Summarize:
+        return "summarize";
+    case Command::Compare:
+        return "compare";
+    case Command::Tags:
+        return "tags";
+    case Command::Replay:
+        break;
+    }
+    return "replay";
+}
+
 CommandLine::Command CommandLine::command() const
 {
     if (mExplainApp->parsed())

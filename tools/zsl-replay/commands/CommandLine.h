@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 
 #include <optional>
+#include <string>
 
 namespace zsl::commands {
 
@@ -27,6 +28,8 @@ public:
     std::optional<int> parse(int argc, char **argv);
 
     Command command() const;
+    // The subcommand's name as it is typed: "explain".
+    std::string commandName() const;
     const ReplayOptions &replay() const { return mReplay; }
     const ExplainOptions &explain() const { return mExplain; }
     const WhatIfOptions &whatIf() const { return mWhatIf; }

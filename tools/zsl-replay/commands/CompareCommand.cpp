@@ -141,42 +141,40 @@ void checkNotEmpty(const compare::Side &side, const char *role, const std::vecto
     throw outcome::Error(std::string("the ") + role + " side has no capture to compare (" + named + ")");
 }
 
-// The usage problem of the options, or "".
-std::string usageProblem(const CompareOptions &options)
+// Throws the usage problem of the options.
+void checkUsage(const CompareOptions &options)
 {
     const bool apart = !options.base.empty() || !options.candidate.empty();
     if (apart && (!options.tables.empty() || !options.by.empty()))
-        return "give the sides either with --base and --candidate, or as TABLE... --by COLUMN, not both";
+        throw UsageError("give the sides either with --base and --candidate, or as TABLE... --by COLUMN, not both");
     if (apart && (options.base.empty() || options.candidate.empty()))
-        return std::string("give the ") + (options.base.empty() ? "base" : "candidate") + " side too (--" +
-               (options.base.empty() ? "base" : "candidate") + " TABLE...)";
+        throw UsageError(std::string("give the ") + (options.base.empty() ? "base" : "candidate") + " side too (--" +
+                         (options.base.empty() ? "base" : "candidate") + " TABLE...)");
     if (!apart && options.by.empty())
-        return "give the sides: --base TABLE... --candidate TABLE..., or TABLE... --by COLUMN";
+        throw UsageError("give the sides: --base TABLE... --candidate TABLE..., or TABLE... --by COLUMN");
     if (!apart && options.tables.empty())
-        return "--by " + options.by + ": give the tables whose " + options.by + " values are the sides";
+        throw UsageError("--by " + options.by + ": give the tables whose " + options.by + " values are the sides");
     if (!options.baseValue.empty() && options.by.empty())
-        return "--base-value names the base among the values of --by COLUMN: give --by";
+        throw UsageError("--base-value names the base among the values of --by COLUMN: give --by");
     if (!options.by.empty() && !output::toJson(output::CaptureRow{}).contains(options.by))
-        return "--by " + options.by + ": the capture table has no such column (docs/capture-table.md)";
+        throw UsageError("--by " + options.by + ": the capture table has no such column (docs/capture-table.md)");
     std::vector<std::string> all = options.base;
     all.insert(all.end(), options.candidate.begin(), options.candidate.end());
     all.insert(all.end(), options.tables.begin(), options.tables.end());
     if (std::count(all.begin(), all.end(), "-") > 1)
-        return "standard input can be read once: give - once";
-    return "";
+        throw UsageError("standard input can be read once: give - once");
 }
 
 } // namespace
 
 int runCompare(const CompareOptions &options)
 {
-    if (const std::string problem = usageProblem(options); !problem.empty())
-        return usageError("compare", problem);
+    checkUsage(options);
     std::vector<compare::FailOn> gates;
     for (const std::string &text : options.failOn) {
         auto gate = compare::parseFailOn(text);
         if (auto *why = std::get_if<std::string>(&gate))
-            return usageError("compare", *why);
+            throw UsageError(*why);
         gates.push_back(std::get<compare::FailOn>(gate));
     }
     std::vector<std::string> inputs = options.base;

@@ -168,22 +168,20 @@ int followLog(const std::string &input, const std::string &name, output::Outputs
 int runExplain(const ExplainOptions &options)
 {
     if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
-        return usageError("explain", "standard input can be read once: give - once");
+        throw UsageError("standard input can be read once: give - once");
     if (!options.stdinName.empty() && std::count(options.inputs.begin(), options.inputs.end(), "-") == 0)
-        return usageError("explain", "--stdin-name names standard input: give - among the inputs");
+        throw UsageError("--stdin-name names standard input: give - among the inputs");
     if (options.follow && (options.inputs.size() != 1 || std::filesystem::is_directory(options.inputs.front())))
-        return usageError("explain", "--follow reads one log as it is written: give one INPUT, not a folder");
+        throw UsageError("--follow reads one log as it is written: give one INPUT, not a folder");
     std::optional<TableTarget> table;
     if (!options.table.empty() && !(table = tableTarget(options.table)))
-        return usageError("explain",
-                          "--table " + options.table + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
+        throw UsageError("--table " + options.table + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
     if (table && table->path == "-" && options.output.json)
-        return usageError("explain", "--json and a table on standard output: one of them can have it");
-    if (const std::string problem = outputOptionsProblem(options.output); !problem.empty())
-        return usageError("explain", problem);
+        throw UsageError("--json and a table on standard output: one of them can have it");
+    checkOutputOptions(options.output);
 
     if (!options.statsPath.empty() && options.follow)
-        return usageError("explain", "--stats counts the files of a run that ends: not with --follow");
+        throw UsageError("--stats counts the files of a run that ends: not with --follow");
 
     output::FleetSummary summary;
     output::Outputs outputs;

@@ -133,13 +133,12 @@ int runReplay(const ReplayOptions &options)
 {
     const bool fromStdin = std::count(options.traces.begin(), options.traces.end(), "-") > 0;
     if (options.writeExpectations && (options.traces.empty() || fromStdin))
-        return usageError("replay", "--write-expectations needs the trace files to write");
+        throw UsageError("--write-expectations needs the trace files to write");
     if (std::count(options.traces.begin(), options.traces.end(), "-") > 1)
-        return usageError("replay", "standard input can be read once: give - once");
+        throw UsageError("standard input can be read once: give - once");
     if (std::string bad; !output::isLogcatFormat(options.logcatFormat, bad))
-        return usageError("replay", "--logcat-format: \"" + bad + "\" is not a format of logcat -v");
-    if (const std::string problem = outputOptionsProblem(options.output); !problem.empty())
-        return usageError("replay", problem);
+        throw UsageError("--logcat-format: \"" + bad + "\" is not a format of logcat -v");
+    checkOutputOptions(options.output);
     const std::string plugin =
         options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR) : options.pluginPath;
     output::Outputs outputs;

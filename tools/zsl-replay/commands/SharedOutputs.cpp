@@ -2,6 +2,8 @@
 
 #include "commands/SharedOutputs.h"
 
+#include "commands/Usage.h"
+
 #include "output/Sinks.h"
 
 namespace zsl::commands {
@@ -32,11 +34,10 @@ std::optional<TableTarget> tableTarget(const std::string &value)
     return std::nullopt;
 }
 
-std::string outputOptionsProblem(const OutputOptions &options)
+void checkOutputOptions(const OutputOptions &options)
 {
     if (!options.deviceTraces.empty() && !isArchive(options.perfettoPath))
-        return "--device-trace goes into an archive with our trace: give --perfetto FILE.zip";
-    return "";
+        throw UsageError("--device-trace goes into an archive with our trace: give --perfetto FILE.zip");
 }
 
 void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs)

@@ -24,8 +24,8 @@ struct TableTarget {
 // None when the value names neither.
 std::optional<TableTarget> tableTarget(const std::string &value);
 
-// What is wrong with the outputs asked for, for a usage error; "" if nothing.
-std::string outputOptionsProblem(const OutputOptions &options);
+// Throws UsageError when the outputs asked for do not go together.
+void checkOutputOptions(const OutputOptions &options);
 
 // Throws outcome::Error when a file cannot be opened or is one of `inputs`.
 void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs);

@@ -21,7 +21,7 @@ namespace zsl::commands {
 int runSummarize(const SummarizeOptions &options)
 {
     if (std::count(options.tables.begin(), options.tables.end(), "-") > 1)
-        return usageError("summarize", "standard input can be read once: give - once");
+        throw UsageError("standard input can be read once: give - once");
     // The picture's path is checked before any table is read.
     std::unique_ptr<output::OutputFile> svg;
     try {

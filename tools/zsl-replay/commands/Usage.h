@@ -6,6 +6,7 @@
  * and the one note that is not an error, captures read twice.
  */
 
+#include "outcome/Error.h"
 #include "outcome/ExitStatus.h"
 
 #include <cstddef>
@@ -20,6 +21,13 @@ using outcome::kExitDiffers;
 using outcome::kExitFailed;
 using outcome::kExitGateTripped;
 using outcome::kExitOk;
+
+// A usage problem, found wherever the options are checked and thrown;
+// main says it in one line for the subcommand that was run (usageError).
+class UsageError : public outcome::Error {
+public:
+    explicit UsageError(const std::string &what) : outcome::Error(what) {}
+};
 
 inline int usageError(const std::string &command, const std::string &message)
 {

@@ -198,21 +198,20 @@ int runWhatIf(const WhatIfOptions &options)
             all.push_back(sweep.front());
         Changes checked(all); // names given twice, or clashing
     } catch (const outcome::Error &error) {
-        return usageError("whatif", error.what());
+        throw UsageError(error.what());
     }
     if (sets.empty() && sweep.empty())
-        return usageError("whatif", "give the change: --set NAME=VALUE, or --sweep NAME=FROM:TO:STEP");
+        throw UsageError("give the change: --set NAME=VALUE, or --sweep NAME=FROM:TO:STEP");
     if (!options.sweepSvgPath.empty() && sweep.empty())
-        return usageError("whatif", "--sweep-svg draws a sweep: give --sweep NAME=FROM:TO:STEP");
+        throw UsageError("--sweep-svg draws a sweep: give --sweep NAME=FROM:TO:STEP");
     std::optional<TableTarget> table;
     if (!options.table.empty() && !(table = tableTarget(options.table)))
-        return usageError("whatif",
-                          "--table " + options.table + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
+        throw UsageError("--table " + options.table + ": name a .csv or .jsonl file, or write csv:FILE or jsonl:FILE");
     if ((table || !options.htmlPath.empty()) && !sweep.empty())
-        return usageError("whatif", std::string(table ? "--table" : "--html") +
-                                        " shows each capture's two sides; a sweep writes one row per value");
+        throw UsageError(std::string(table ? "--table" : "--html") +
+                         " shows each capture's two sides; a sweep writes one row per value");
     if (table && table->path == "-" && options.json)
-        return usageError("whatif", "--json and a table on standard output: one of them can have it");
+        throw UsageError("--json and a table on standard output: one of them can have it");
     const std::string plugin =
         options.pluginPath.empty() ? kohost::pluginNearProgram(ZSL_PLUGIN_FROM_BINDIR) : options.pluginPath;
 
