@@ -5,7 +5,9 @@ dask-scheduler with two dask-workers, and with a worker killed mid-task;
 URLs are read under their names; bad usage, an unreadable input and a
 scheduler that does not answer each get one line and exit status 2.
 
-Run by ctest with ZSL_REPLAY_DIR, the folder holding the zsl-replay built."""
+Run by ctest with ZSL_REPLAY_DIR, the folder holding the zsl-replay built,
+and tools/zsl-fleet on PYTHONPATH, as an installed package would be; the
+program runs as python3 -m zsl_fleet."""
 
 import json
 import os
@@ -14,21 +16,22 @@ import shutil
 import signal
 import socket
 import subprocess
-import sys
 import tempfile
 import time
 import io
+import importlib
+import tomllib
 import unittest
 import warnings
 import zipfile
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-FLEET = os.path.join(HERE, "..", "zsl-fleet")
-SOURCE = os.path.join(HERE, "..", "..", "..")
-sys.path.insert(0, os.path.join(HERE, ".."))
+from zsl_fleet.progress import Progress
+from zsl_fleet.table import table_target
 
-from zsl_fleet.progress import Progress  # noqa: E402
-from zsl_fleet.table import table_target  # noqa: E402
+HERE = os.path.dirname(os.path.abspath(__file__))
+FLEET = ["/usr/bin/python3", "-m", "zsl_fleet"]
+SOURCE = os.path.join(HERE, "..", "..", "..")
+
 
 # A guard against a hang, not a measure: every run here takes seconds.
 LIMIT = 300
@@ -45,7 +48,7 @@ def run(args, cwd, env=None, **kwargs):
 
 
 def fleet(args, cwd, env=None):
-    return run(["/usr/bin/python3", FLEET] + args, cwd, env)
+    return run(FLEET + args, cwd, env)
 
 
 def explain(args, cwd):
@@ -90,6 +93,22 @@ def make_folder(root):
     write("kv2/.swap.log", log)
     return reports
 
+
+
+class Package(unittest.TestCase):
+    """pyproject.toml names the entry point the launcher runs, at the build's version."""
+
+    def test_entry_point_and_version(self):
+        with open(os.path.join(HERE, "..", "pyproject.toml"), "rb") as file:
+            project = tomllib.load(file)["project"]
+        module, _, name = project["scripts"]["zsl-fleet"].partition(":")
+        self.assertTrue(callable(getattr(importlib.import_module(module), name)))
+        with open(os.path.join(HERE, "..", "zsl-fleet")) as file:
+            self.assertIn(f"from {module} import {name}", file.read())
+        with open(os.path.join(SOURCE, "CMakeLists.txt")) as file:
+            version = re.search(r"project\(korvan_zsl VERSION ([0-9.]+)", file.read()).group(1)
+        self.assertEqual(project["version"], version)
+        self.assertEqual(project["dependencies"], ["distributed", "fsspec"])
 
 class Fleet(unittest.TestCase):
     @classmethod
@@ -310,7 +329,7 @@ class TwoWorkers(unittest.TestCase):
             os.unlink(os.path.join(self.marks, name))
         open(os.path.join(self.root, "slow"), "w").close()
         victim = self.workers[0]
-        running = subprocess.Popen(["/usr/bin/python3", FLEET] + self.inputs +
+        running = subprocess.Popen(FLEET + self.inputs +
                                    ["--table", "killed.csv", "--scheduler", self.address],
                                    cwd=self.root, env=environment(), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         deadline = time.monotonic() + LIMIT
