@@ -6,7 +6,13 @@
  * drawn alike.
  */
 
+#include "compare/Comparison.h"
+#include "compare/Side.h"
 #include "output/CaptureTable.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include <cmath>
 #include <random>
@@ -49,6 +55,25 @@ inline zsl::output::CaptureRow drawCapture(std::mt19937_64 &rng, const Planted &
     if (uniform(rng) < planted.unknown)
         row.verdictUnknown = 1;
     return row;
+}
+
+// A side of `captures` captures drawn with `planted`, from `seed`.
+inline zsl::compare::Side drawSide(const std::string &name, uint64_t seed, size_t captures, const Planted &planted)
+{
+    std::mt19937_64 rng(seed);
+    zsl::compare::Side side(name, false);
+    for (size_t i = 0; i < captures; ++i)
+        side.add(drawCapture(rng, planted));
+    return side;
+}
+
+// A comparison's result for the measure `name`.
+inline const zsl::compare::MeasureResult &resultOf(const zsl::compare::CompareResult &result, const std::string &name)
+{
+    const auto found = std::find_if(result.results.begin(), result.results.end(),
+                                    [&](const zsl::compare::MeasureResult &row) { return row.measure->name == name; });
+    EXPECT_NE(found, result.results.end()) << name;
+    return *found;
 }
 
 } // namespace kotest
