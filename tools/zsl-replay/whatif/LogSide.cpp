@@ -116,17 +116,10 @@ std::string scanOpen(const StepOutcome &replayed, const LogGrounds &grounds, con
            " on are not in the log";
 }
 
-} // namespace
-
-Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOutcome &replayed,
-             const SideSetting &setting, bool replayPending)
+// A side made from the replay of the rebuilt capture, with the log's own
+// facts of it and the facts no log holds left open.
+Side replayedSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOutcome &replayed)
 {
-    if (grounds.noMetaQueue) { // no property reaches a selection without a metadata queue
-        Side side = exactSide(logged);
-        if (logged.requested == 0)
-            side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants");
-        return side;
-    }
     Side side;
     side.step = replayed;
     StepOutcome &step = side.step;
@@ -145,57 +138,70 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     side.leaveOpen(fact::kSelection, "the queues' ids are not in the log; selectedFrames holds the frames");
     if (!logged.producerKnown)
         side.leaveOpen(fact::kProducer, "the producer list is not in the log");
-    const size_t fill = grounds.requested.value_or(grounds.requestedAtLeast);
-    step.requested = step.kind == StepKind::Capture ? fill : 0;
+    step.requested = step.kind == StepKind::Capture ? grounds.requested.value_or(grounds.requestedAtLeast) : 0;
     if (step.kind != StepKind::Capture)
         side.leaveOpen(fact::kRequested, "no frame check of this selection is in the log: whether a capture "
                                          "followed it is not known");
     else if (!grounds.requested)
         side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants",
                        "at least " + std::to_string(grounds.requestedAtLeast), {{"atLeast", grounds.requestedAtLeast}});
+    return side;
+}
 
+// Leaves the anchor scan and all after it open where the log cannot tell how
+// the scan went at this setting; true when it did.
+bool scanLeftOpen(Side &side, const StepOutcome &logged, const LogGrounds &grounds, const StepOutcome &replayed,
+                  const SideSetting &setting)
+{
+    const StepOutcome &step = side.step;
     if (!grounds.unusable.empty()) {
         side.leaveOpen(fact::kZsdTs, "the capture cannot be followed: " + grounds.unusable);
         leaveScanOpen(side, "the capture cannot be followed: " + grounds.unusable, "", nullptr);
-        return side;
+        return true;
     }
     if (!logged.motionCapture && !setting.windowMs) {
         const std::string why = "the time window is not known: the log has no configuration line of the selector";
         side.leaveOpen(fact::kZsdTs, why);
         leaveScanOpen(side, why, "", nullptr);
         side.anchorFrom = 0;
-        return side;
+        return true;
     }
-
     size_t from = 0;
-    if (const std::string open = scanOpen(replayed, grounds, setting, from); !open.empty()) {
-        const size_t listed = step.consumer.size() + step.producer.size();
-        const uint32_t first = from < step.consumer.size() ? step.consumer[from]
-                               : from < listed             ? step.producer[from - step.consumer.size()]
-                                                           : 0;
-        const std::string bound =
-            from < listed ? "frame " + std::to_string(first) + " or a later one, or none" : "a producer frame, or none";
-        leaveScanOpen(side, open, bound, {{"atOrAfter", from < listed ? nlohmann::json(first) : nlohmann::json()}});
-        side.anchorFrom = from;
-        return side;
-    }
-    side.anchorFrom = anchorPosition(replayed);
-    if (!replayed.csbegin) { // finished early: pending support on and no consumer frame anchors
-        step.selectedFrames.clear();
-        step.taken.clear();
-        step.checks.clear();
-        if (step.kind == StepKind::Capture)
-            side.takenInFull = false;
-        return side;
-    }
+    const std::string open = scanOpen(replayed, grounds, setting, from);
+    if (open.empty())
+        return false;
+    const size_t listed = step.consumer.size() + step.producer.size();
+    const uint32_t first = from < step.consumer.size() ? step.consumer[from]
+                           : from < listed             ? step.producer[from - step.consumer.size()]
+                                                       : 0;
+    const std::string bound =
+        from < listed ? "frame " + std::to_string(first) + " or a later one, or none" : "a producer frame, or none";
+    leaveScanOpen(side, open, bound, {{"atOrAfter", from < listed ? nlohmann::json(first) : nlohmann::json()}});
+    side.anchorFrom = from;
+    return true;
+}
 
-    // Every way the selection may have gone on from the scan. Producer
-    // frames follow only without pending support, from an anchor offset of -1 on.
+// Every way the selection may have gone on from the scan, and what the log
+// leaves open that makes them several.
+struct Ways {
+    std::vector<World> worlds;
+    std::vector<uint32_t> unsure; // frames whose presence in every queue is not known, where it mattered
+    bool pendingOpen = false;
+    bool producerOpen = false; // producer frames not in the log follow the selection
+    bool lastUsedOpen = false;
+};
+
+Ways everyWay(const StepOutcome &step, const LogGrounds &grounds, const StepOutcome &replayed,
+              const SideSetting &setting, bool producerKnown)
+{
+    Ways ways;
+    // Producer frames follow only without pending support, from an anchor offset of -1 on.
     const bool producerFollows = *replayed.anchorOffset >= -1 && !setting.pending.value_or(false);
-    const bool producerOpen = producerFollows && !logged.producerKnown;
+    ways.producerOpen = producerFollows && !producerKnown;
     std::vector<bool> pendings{setting.pending.value_or(false)};
     if (!setting.pending && *replayed.anchorOffset >= -1)
         pendings.push_back(true);
+    ways.pendingOpen = pendings.size() > 1;
     std::vector<int64_t> counts;
     if (grounds.requested)
         counts.push_back(static_cast<int64_t>(*grounds.requested));
@@ -209,8 +215,7 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     for (uint32_t frame : listed)
         if (!grounds.aboveLastUsed || frame < *grounds.aboveLastUsed)
             lastUsed.push_back(frame);
-    std::vector<uint32_t> unsure; // frames whose presence in every queue is not known, where it mattered
-    std::vector<World> worlds;
+    ways.lastUsedOpen = lastUsed.size() > 1;
     for (int64_t requested : counts) {
         const int64_t n = static_cast<int64_t>(step.consumer.size());
         // The frame every queue held: each frame from the begin that may have been.
@@ -222,7 +227,7 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
             if (presence != Presence::Absent)
                 heldAt.push_back(i);
             if (presence == Presence::Unknown)
-                unsure.push_back(step.consumer[static_cast<size_t>(i)]);
+                ways.unsure.push_back(step.consumer[static_cast<size_t>(i)]);
             if (presence == Presence::Present)
                 break;
         }
@@ -237,53 +242,62 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
                     });
                     world.taken = taken(world.selected, world.requested, grounds);
                     // Producer frames not in the log would follow: they matter if more are wanted.
-                    if (producerOpen && world.taken && world.taken->size() < world.requested)
+                    if (ways.producerOpen && world.taken && world.taken->size() < world.requested)
                         world.taken.reset();
-                    worlds.push_back(std::move(world));
+                    ways.worlds.push_back(std::move(world));
                 }
     }
+    std::sort(ways.unsure.begin(), ways.unsure.end());
+    ways.unsure.erase(std::unique(ways.unsure.begin(), ways.unsure.end()), ways.unsure.end());
+    return ways;
+}
 
-    // The rebuilt capture, followed the same way, must give the replay's own
-    // answer: else this reading of the selector is not to be trusted.
-    const World rebuilt = follow(replayed, static_cast<int64_t>(fill), -1, replayPending, [&](uint32_t frame) {
+// The rebuilt capture, followed the same way, gives the replay's own answer:
+// else this reading of the selector is not to be trusted.
+bool followsAsReplayed(const StepOutcome &replayed, size_t requested, bool replayPending)
+{
+    const World rebuilt = follow(replayed, static_cast<int64_t>(requested), -1, replayPending, [&](uint32_t frame) {
         return std::all_of(replayed.queues.begin(), replayed.queues.end(), [frame](const QueueView &queue) {
             return std::count(queue.held.begin(), queue.held.end(), frame) > 0;
         });
     });
-    if (rebuilt.selected != replayed.selectedFrames || rebuilt.begin != replayed.csbegin.value_or(-1)) {
-        const std::string why = "the capture rebuilt from the log does not replay as this tool follows it";
-        for (const char *name : {fact::kBegin, fact::kSelected, fact::kTaken})
-            side.leaveOpen(name, why);
-        step.checks.clear();
-        side.takenInFull.reset();
-        return side;
-    }
+    return rebuilt.selected == replayed.selectedFrames && rebuilt.begin == replayed.csbegin.value_or(-1);
+}
 
-    // What the worlds leave open, in words.
+// What the ways leave open, in words.
+std::string openText(const Ways &ways, const LogGrounds &grounds)
+{
     std::vector<std::string> open;
     if (!grounds.requested)
         open.push_back("how many frames the capture wants is not in the log");
-    std::sort(unsure.begin(), unsure.end());
-    unsure.erase(std::unique(unsure.begin(), unsure.end()), unsure.end());
-    if (!unsure.empty())
-        open.push_back("whether every queue held frame" + std::string(unsure.size() == 1 ? " " : "s ") +
-                       frameText(unsure) + " is not in the log");
-    if (pendings.size() > 1)
+    if (!ways.unsure.empty())
+        open.push_back("whether every queue held frame" + std::string(ways.unsure.size() == 1 ? " " : "s ") +
+                       frameText(ways.unsure) + " is not in the log");
+    if (ways.pendingOpen)
         open.push_back("whether pending support is on is not in the log");
-    if (producerOpen)
+    if (ways.producerOpen)
         open.push_back("the producer list is not in the log, and its frames follow the selection");
-    if (lastUsed.size() > 1)
+    if (ways.lastUsedOpen)
         open.push_back(
             "the last used frame number is not in the log" +
             (grounds.aboveLastUsed ? " (it is below " + std::to_string(*grounds.aboveLastUsed) + ")" : std::string()));
     std::string because;
     for (const std::string &part : open)
         because += (because.empty() ? "" : "; ") + part;
+    return because;
+}
 
-    // Facts every world agrees on are stated.
-    auto agree = [&](auto get) {
-        return std::all_of(worlds.begin(), worlds.end(), [&](const World &w) { return get(w) == get(worlds.front()); });
-    };
+template <typename Get> bool agree(const std::vector<World> &worlds, Get get)
+{
+    return std::all_of(worlds.begin(), worlds.end(), [&](const World &w) { return get(w) == get(worlds.front()); });
+}
+
+// The begin and the frames selected, stated where every way agrees; answers
+// the frames any way selects, in list order.
+std::vector<uint32_t> stateSelection(Side &side, const Ways &ways, const std::string &because)
+{
+    StepOutcome &step = side.step;
+    const std::vector<World> &worlds = ways.worlds;
     int64_t lowBegin = worlds.front().begin, highBegin = lowBegin;
     for (const World &world : worlds) {
         lowBegin = std::min(lowBegin, world.begin);
@@ -294,8 +308,6 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     else
         side.leaveOpen(fact::kBegin, because, "from " + std::to_string(lowBegin) + " to " + std::to_string(highBegin),
                        {{"atLeast", lowBegin}, {"atMost", highBegin}});
-
-    // The frames of any world, and of every one, in list order.
     std::vector<uint32_t> order = step.consumer;
     order.insert(order.end(), step.producer.begin(), step.producer.end());
     std::vector<uint32_t> any, every;
@@ -308,9 +320,9 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
         if (std::all_of(worlds.begin(), worlds.end(), in))
             every.push_back(frame);
     }
-    if (!producerOpen && agree([](const World &w) { return w.selected; })) {
+    if (!ways.producerOpen && agree(worlds, [](const World &w) { return w.selected; })) {
         step.selectedFrames = worlds.front().selected;
-    } else if (producerOpen) {
+    } else if (ways.producerOpen) {
         step.selectedFrames = any;
         side.leaveOpen(fact::kSelected, because, "at least " + listText(every) + ", then producer frames",
                        {{"atLeast", every}});
@@ -319,8 +331,16 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
         side.leaveOpen(fact::kSelected, because, "among " + listText(any) + "; at least " + listText(every),
                        {{"atMost", any}, {"atLeast", every}});
     }
+    return any;
+}
 
-    // Each frame any world selects, with its verdict where the log shows it.
+// Each frame any way selects, with its verdict where the log shows it, and
+// the frames taken where every way agrees.
+void stateChecksAndTaken(Side &side, const Ways &ways, const std::string &because, const std::vector<uint32_t> &any,
+                         const LogGrounds &grounds)
+{
+    StepOutcome &step = side.step;
+    const std::vector<World> &worlds = ways.worlds;
     step.checks.clear();
     for (uint32_t frame : any) {
         if (const CheckOutcome *check = grounds.verdict(frame)) {
@@ -336,10 +356,10 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
     if (step.kind != StepKind::Capture) { // no check of it is in the log: a capture may have followed
         side.leaveOpen(fact::kTaken, "no frame check of this selection is in the log");
         step.taken.clear();
-        return side;
+        return;
     }
     const bool allTaken = std::all_of(worlds.begin(), worlds.end(), [](const World &w) { return w.taken.has_value(); });
-    if (allTaken && agree([](const World &w) { return w.taken; })) {
+    if (allTaken && agree(worlds, [](const World &w) { return w.taken; })) {
         step.taken = *worlds.front().taken;
     } else {
         std::vector<uint32_t> unchecked;
@@ -353,8 +373,46 @@ Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOut
         step.taken.clear();
         side.leaveOpen(fact::kTaken, why);
     }
-    if (allTaken && agree([](const World &w) { return w.taken->size() >= w.requested; }))
+    if (allTaken && agree(worlds, [](const World &w) { return w.taken->size() >= w.requested; }))
         side.takenInFull = worlds.front().taken->size() >= worlds.front().requested;
+}
+
+} // namespace
+
+Side logSide(const StepOutcome &logged, const LogGrounds &grounds, const StepOutcome &replayed,
+             const SideSetting &setting, bool replayPending)
+{
+    if (grounds.noMetaQueue) { // no property reaches a selection without a metadata queue
+        Side side = exactSide(logged);
+        if (logged.requested == 0)
+            side.leaveOpen(fact::kRequested, "the log does not tell how many frames the capture wants");
+        return side;
+    }
+    Side side = replayedSide(logged, grounds, replayed);
+    if (scanLeftOpen(side, logged, grounds, replayed, setting))
+        return side;
+    side.anchorFrom = anchorPosition(replayed);
+    StepOutcome &step = side.step;
+    if (!replayed.csbegin) { // finished early: pending support on and no consumer frame anchors
+        step.selectedFrames.clear();
+        step.taken.clear();
+        step.checks.clear();
+        if (step.kind == StepKind::Capture)
+            side.takenInFull = false;
+        return side;
+    }
+    const Ways ways = everyWay(step, grounds, replayed, setting, logged.producerKnown);
+    if (!followsAsReplayed(replayed, grounds.requested.value_or(grounds.requestedAtLeast), replayPending)) {
+        const std::string why = "the capture rebuilt from the log does not replay as this tool follows it";
+        for (const char *name : {fact::kBegin, fact::kSelected, fact::kTaken})
+            side.leaveOpen(name, why);
+        step.checks.clear();
+        side.takenInFull.reset();
+        return side;
+    }
+    const std::string because = openText(ways, grounds);
+    const std::vector<uint32_t> any = stateSelection(side, ways, because);
+    stateChecksAndTaken(side, ways, because, any, grounds);
     return side;
 }
 
