@@ -71,24 +71,10 @@ Json requestOf(const StepOutcome &step)
     return request;
 }
 
-} // namespace
-
-size_t requestsToRebuild(const StepOutcome &step)
+// The selector's properties: from its configuration line, else the window
+// curTime - zsdTs shows.
+Json propertiesOf(const SessionOutcome &session, const StepOutcome &step, std::vector<std::string> &filled)
 {
-    if (step.requested > 0)
-        return step.requested;
-    if (!step.csbegin || !step.anchorOffset)
-        return 1;
-    return static_cast<size_t>(
-        std::max<int64_t>(1, *step.anchorOffset + 1 + static_cast<int64_t>(step.consumer.size())));
-}
-
-nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step)
-{
-    std::vector<std::string> filled;
-    Json trace;
-    trace["name"] = "fwkFrame " + std::to_string(step.fwkFrame) + " from " + session.file;
-
     Json properties = Json::object();
     if (const std::optional<SelectorConfig> &config = session.config) {
         properties["persist.vendor.kohal.selector.pending.mask"] = config->pending;
@@ -100,12 +86,13 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
         filled.push_back("the selector's configuration line is not in the log: the time window is curTime - zsdTs "
                          "and the pending switch is off");
     }
-    trace["properties"] = properties;
+    return properties;
+}
 
-    // Shutter times: as logged, else the last one before in list order plus
-    // the logged frame interval.
-    std::vector<uint32_t> frames = step.consumer;
-    frames.insert(frames.end(), step.producer.begin(), step.producer.end());
+// The frame interval the consumer list's logged shutter times show (their
+// median step), else the usual one.
+int64_t loggedInterval(const StepOutcome &step)
+{
     std::vector<int64_t> intervals;
     for (size_t i = 1; i < step.consumer.size(); ++i) {
         auto a = step.shutterNs.find(step.consumer[i - 1]), b = step.shutterNs.find(step.consumer[i]);
@@ -113,26 +100,42 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
             intervals.push_back(b->second - a->second);
     }
     std::sort(intervals.begin(), intervals.end());
-    const int64_t interval = intervals.empty() ? kFrameIntervalNs : intervals[intervals.size() / 2];
-    // Cameras whose id the log never showed ("cam ?2": the second of the
-    // record) take the lowest ids no logged camera has.
+    return intervals.empty() ? kFrameIntervalNs : intervals[intervals.size() / 2];
+}
+
+// The trace's id of each physical camera: its own where the log showed it;
+// cameras whose id the log never showed (by their place in the record) take
+// the lowest ids no logged camera has.
+std::map<StatesSource, int> cameraIds(const StepOutcome &step, std::vector<std::string> &filled)
+{
     std::set<int> ids;
-    std::map<int, int> unknownIds; // by place in the record
+    std::map<StatesSource, int> byCamera;
     for (const auto &entry : step.states)
         if (entry.first.kind == StatesSource::Kind::Camera)
-            ids.insert(entry.first.id);
+            ids.insert(byCamera[entry.first] = entry.first.id);
+    bool unknown = false;
     for (const auto &entry : step.states)
         if (entry.first.kind == StatesSource::Kind::UnknownCamera) {
             int id = 0;
             while (ids.count(id))
                 ++id;
-            ids.insert(unknownIds[entry.first.id] = id);
+            ids.insert(byCamera[entry.first] = id);
+            unknown = true;
         }
-    if (!unknownIds.empty())
+    if (unknown)
         filled.push_back("cameras whose id is not in the log take the lowest free ids");
-    auto cameraId = [&unknownIds](const StatesSource &source) {
-        return std::to_string(source.kind == StatesSource::Kind::UnknownCamera ? unknownIds.at(source.id) : source.id);
-    };
+    return byCamera;
+}
+
+// The metadata queue's records: each listed frame still in the queue, with
+// its shutter time (as logged, else the last one before in list order plus
+// the logged frame interval) and the states its checks printed.
+Json recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
+{
+    std::vector<uint32_t> frames = step.consumer;
+    frames.insert(frames.end(), step.producer.begin(), step.producer.end());
+    const int64_t interval = loggedInterval(step);
+    const std::map<StatesSource, int> ids = cameraIds(step, filled);
     std::vector<uint32_t> gone, estimated;
     for (const StepWarning &warning : step.warnings)
         if (warning.kind == StepWarning::Kind::LeftQueue)
@@ -140,7 +143,6 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
     // The anchor scan passes a producer frame without a record silently.
     for (uint32_t frame : producerWithoutRecord(step))
         gone.push_back(frame);
-
     Json records = Json::object();
     std::optional<int64_t> last;
     for (uint32_t frame : frames) {
@@ -163,7 +165,7 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
         Json physical = Json::object();
         for (const auto &[source, states] : step.states)
             if (source.isCamera() && states.count(frame))
-                physical[cameraId(source)] = metadataOf(states.at(frame));
+                physical[std::to_string(ids.at(source))] = metadataOf(states.at(frame));
         if (!physical.empty())
             record["physical"] = physical;
         records[std::to_string(frame)] = record;
@@ -173,7 +175,14 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
                          " are not in the log: they follow "
                          "the logged frame interval");
     filled.push_back("frames the plug-in never judged carry no metadata; no frame counts as used");
+    return records;
+}
 
+// The metadata queue with its lists and records, and the sensor-mode queue
+// where the log showed frames' modes.
+Json queuesOf(const StepOutcome &step, std::vector<std::string> &filled)
+{
+    const Json records = recordsOf(step, filled); // its notes come before the lists'
     // A trace lists a frame once; a log may show a host that listed one twice.
     auto once = [&filled](const std::vector<uint32_t> &list, const char *which) {
         std::vector<uint32_t> kept;
@@ -200,6 +209,28 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
                 modes[std::to_string(frame)] = {{"sensorMode", mode}};
         queues.push_back({{"id", 1}, {"type", "sensorMode"}, {"frames", modes}});
     }
+    return queues;
+}
+
+} // namespace
+
+size_t requestsToRebuild(const StepOutcome &step)
+{
+    if (step.requested > 0)
+        return step.requested;
+    if (!step.csbegin || !step.anchorOffset)
+        return 1;
+    return static_cast<size_t>(
+        std::max<int64_t>(1, *step.anchorOffset + 1 + static_cast<int64_t>(step.consumer.size())));
+}
+
+nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step)
+{
+    std::vector<std::string> filled; // what the trace assumes where the log is silent, in order
+    Json trace;
+    trace["name"] = "fwkFrame " + std::to_string(step.fwkFrame) + " from " + session.file;
+    trace["properties"] = propertiesOf(session, step, filled);
+    const Json queues = queuesOf(step, filled);
 
     Json capture;
     capture["label"] = step.label;
