@@ -115,6 +115,8 @@ std::string optionName(const std::string &arg)
 
 } // namespace
 
+// Long: every subcommand and option declared in one place, a few lines
+// each, so that the command line reads as its help does.
 CommandLine::CommandLine() : mApp(sentence(toolHelp().summary), "zsl-replay")
 {
     mApp.set_version_flag("--version", "zsl-replay " ZSL_VERSION);

@@ -167,6 +167,8 @@ void checkUsage(const CompareOptions &options)
 
 } // namespace
 
+// Long: reading both sides (as tables or by a column's values) and writing
+// every output are one run's steps; each is a few lines of calls.
 int runCompare(const CompareOptions &options)
 {
     checkUsage(options);

@@ -101,6 +101,10 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
     }
 }
 
+// Long: a call's lines read into one judged frame keep their order of
+// questions (which camera, which frame, which capture, what verdict), each
+// answered from what the earlier ones found; parted, each step would take
+// the call's whole state with it.
 void LogImporter::closeCall(Thread &thread, bool atEnd)
 {
     if (!thread.call)

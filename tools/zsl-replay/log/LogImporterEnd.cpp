@@ -54,6 +54,9 @@ void LogImporter::handOver(bool end)
     }
 }
 
+// Long: each fact the rest of the log decides (the level, mixed threads,
+// checks left out, what the missing lines leave unknown, the frames taken)
+// in the order each depends on the one before.
 void LogImporter::resolve(size_t index)
 {
     Open &open = mOpen[index - mFirstOpen];

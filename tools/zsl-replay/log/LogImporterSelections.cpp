@@ -119,6 +119,8 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
     selection.log.push_back(std::move(line));
 }
 
+// Long: a selection's lines read into its step in the order the selector
+// wrote them, and the damage a missing one does decided beside it.
 void LogImporter::closeSelection(Thread &thread)
 {
     if (!thread.selecting)

@@ -53,6 +53,8 @@ bool repeats(Stage stage)
 
 } // namespace
 
+// Long: the selection's grammar, one stage after another, in the order the
+// selector writes them.
 std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outcome::StepOutcome &step,
                            std::optional<bool> pending, bool threadsKnown)
 {

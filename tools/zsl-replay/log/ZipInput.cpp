@@ -29,6 +29,8 @@ constexpr size_t kOriginBytes = 64 << 10;
 
 } // namespace
 
+// Long: the zip's entries found, ordered and read in one pass over its
+// directory (libzip's handles held here).
 void readZip(const std::string &path, int fd, SourceReader &reading)
 {
     int code = 0;

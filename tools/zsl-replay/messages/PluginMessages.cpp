@@ -126,6 +126,7 @@ ArgShape argShape(Arg arg)
     }
 }
 
+// Long: the table itself, one message a line.
 const std::vector<PluginMessage> &pluginMessages()
 {
     static const std::vector<PluginMessage> messages = {

@@ -197,6 +197,7 @@ nlohmann::json FleetSummary::toJson() const
     return out;
 }
 
+// Long: one picture drawn top to bottom, each part a few lines.
 std::string FleetSummary::svg() const
 {
     // Three panels, one under the other: captures per device and build

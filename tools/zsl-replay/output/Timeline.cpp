@@ -81,6 +81,8 @@ std::string shortName(uint32_t tag, int value)
     return (*names)[static_cast<size_t>(value)];
 }
 
+// Long: one panel drawn top to bottom (rows, marks, strips, footer) with
+// its layout shared by every part.
 // One panel per select or capture step; answers its height.
 double drawSelection(std::ostream &svg, const SessionOutcome &trace, const StepOutcome &step, double top, double width)
 {

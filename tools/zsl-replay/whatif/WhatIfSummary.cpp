@@ -276,6 +276,7 @@ std::pair<double, double> niceScale(double most)
     return {std::ceil(most / step) * step, step};
 }
 
+// Long: one picture drawn top to bottom, each part a few lines.
 std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows)
 {
     constexpr double kWidth = 720, kLeft = 70, kRight = 30, kPanel = 170, kTop = 40, kGap = 60;
