@@ -15,6 +15,7 @@
 #include "whatif/PropertyChange.h"
 #include "whatif/Subject.h"
 #include "whatif/WhatIfReport.h"
+#include "whatif/Sweep.h"
 #include "whatif/WhatIfSummary.h"
 
 #include "ReplayCli.h"

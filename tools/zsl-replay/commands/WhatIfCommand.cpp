@@ -15,6 +15,7 @@
 #include "whatif/Subject.h"
 #include "whatif/WhatIfPage.h"
 #include "whatif/WhatIfReport.h"
+#include "whatif/Sweep.h"
 #include "whatif/WhatIfSummary.h"
 
 #include <PluginLoader.h>

@@ -10,6 +10,7 @@
 
 #include "whatif/Comparison.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
@@ -20,6 +21,12 @@
 #include <vector>
 
 namespace zsl::whatif {
+
+// How many of `among` are true: the captures a share is over.
+inline size_t counted(const std::vector<bool> &among)
+{
+    return static_cast<size_t>(std::count(among.begin(), among.end(), true));
+}
 
 class WhatIfSummary {
 public:
@@ -68,21 +75,5 @@ private:
     size_t mUnknownFacts = 0;
     std::vector<Seen> mSeen;
 };
-
-// One row of a sweep: a value, and the summary of every capture at it.
-struct SweepRow {
-    int64_t value = 0;
-    WhatIfSummary summary;
-};
-
-// Of a sweep's rows, the captures known at every value: taken in full, and the lags.
-std::vector<bool> inFullAtEveryValue(const std::vector<SweepRow> &rows);
-std::vector<bool> lagsAtEveryValue(const std::vector<SweepRow> &rows);
-
-void writeSweepText(std::ostream &out, const std::string &name, const std::vector<SweepRow> &rows);
-nlohmann::ordered_json sweepJson(const std::string &name, const std::vector<SweepRow> &rows);
-// The value against the captures taken in full, and against the median and
-// p90 lag, as an SVG.
-std::string sweepSvg(const std::string &name, const std::vector<SweepRow> &rows);
 
 } // namespace zsl::whatif
