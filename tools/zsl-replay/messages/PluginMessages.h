@@ -8,6 +8,8 @@
  * sources, so a message added there and not here fails the build's tests.
  */
 
+#include "messages/FormatMatch.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -184,10 +186,5 @@ inline int messageIndex(const PluginMessage &message)
 const PluginMessage *findPluginMessage(std::string_view text);
 // The same, with each conversion's text in `args`.
 const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::string_view> &args);
-
-// Whether text is what format prints for some arguments: %s takes any text,
-// numbers their digits (a sign for %d, 0x for %#x), %p a word. With `args`,
-// each conversion's text, in order.
-bool fillsFormat(std::string_view text, std::string_view format, std::vector<std::string_view> *args = nullptr);
 
 } // namespace zsl::messages
