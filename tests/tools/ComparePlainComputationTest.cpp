@@ -3,10 +3,7 @@
 // capture, intervals, p-values, Holm's adjustment and what a test would
 // show, at 2, 3, 5 and 60 captures a side.
 
-#include "compare/CompareReport.h"
 #include "compare/Comparison.h"
-#include "compare/FailOn.h"
-#include "compare/Measures.h"
 #include "compare/Side.h"
 
 #include "PlantedCaptures.h"
@@ -26,9 +23,7 @@ namespace {
 using namespace zsl::compare;
 using zsl::output::CaptureRow;
 using kotest::Planted;
-using kotest::drawCapture;
 using kotest::drawSide;
-using kotest::resultOf;
 
 // ---- a plain second computation, from the textbook formulas ----
 

@@ -8,12 +8,8 @@
 
 #include "log/LineParser.h"
 #include "output/LogcatWriter.h"
-#include "log/LogImporter.h"
 #include "output/Perfetto.h"
 #include <PluginLoader.h>
-#include "replay/Replayer.h"
-#include "replay/TraceReader.h"
-#include "output/TraceWriter.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +24,6 @@
 namespace {
 
 using namespace zsl::outcome;
-using namespace zsl::replay;
 using namespace zsl::log;
 using namespace zsl::output;
 using kotest::Outcome;

@@ -6,17 +6,7 @@
 #include "ExampleLogs.h"
 #include "ReplayCli.h"
 
-#include "output/CaptureTable.h"
-#include "output/CaptureTime.h"
-#include "log/LineParser.h"
-#include "output/LogcatWriter.h"
-#include "output/FleetSummary.h"
-#include "output/Outputs.h"
-#include "output/TableReader.h"
-#include "outcome/PluginLines.h"
 #include <PluginLoader.h>
-#include "replay/Replayer.h"
-#include "replay/TraceReader.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -34,12 +24,7 @@
 
 namespace {
 
-using namespace zsl::outcome;
-using namespace zsl::replay;
-using namespace zsl::log;
-using namespace zsl::output;
 using kotest::Outcome;
-using nlohmann::json;
 constexpr int64_t kNovember = 1795428389000000000; // 2026-11-23 18:46:29 UTC
 using kotest::exampleLines;
 using kotest::logText;

@@ -6,17 +6,10 @@
 #include "Containers.h"
 #include "ReplayCli.h"
 
-#include "output/CaptureTable.h"
 #include "output/CaptureTime.h"
-#include "log/LineParser.h"
-#include "output/LogcatWriter.h"
 #include "output/FleetSummary.h"
-#include "output/Outputs.h"
-#include "output/TableReader.h"
 #include "outcome/PluginLines.h"
 #include <PluginLoader.h>
-#include "replay/Replayer.h"
-#include "replay/TraceReader.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -35,11 +28,8 @@
 namespace {
 
 using namespace zsl::outcome;
-using namespace zsl::replay;
-using namespace zsl::log;
 using namespace zsl::output;
 using kotest::Outcome;
-using nlohmann::json;
 
 TEST(FleetInputs, WhatCannotBeReadIsNamed)
 {

@@ -5,13 +5,7 @@
 #include "log/CheckGrammar.h"
 #include "log/GapMarker.h"
 #include "log/LineParser.h"
-#include "log/LogImporter.h"
-#include "messages/PluginMessages.h"
 #include "output/CaptureTable.h"
-#include "output/LogcatWriter.h"
-#include "replay/BuiltinTraces.h"
-#include "replay/Replayer.h"
-#include "replay/TraceReader.h"
 
 #include <PluginLoader.h>
 
@@ -29,7 +23,6 @@
 namespace {
 
 using namespace zsl::outcome;
-using zsl::output::CaptureRow;
 
 // logd's gap marker in each of logcat's formats: the process whose lines
 // were dropped where the format shows it, any process where it does not;

@@ -5,15 +5,7 @@
 // changes told only where known, the unknown counted apart, shares and lags
 // over the same captures.
 
-#include "log/LineParser.h"
-#include "log/LogImporter.h"
-#include "output/LogcatWriter.h"
-#include "output/Report.h"
-#include "replay/BuiltinTraces.h"
-#include "replay/Replayer.h"
-#include "replay/TraceReader.h"
 #include "whatif/PropertyChange.h"
-#include "whatif/Subject.h"
 #include "whatif/WhatIfReport.h"
 #include "whatif/Sweep.h"
 #include "whatif/WhatIfSummary.h"
@@ -36,8 +28,6 @@ namespace {
 
 using namespace zsl::outcome;
 using namespace zsl::whatif;
-using zsl::replay::Replayer;
-using zsl::replay::TraceSpec;
 
 using kotest::TempFile;
 
