@@ -129,8 +129,9 @@ TEST(CompareCommand, EachSidesFiguresAreSummarizesOfTheSameTable)
     ASSERT_EQ(run.status, 0) << run.err;
     const Json report = Json::parse(run.out);
     const std::pair<const char *, const TempFile *> sides[] = {{"base", &base}, {"candidate", &candidate}};
-    for (const auto &[side, file] : sides) {
-        const kotest::Outcome summary = kotest::replay("summarize --json " + file->path());
+    for (const auto &entry : sides) {
+        const char *side = entry.first;
+        const kotest::Outcome summary = kotest::replay("summarize --json " + entry.second->path());
         ASSERT_EQ(summary.status, 0) << summary.err;
         const Json expected = Json::parse(summary.out);
         auto measured = [&](const std::string &name) {

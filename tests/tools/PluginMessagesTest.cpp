@@ -154,7 +154,8 @@ TEST(PluginMessages, EachArgumentIsNamedAsItsConversionPrintsIt)
             }
             ASSERT_NE(arg, Arg::None) << "conversion " << i << " has no name";
             EXPECT_TRUE(seen.insert(arg).second) << "a name given twice, at " << i;
-            const auto &[letter, before] = conversions[i];
+            const char letter = conversions[i].first;
+            const std::string &before = conversions[i].second;
             const ArgShape printed = letter == 's'   ? ArgShape::Text
                                      : letter == 'x' ? ArgShape::Hex
                                      : letter == 'p' ? ArgShape::Pointer
