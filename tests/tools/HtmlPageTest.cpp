@@ -119,55 +119,74 @@ nlohmann::json dataBlock(const std::string &html, const std::string &id)
 
 TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
 {
-    // Sessions of 300 captures (past a chunk of views), 300 dropped (past the
-    // next chunk, which is then read back and cut), then 10: the page holds
-    // the 310 kept, each view with its own capture and its session's header.
-    zsl::output::HtmlPage page;
-    auto session = [&](const std::string &name, uint32_t first, size_t captures, bool keep) {
-        zsl::outcome::SessionOutcome read;
-        read.name = name;
-        read.file = name + ".log";
-        read.fromLog = true;
-        for (size_t i = 0; i < captures; ++i) {
-            zsl::outcome::StepOutcome step;
-            step.fwkFrame = first + static_cast<uint32_t>(i);
-            page.add(read, step, zsl::output::captureRow(read, step));
-        }
-        if (keep)
-            page.endSession(read);
-        else
-            page.dropSession();
+    // Sessions read one after another, some dropped half-way: the page holds
+    // the captures of those kept, each view with its own capture and its
+    // session's header. Cut where a dropped session began: inside the chunk
+    // of views being filled, in a full chunk (read back and cut), at a
+    // chunk's edge, and before anything was kept.
+    struct Session {
+        size_t captures;
+        bool keep;
     };
-    session("first", 1, 300, true);
-    session("dropped", 1001, 300, false);
-    session("last", 2001, 10, true);
-    std::ostringstream out;
-    page.write(out, zsl::output::FleetSummary());
-    const std::string html = out.str();
-    const nlohmann::json rows = dataBlock(html, "zsl-rows"), head = dataBlock(html, "zsl-head");
-    ASSERT_EQ(rows.size(), 310u);
-    ASSERT_EQ(head.at("sessions").size(), 2u);
-    EXPECT_EQ(head.at("sessions")[1][0], "== last  (last.log), read from a log");
-    std::vector<uint32_t> frames, viewed;
-    for (const nlohmann::json &row : rows)
-        frames.push_back(row.at(4).get<uint32_t>());
-    for (size_t chunk = 0;; ++chunk) {
-        const nlohmann::json views = dataBlock(html, "zsl-views-" + std::to_string(chunk));
-        if (views.is_null())
-            break;
-        for (const nlohmann::json &view : views) {
-            const std::string first = view.at("text")[0];
-            viewed.push_back(static_cast<uint32_t>(std::stoul(first.substr(first.rfind(' ') + 1))));
-            EXPECT_EQ(view.at("session"), viewed.back() < 1000 ? 0 : 1) << first;
+    const std::vector<std::vector<Session>> plans = {
+        {{300, true}, {300, false}, {10, true}},
+        {{10, true}, {5, false}, {3, true}},
+        {{5, false}, {2, true}},
+        {{256, true}, {256, false}, {1, true}},
+        {{255, true}, {2, false}, {1, true}, {0, false}, {3, true}},
+    };
+    for (size_t plan = 0; plan < plans.size(); ++plan) {
+        SCOPED_TRACE("plan " + std::to_string(plan));
+        zsl::output::HtmlPage page;
+        std::vector<uint32_t> expected, sessionOf;
+        size_t kept = 0;
+        for (size_t s = 0; s < plans[plan].size(); ++s) {
+            zsl::outcome::SessionOutcome read;
+            read.name = "session" + std::to_string(s);
+            read.file = read.name + ".log";
+            read.fromLog = true;
+            for (size_t i = 0; i < plans[plan][s].captures; ++i) {
+                zsl::outcome::StepOutcome step;
+                step.fwkFrame = static_cast<uint32_t>(1000 * (s + 1) + i);
+                page.add(read, step, zsl::output::captureRow(read, step));
+                if (plans[plan][s].keep) {
+                    expected.push_back(step.fwkFrame);
+                    sessionOf.push_back(static_cast<uint32_t>(kept));
+                }
+            }
+            if (plans[plan][s].keep) {
+                page.endSession(read);
+                ++kept;
+            } else {
+                page.dropSession();
+            }
+        }
+        std::ostringstream out;
+        page.write(out, zsl::output::FleetSummary());
+        const std::string html = out.str();
+        const nlohmann::json rows = dataBlock(html, "zsl-rows"), head = dataBlock(html, "zsl-head");
+        ASSERT_EQ(head.at("sessions").size(), kept);
+        std::vector<uint32_t> frames, viewed, viewSessions;
+        for (const nlohmann::json &row : rows)
+            frames.push_back(row.at(4).get<uint32_t>());
+        for (size_t chunk = 0;; ++chunk) {
+            const nlohmann::json views = dataBlock(html, "zsl-views-" + std::to_string(chunk));
+            if (views.is_null())
+                break;
+            for (const nlohmann::json &view : views) {
+                const std::string first = view.at("text")[0];
+                viewed.push_back(static_cast<uint32_t>(std::stoul(first.substr(first.rfind(' ') + 1))));
+                viewSessions.push_back(view.at("session").get<uint32_t>());
+            }
+        }
+        EXPECT_EQ(frames, expected);
+        EXPECT_EQ(viewed, expected);
+        EXPECT_EQ(viewSessions, sessionOf);
+        if (!sessionOf.empty()) {
+            const std::string last = "session" + std::to_string(plans[plan].size() - 1);
+            EXPECT_EQ(head.at("sessions")[sessionOf.back()][0], "== " + last + "  (" + last + ".log), read from a log");
         }
     }
-    std::vector<uint32_t> expected;
-    for (uint32_t frame = 1; frame <= 300; ++frame)
-        expected.push_back(frame);
-    for (uint32_t frame = 2001; frame <= 2010; ++frame)
-        expected.push_back(frame);
-    EXPECT_EQ(frames, expected);
-    EXPECT_EQ(viewed, expected);
 }
 
 TEST(HtmlPage, ScriptSafeJsonKeepsTheValue)

@@ -5,6 +5,7 @@
 
 #include "outcome/FrameText.h"
 #include "outcome/PluginLines.h"
+#include "output/JsonWriter.h"
 #include "output/Outputs.h"
 #include "output/PageAssets.h"
 #include "output/Report.h"
@@ -77,31 +78,51 @@ nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step
             {"momentKnown", momentKnown}};
 }
 
-// A capture's view; its session's header is kept apart, once (`session`: its number).
-nlohmann::json viewOf(const SessionOutcome &session, const StepOutcome &step, size_t sessionNumber)
+// A capture's view, appended to `out`; its session's header is kept apart,
+// once (`sessionNumber`). Written in place: a view is made for every capture.
+void writeView(std::string &out, const SessionOutcome &session, const StepOutcome &step, size_t sessionNumber)
 {
-    std::ostringstream text;
-    writeStepText(text, session, step, false);
-    nlohmann::json checks = nlohmann::json::array();
+    JsonWriter json(out);
+    json.beginObject().key("checks").beginArray();
     for (const CheckOutcome &check : step.checks) {
         const bool known = check.unknown.empty();
-        checks.push_back({check.frame,
-                          !known                ? "unknown"
-                          : check.verdict.first ? "accepted"
-                                                : "refused",
-                          !known ? check.unknown : check.explanation});
+        json.beginArray()
+            .number(uint64_t{check.frame})
+            .string(!known                ? "unknown"
+                    : check.verdict.first ? "accepted"
+                                          : "refused")
+            .string(!known ? check.unknown : check.explanation)
+            .endArray();
     }
-    nlohmann::json lines = nlohmann::json::array();
-    for (const kohost::LogLine &line : step.log)
-        lines.push_back(
-            {line.logLine, line.timeText, line.level,
-             line.fileName.empty() ? "" : line.fileName + ":" + std::to_string(line.line) + " " + line.function + "()",
-             line.text});
-    return {{"session", sessionNumber},
-            {"text", textLines(text.str())},
-            {"timeline", timelineOf(session, step)},
-            {"checks", checks},
-            {"lines", lines}};
+    json.endArray().key("lines").beginArray();
+    std::string place;
+    for (const kohost::LogLine &line : step.log) {
+        place.clear();
+        if (!line.fileName.empty())
+            place.append(line.fileName)
+                .append(":")
+                .append(std::to_string(line.line))
+                .append(" ")
+                .append(line.function)
+                .append("()");
+        json.beginArray()
+            .number(line.logLine)
+            .string(line.timeText)
+            .string(line.level)
+            .string(place)
+            .string(line.text)
+            .endArray();
+    }
+    json.endArray().key("session").number(uint64_t{sessionNumber}).key("text").beginArray();
+    std::ostringstream text;
+    writeStepText(text, session, step, false);
+    const std::string words = text.str();
+    for (size_t at = 0; at < words.size();) {
+        const size_t end = std::min(words.find('\n', at), words.size());
+        json.string(std::string_view(words).substr(at, end - at));
+        at = end + 1;
+    }
+    json.endArray().key("timeline").value(timelineOf(session, step)).endObject();
 }
 
 std::string base64(const std::string &bytes)
@@ -210,10 +231,13 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
          orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
          text(unknown), least == row.takenLagsMs.end() ? nlohmann::json() : nlohmann::json(*least),
          most == row.takenLagsMs.end() ? nlohmann::json() : nlohmann::json(*most), row.takenLagUnknown, row.answer})));
-    mViews.push_back(jsonText(viewOf(session, step, mSessions.size())));
-    if (mViews.size() == kChunk) {
+    mViews += mViewStarts.empty() ? '[' : ',';
+    mViewStarts.push_back(mViews.size());
+    writeView(mViews, session, step, mSessions.size());
+    if (mViewStarts.size() == kChunk) {
         mChunks.push_back(chunkOf(mViews));
-        mViews.clear();
+        mViews.clear(); // its room is kept for the next chunk
+        mViewStarts.clear();
     }
 }
 
@@ -235,20 +259,29 @@ void HtmlPage::dropSession()
         const Chunk &cut = mChunks[whole];
         const nlohmann::json views = nlohmann::json::parse(cut.compressed ? gunzip(cut.data) : cut.data);
         mViews.clear();
-        for (size_t i = 0; i < keep % kChunk; ++i)
-            mViews.push_back(jsonText(views.at(i)));
+        mViewStarts.clear();
+        for (size_t i = 0; i < keep % kChunk; ++i) {
+            mViews += i == 0 ? '[' : ',';
+            mViewStarts.push_back(mViews.size());
+            mViews += jsonText(views.at(i));
+        }
         mChunks.resize(whole);
     } else {
-        mViews.resize(keep - whole * kChunk);
+        const size_t views = keep - whole * kChunk;
+        // The bracket or comma before the first view dropped goes with it.
+        if (views < mViewStarts.size()) {
+            mViews.resize(mViewStarts[views] - 1);
+            mViewStarts.resize(views);
+        }
     }
 }
 
-HtmlPage::Chunk HtmlPage::chunkOf(const std::vector<std::string> &views)
+HtmlPage::Chunk HtmlPage::chunkOf(std::string &views)
 {
-    std::string json = joined(views);
-    if (json.size() > kCompressAbove)
-        return {gzip(json), true};
-    return {std::move(json), false};
+    views += ']';
+    Chunk chunk = views.size() > kCompressAbove ? Chunk{gzip(views), true} : Chunk{views, false};
+    views.pop_back();
+    return chunk;
 }
 
 size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers,
@@ -293,8 +326,9 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
     out << layout.substr(data + dataMark.size(), views - data - dataMark.size());
     for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
         out << block("zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
-    if (!mViews.empty()) {
-        const Chunk last = chunkOf(mViews);
+    if (!mViewStarts.empty()) {
+        std::string lastViews = mViews;
+        const Chunk last = chunkOf(lastViews);
         out << block("zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
     }
     out << layout.substr(views + viewsMark.size());

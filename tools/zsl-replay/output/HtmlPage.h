@@ -50,7 +50,9 @@ private:
         std::string data;
         bool compressed = false;
     };
-    static Chunk chunkOf(const std::vector<std::string> &views);
+    // `views`: "[" and the chunk's views, each written as JSON, joined by
+    // commas; the closing bracket is added for the chunk, and taken off again.
+    static Chunk chunkOf(std::string &views);
 
     // Each capture's row as a JSON array, its texts that repeat from capture
     // to capture (input, device and build, what the log could not tell)
@@ -62,9 +64,12 @@ private:
     std::vector<std::string> mSessions;
     size_t mSessionFirstRow = 0; // the first row of the session being read
     // The views: each full chunk kept compressed at once, the last chunk's
-    // views as JSON until the page is written.
+    // views as JSON until the page is written ("[" and the views joined by
+    // commas, each view's offset kept so that a dropped session can be cut
+    // off).
     std::vector<Chunk> mChunks;
-    std::vector<std::string> mViews;
+    std::string mViews;
+    std::vector<size_t> mViewStarts;
 };
 
 // The text as it may stand inside a <script> element: "<" written as

@@ -1,0 +1,105 @@
+// JSON written piece by piece is the text the JSON library prints for the
+// same document, whatever bytes its strings hold.
+
+#include "output/JsonWriter.h"
+#include "output/Outputs.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <random>
+#include <string>
+
+namespace {
+
+using zsl::output::JsonWriter;
+
+// Bytes drawn mostly from what logs hold, with quotes, backslashes, control
+// bytes, DEL and bytes that are (or only start) UTF-8 among them.
+std::string randomText(std::mt19937 &random)
+{
+    static const std::string kSpecial = std::string("\"\\\b\f\n\r\t\x01\x1f\x7f/", 11) + "\xc3\xa9\xe2\x82\xac\xff\xc3";
+    std::string text;
+    const size_t length = random() % 12;
+    for (size_t i = 0; i < length; ++i)
+        text += random() % 4 == 0 ? kSpecial[random() % kSpecial.size()] : static_cast<char>(' ' + random() % 95);
+    return text;
+}
+
+nlohmann::json randomDocument(std::mt19937 &random, int depth)
+{
+    switch (random() % (depth > 3 ? 5 : 7)) {
+    case 0:
+        return randomText(random);
+    case 1:
+        return static_cast<uint64_t>(random()) << (random() % 33);
+    case 2:
+        return -static_cast<int64_t>(random() % 100000);
+    case 3:
+        return nullptr;
+    case 4:
+        return static_cast<double>(random() % 200000) / 1000.0 - 100.0;
+    case 5: {
+        nlohmann::json array = nlohmann::json::array();
+        for (size_t n = random() % 4; n > 0; --n)
+            array.push_back(randomDocument(random, depth + 1));
+        return array;
+    }
+    default: {
+        nlohmann::json object = nlohmann::json::object();
+        for (size_t n = random() % 4; n > 0; --n)
+            object[randomText(random)] = randomDocument(random, depth + 1);
+        return object;
+    }
+    }
+}
+
+// The document written through the writer, as a page's view is.
+void write(JsonWriter &out, const nlohmann::json &value)
+{
+    if (value.is_array()) {
+        out.beginArray();
+        for (const nlohmann::json &item : value)
+            write(out, item);
+        out.endArray();
+    } else if (value.is_object()) {
+        out.beginObject();
+        for (const auto &[key, item] : value.items()) {
+            out.key(key);
+            write(out, item);
+        }
+        out.endObject();
+    } else if (value.is_string()) {
+        out.string(value.get_ref<const std::string &>());
+    } else if (value.is_number_unsigned()) {
+        out.number(value.get<uint64_t>());
+    } else if (value.is_number_integer()) {
+        out.number(value.get<int64_t>());
+    } else if (value.is_null()) {
+        out.null();
+    } else {
+        out.value(value);
+    }
+}
+
+} // namespace
+
+TEST(JsonWriter, WritesTheLibrarysTextOfAnyDocument)
+{
+    std::mt19937 random(7);
+    for (int i = 0; i < 3000; ++i) {
+        const nlohmann::json document = randomDocument(random, 0);
+        std::string text = "prefix:";
+        JsonWriter out(text);
+        write(out, document);
+        ASSERT_EQ(text, "prefix:" + zsl::output::jsonText(document)) << "document " << i;
+    }
+}
+
+TEST(JsonWriter, TakesTextMadeElsewhereAsOneValue)
+{
+    std::string text;
+    JsonWriter out(text);
+    out.beginArray().raw("{\"a\":1}").number(uint64_t{2}).beginObject().key("b").raw("[3]").endObject().endArray();
+    EXPECT_EQ(text, "[{\"a\":1},2,{\"b\":[3]}]");
+}

@@ -1,0 +1,53 @@
+#pragma once
+/*
+ * JsonWriter: compact JSON text appended to a string piece by piece, for
+ * outputs written per capture where a document tree would be built only to
+ * be printed (the page's views). It writes the bytes jsonText() would for
+ * the same values: strings of plain printable ASCII are copied as they
+ * are, any other is escaped by the JSON library (a byte that is not UTF-8
+ * becomes U+FFFD). Commas are placed by the writer; the caller opens and
+ * closes arrays and objects in order.
+ */
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zsl::output {
+
+class JsonWriter {
+public:
+    explicit JsonWriter(std::string &out) : mOut(out) {}
+
+    JsonWriter &beginArray() { return open('['); }
+    JsonWriter &endArray() { return close(']'); }
+    JsonWriter &beginObject() { return open('{'); }
+    JsonWriter &endObject() { return close('}'); }
+    // An object's key; its value comes next.
+    JsonWriter &key(std::string_view name);
+
+    JsonWriter &string(std::string_view text);
+    JsonWriter &number(uint64_t value);
+    JsonWriter &number(int64_t value);
+    JsonWriter &null();
+    // A value built as a document, for the few whose printing (fractions) is
+    // the library's.
+    JsonWriter &value(const nlohmann::json &value);
+    // JSON text made elsewhere, taken as one value.
+    JsonWriter &raw(std::string_view json);
+
+private:
+    JsonWriter &open(char bracket);
+    JsonWriter &close(char bracket);
+    void separate();
+
+    std::string &mOut;
+    // Per open array or object: whether it has a value yet.
+    std::vector<bool> mHasValue;
+    bool mAfterKey = false;
+};
+
+} // namespace zsl::output
