@@ -235,14 +235,25 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     mViewStarts.push_back(mViews.size());
     writeView(mViews, session, step, mSessions.size());
     if (mViewStarts.size() == kChunk) {
-        mChunks.push_back(chunkOf(mViews));
-        mViews.clear(); // its room is kept for the next chunk
+        // Compressed on a thread of its own while the next chunk is filled;
+        // one at a time, so that memory holds at most two chunks' views.
+        settle();
+        mCompressing =
+            std::async(std::launch::async, [views = std::move(mViews)]() mutable { return chunkOf(std::move(views)); });
+        mViews.clear();
         mViewStarts.clear();
     }
 }
 
+void HtmlPage::settle()
+{
+    if (mCompressing.valid())
+        mChunks.push_back(mCompressing.get());
+}
+
 void HtmlPage::endSession(const SessionOutcome &session)
 {
+    settle();
     std::ostringstream header;
     writeSessionHeader(header, session);
     mSessions.push_back(jsonText(nlohmann::json(textLines(header.str()))));
@@ -251,6 +262,7 @@ void HtmlPage::endSession(const SessionOutcome &session)
 
 void HtmlPage::dropSession()
 {
+    settle();
     const size_t keep = mSessionFirstRow;
     mRows.resize(keep);
     // The chunk the session began in is read back, and cut where it began.
@@ -276,12 +288,12 @@ void HtmlPage::dropSession()
     }
 }
 
-HtmlPage::Chunk HtmlPage::chunkOf(std::string &views)
+HtmlPage::Chunk HtmlPage::chunkOf(std::string views)
 {
     views += ']';
-    Chunk chunk = views.size() > kCompressAbove ? Chunk{gzip(views), true} : Chunk{views, false};
-    views.pop_back();
-    return chunk;
+    if (views.size() > kCompressAbove)
+        return {gzip(views), true};
+    return {std::move(views), false};
 }
 
 size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers,
@@ -293,8 +305,9 @@ size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, s
     return at->second;
 }
 
-void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
+void HtmlPage::write(std::ostream &out, const FleetSummary &summary)
 {
+    settle();
     std::ostringstream text;
     summary.writeText(text);
     nlohmann::json classes = nlohmann::json::array();
@@ -327,8 +340,7 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary) const
     for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
         out << block("zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
     if (!mViewStarts.empty()) {
-        std::string lastViews = mViews;
-        const Chunk last = chunkOf(lastViews);
+        const Chunk last = chunkOf(mViews);
         out << block("zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
     }
     out << layout.substr(views + viewsMark.size());

@@ -17,6 +17,7 @@
 #include "output/FleetSummary.h"
 
 #include <cstddef>
+#include <future>
 #include <map>
 #include <ostream>
 #include <string>
@@ -39,7 +40,7 @@ public:
     // The session could not be read whole: its captures are taken out again.
     void dropSession();
     // The page, with the summary of every capture added.
-    void write(std::ostream &out, const FleetSummary &summary) const;
+    void write(std::ostream &out, const FleetSummary &summary);
 
 private:
     // A text's number in `texts`, added on first sight.
@@ -51,8 +52,10 @@ private:
         bool compressed = false;
     };
     // `views`: "[" and the chunk's views, each written as JSON, joined by
-    // commas; the closing bracket is added for the chunk, and taken off again.
-    static Chunk chunkOf(std::string &views);
+    // commas; closed, and compressed when large.
+    static Chunk chunkOf(std::string views);
+    // The chunk being compressed, if any, taken into mChunks.
+    void settle();
 
     // Each capture's row as a JSON array, its texts that repeat from capture
     // to capture (input, device and build, what the log could not tell)
@@ -68,6 +71,7 @@ private:
     // commas, each view's offset kept so that a dropped session can be cut
     // off).
     std::vector<Chunk> mChunks;
+    std::future<Chunk> mCompressing;
     std::string mViews;
     std::vector<size_t> mViewStarts;
 };
