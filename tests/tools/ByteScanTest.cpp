@@ -1,0 +1,86 @@
+// The byte loops at every width the processor allows against a search one
+// byte at a time: random text dense with the marks' first and last bytes,
+// marks planted at every offset of a vector and cut by the end, newlines
+// followed by wanted and unwanted bytes, searched from unaligned places.
+
+#include "log/ByteScan.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using zsl::log::ByteScan;
+using zsl::log::LineFilter;
+
+const LineFilter kFilter{{"KoAlgoEngine", "ZSLSelector", "chatty"}, "[\x1b"};
+
+std::string randomText(std::mt19937 &random)
+{
+    // Bytes the marks start and end with, and parts of them, among others.
+    static const std::vector<std::string> kPieces = {
+        "K",          "e",  "Z",   "r",      "c", "y", "ch", "chatt",        "hatty",       "KoAlgo", "Engine",
+        "ZSLSelecto", "\n", "\n[", "\n\x1b", "[", "a", " ",  "KoAlgoEngine", "ZSLSelector", "chatty"};
+    std::string text;
+    const size_t pieces = random() % 120;
+    for (size_t i = 0; i < pieces; ++i)
+        text += random() % 3 ? std::string(1 + random() % 9, 'x') : kPieces[random() % kPieces.size()];
+    return text;
+}
+
+const char *firstMark(const char *from, const char *end)
+{
+    for (const char *at = from; at < end; ++at)
+        for (std::string_view mark : kFilter.marks)
+            if (static_cast<size_t>(end - at) >= mark.size() && std::string_view(at, mark.size()) == mark)
+                return at;
+    return end;
+}
+
+} // namespace
+
+TEST(ByteScan, EveryWidthFindsWhatAByteAtATimeFinds)
+{
+    std::mt19937 random(11);
+    const ByteScan::Width widths[] = {ByteScan::Width::Best, ByteScan::Width::Sse2, ByteScan::Width::Word,
+                                      ByteScan::Width::Byte};
+    for (int round = 0; round < 4000; ++round) {
+        const std::string text = randomText(random);
+        const size_t start = text.empty() ? 0 : random() % (text.size() + 1);
+        const char *from = text.data() + start, *end = text.data() + text.size();
+        const char *mark = firstMark(from, end);
+        // The lines before the mark, and where the first wanted one starts.
+        uint64_t lines = 0;
+        const char *stop = from;
+        for (const char *at = from; at < mark; ++at)
+            if (*at == '\n') {
+                ++lines;
+                stop = at + 1;
+                if (stop < end && (*stop == '[' || *stop == '\x1b'))
+                    break;
+            }
+        for (const ByteScan::Width width : widths) {
+            SCOPED_TRACE("round " + std::to_string(round) + ", width " + std::to_string(static_cast<int>(width)));
+            const ByteScan scan(kFilter, width);
+            ASSERT_EQ(scan.findMark(from, end) - text.data(), mark - text.data());
+            uint64_t counted = 5;
+            ASSERT_EQ(scan.skipLines(from, mark, end, counted) - text.data(), stop - text.data());
+            ASSERT_EQ(counted, 5 + lines);
+        }
+    }
+}
+
+TEST(ByteScan, MarksOfOneByteOrManyAreFoundOneByOne)
+{
+    // More marks than are searched together, and a mark of one byte.
+    const LineFilter many{{"a", "KoAlgoEngine", "ZSLSelector", "chatty", "dropped"}, ""};
+    const std::string text = std::string(100, 'x') + "dropped" + std::string(50, 'x') + "a";
+    for (const ByteScan::Width width : {ByteScan::Width::Best, ByteScan::Width::Byte}) {
+        const ByteScan scan(many, width);
+        EXPECT_EQ(scan.findMark(text.data(), text.data() + text.size()) - text.data(), 100);
+        EXPECT_EQ(scan.findMark(text.data() + 101, text.data() + text.size()) - text.data(), 157);
+    }
+}
