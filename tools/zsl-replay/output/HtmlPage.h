@@ -60,7 +60,9 @@ private:
     // Each capture's row as a JSON array, its texts that repeat from capture
     // to capture (input, device and build, what the log could not tell)
     // given by number: the page reads 16,000 rows at once.
-    std::vector<std::string> mRows;
+    // "[" and the rows joined by commas, each row's offset kept.
+    std::string mRows;
+    std::vector<size_t> mRowStarts;
     std::vector<std::string> mTexts;
     std::map<std::string, size_t> mTextNumbers;
     // Each session's header lines, as JSON; a view names its session by number.
