@@ -75,6 +75,14 @@ after(async () => {
 async function open(file, fragment = '') {
   const page = await browser.newPage();
   problems = [];
+  // Every text the line above the table shows, in order, from the first.
+  await page.evaluateOnNewDocument(() => {
+    window.shownTexts = [];
+    new MutationObserver(() => {
+      const shown = document.getElementById('shown');
+      if (shown && shown.textContent && shown.textContent !== window.shownTexts.at(-1)) window.shownTexts.push(shown.textContent);
+    }).observe(document, { subtree: true, childList: true, characterData: true });
+  });
   page.on('pageerror', (error) => problems.push('script error: ' + error.message));
   page.on('console', (message) => { if (message.type() === 'error') problems.push('console: ' + message.text()); });
   page.on('request', (request) => {
@@ -299,7 +307,11 @@ describe('a page of over a thousand captures', () => {
     const bigReport = run(['explain', big, '--html', bigPage]);
     assert.match(fs.readFileSync(bigPage, 'utf8'), /data-encoding="gzip-base64"/);
     const page = await open(bigPage);
-    assert.equal(await page.$eval('#shown', (p) => p.textContent), 'Captures 1 to 100 of 1040.');
+    // The first hundred rows were drawn before the others were read, the
+    // filters waiting for them; then the table says how many there are.
+    assert.deepEqual(await page.evaluate(() => window.shownTexts),
+      ['Captures 1 to 100 of 1040; the others are being read.', 'Captures 1 to 100 of 1040.']);
+    assert.equal(await page.$eval('#f-device', (select) => select.disabled), false, 'the filters work once every row is read');
     await page.click('#pager button:last-child');
     assert.deepEqual((await shownRows(page)).map((row) => row.n), Array.from({ length: 100 }, (_, i) => 101 + i));
     assert.equal(new URL(page.url()).hash, '#page=2');

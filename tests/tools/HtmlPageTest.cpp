@@ -189,6 +189,48 @@ TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
     }
 }
 
+TEST(HtmlPage, APageOfManyCapturesHoldsItsFirstRowsBeforeTheScriptAndTheOthersAfter)
+{
+    // Up to 1,000 rows (the table shows them at once): one block. More: the
+    // first 100 (the table's first page) before the script, the others after
+    // it and before the views; together every row once, in order.
+    for (const size_t captures : {999u, 1000u, 1001u, 1300u}) {
+        SCOPED_TRACE(captures);
+        zsl::output::HtmlPage page;
+        zsl::outcome::SessionOutcome read;
+        read.name = "many";
+        read.fromLog = true;
+        for (size_t i = 0; i < captures; ++i) {
+            zsl::outcome::StepOutcome step;
+            step.fwkFrame = static_cast<uint32_t>(i + 1);
+            page.add(read, step, zsl::output::captureRow(read, step));
+        }
+        page.endSession(read);
+        std::ostringstream out;
+        page.write(out, zsl::output::FleetSummary());
+        const std::string html = out.str();
+        const nlohmann::json first = dataBlock(html, "zsl-rows"), rest = dataBlock(html, "zsl-rows-rest");
+        EXPECT_EQ(dataBlock(html, "zsl-head").at("captures"), captures);
+        const bool split = captures > 1000;
+        EXPECT_EQ(first.size(), split ? 100 : captures);
+        EXPECT_EQ(rest.is_null(), !split);
+        std::vector<uint32_t> frames;
+        for (const nlohmann::json *block : {&first, &rest})
+            if (!block->is_null())
+                for (const nlohmann::json &row : *block)
+                    frames.push_back(row.at(4).get<uint32_t>());
+        ASSERT_EQ(frames.size(), captures);
+        for (size_t i = 0; i < captures; ++i)
+            ASSERT_EQ(frames[i], i + 1);
+        const size_t script = html.find("<script nonce="), views = html.find("id=\"zsl-views-0\"");
+        EXPECT_LT(html.find("id=\"zsl-rows\""), script);
+        if (split) {
+            EXPECT_GT(html.find("id=\"zsl-rows-rest\""), script);
+            EXPECT_LT(html.find("id=\"zsl-rows-rest\""), views);
+        }
+    }
+}
+
 TEST(HtmlPage, ScriptSafeJsonKeepsTheValue)
 {
     for (const std::string text : {"</script>", "<!--<script>", "a<b", "plain", "\xe2\x9c\x93 <"}) {

@@ -125,7 +125,7 @@ void writeView(std::string &out, const SessionOutcome &session, const StepOutcom
     json.endArray().key("timeline").value(timelineOf(session, step)).endObject();
 }
 
-std::string base64(const std::string &bytes)
+std::string base64(std::string_view bytes)
 {
     static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string out;
@@ -160,7 +160,7 @@ std::string gunzip(const std::string &bytes)
     return out;
 }
 
-std::string gzip(const std::string &bytes)
+std::string gzip(std::string_view bytes)
 {
     z_stream stream{};
     // 15 + 16: a gzip member, which the browser's DecompressionStream reads.
@@ -178,7 +178,7 @@ std::string gzip(const std::string &bytes)
 }
 
 // One data block of the page: JSON as it is, or compressed (already) when large.
-std::string block(const std::string &id, const std::string &data, bool compressed)
+std::string block(const std::string &id, std::string_view data, bool compressed)
 {
     if (compressed)
         return "<script type=\"text/plain\" id=\"" + id + "\" data-encoding=\"gzip-base64\">" + base64(data) +
@@ -186,7 +186,7 @@ std::string block(const std::string &id, const std::string &data, bool compresse
     return "<script type=\"application/json\" id=\"" + id + "\">" + scriptSafeJson(data) + "</script>\n";
 }
 
-std::string block(const std::string &id, const std::string &json)
+std::string block(const std::string &id, std::string_view json)
 {
     return json.size() > HtmlPage::kCompressAbove ? block(id, gzip(json), true) : block(id, json, false);
 }
@@ -201,7 +201,7 @@ std::string joined(const std::vector<std::string> &items)
 
 } // namespace
 
-std::string scriptSafeJson(const std::string &json)
+std::string scriptSafeJson(std::string_view json)
 {
     std::string out;
     out.reserve(json.size());
@@ -340,11 +340,23 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary)
     const size_t data = page.find(dataMark), views = page.find(viewsMark);
     const std::string_view layout(page);
     out << layout.substr(0, data);
-    // The rows closed in place, not copied: at 160,000 captures they are some 20 MB.
+    // The rows closed in place, not copied: at 160,000 captures they are some
+    // 20 MB. A page of more rows than its table shows at once holds the first
+    // page of them before the script and the others after it, so that the
+    // first view is drawn before those are read.
     mRows += mRowStarts.empty() ? "[]" : "]";
-    out << block("zsl-head", jsonText(head)) << block("zsl-rows", mRows);
-    mRows.resize(mRows.size() - (mRowStarts.empty() ? 2 : 1));
+    const std::string_view rows(mRows);
+    const bool split = mRowStarts.size() > kAllRowsAtOnce;
+    const size_t firstEnd = split ? mRowStarts[kFirstRows] - 1 : rows.size();
+    out << block("zsl-head", jsonText(head))
+        << block("zsl-rows", split ? std::string(rows.substr(0, firstEnd)) + "]" : rows);
     out << layout.substr(data + dataMark.size(), views - data - dataMark.size());
+    if (split) {
+        mRows[firstEnd] = '['; // the comma before the rest's first row
+        out << block("zsl-rows-rest", rows.substr(firstEnd));
+        mRows[firstEnd] = ',';
+    }
+    mRows.resize(mRows.size() - (mRowStarts.empty() ? 2 : 1));
     for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
         out << block("zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
     if (!mViewStarts.empty()) {

@@ -21,6 +21,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zsl::output {
@@ -30,6 +31,9 @@ public:
     // Views per chunk; data blocks above kCompressAbove bytes are compressed.
     static constexpr size_t kChunk = 256;
     static constexpr size_t kCompressAbove = 32 * 1024;
+    // The page's table shows up to kAllRowsAtOnce rows at once, else
+    // kFirstRows at a time (as its script does).
+    static constexpr size_t kAllRowsAtOnce = 1000, kFirstRows = 100;
 
     // A capture of the session being read, with its row: kept as the page
     // shows it (its row, its view compressed with its chunk's), not as a step.
@@ -80,6 +84,6 @@ private:
 
 // The text as it may stand inside a <script> element: "<" written as
 // "\u003c", so that no "</script>" or "<!--" in a log's text ends it.
-std::string scriptSafeJson(const std::string &json);
+std::string scriptSafeJson(std::string_view json);
 
 } // namespace zsl::output

@@ -44,6 +44,8 @@
   }
 
   const state = { head: null, rows: [], views: new Map(), filter: {}, sort: null, page: 0, capture: null };
+  // Whether every row is read (a page of many captures reads its first rows first).
+  const wholeRows = () => state.rows.length === state.head.captures;
 
   // A row as the page reads it (HtmlPage.cpp writes it): repeated texts by number.
   function expandRow(a, i) {

@@ -34,11 +34,12 @@
     const page = parseInt(f.page, 10);
     state.page = page > 0 ? page - 1 : 0;
     const capture = /^[0-9]+$/.test(f.capture || '') ? parseInt(f.capture, 10) : null;
+    const captures = state.head.captures;
     state.capture = capture !== null && capture >= 1 && capture <= state.rows.length ? capture : null;
     if (f.capture !== undefined && state.capture === null) {
-      setStatus('No capture ' + f.capture + ' in this page: it holds captures 1 to ' + state.rows.length + '.', true);
+      setStatus('No capture ' + f.capture + ' in this page: it holds captures 1 to ' + captures + '.', true);
     } else {
-      setStatus(state.rows.length + ' capture' + (state.rows.length === 1 ? '' : 's') + ', from zsl-replay.');
+      setStatus(captures + ' capture' + (captures === 1 ? '' : 's') + ', from zsl-replay.');
     }
   }
   function updateFragment() {

@@ -32,7 +32,7 @@
       const sorted = state.sort && state.sort.key === column.key;
       const th = el('th', { scope: 'col', class: column.num ? 'num' : null, 'data-key': column.key,
         'aria-sort': sorted ? (state.sort.desc ? 'descending' : 'ascending') : 'none' },
-      el('button', { type: 'button', title: 'sort by ' + column.label }, column.label));
+      el('button', { type: 'button', title: 'sort by ' + column.label, disabled: !wholeRows() }, column.label));
       th.querySelector('button').addEventListener('click', () => {
         state.sort = { key: column.key, desc: sorted ? !state.sort.desc : false };
         state.page = 0;
@@ -63,6 +63,8 @@
     fillSelect($('f-build'), 'build', builds, (b) => b || dash);
     fillSelect($('f-reason'), 'reason', state.head.reasonClasses, (k) => k);
     $('f-q').value = state.filter.q || '';
+    // Filters wait for every row.
+    for (const control of $('filters').elements) control.disabled = !wholeRows();
   }
   function drawTable() {
     drawHead();
@@ -88,6 +90,11 @@
       fragment.append(tr);
     }
     body.replaceChildren(fragment);
+    if (!wholeRows()) {
+      $('shown').textContent = 'Captures 1 to ' + rows.length + ' of ' + state.head.captures + '; the others are being read.';
+      $('pager').replaceChildren();
+      return;
+    }
     const filtered = rows.length !== state.rows.length;
     $('shown').textContent = (rows.length === 0 ? 'No capture matches the filters' :
         'Captures ' + (first + 1) + ' to ' + Math.min(rows.length, first + pageRows) + ' of ' + rows.length) +
