@@ -7,9 +7,11 @@
  * inside the page, nothing is fetched. The data is JSON in script elements
  * of their own, never markup: text from a log is shown as text by the
  * page's script. Captures are kept as compact JSON, not as sessions, and
- * the views are stored in chunks the page decodes only when one is opened,
- * so that a page of many captures opens as fast as a small one; large data
- * is gzip-compressed and base64-encoded.
+ * the views are stored in chunks the page decodes only when one is opened;
+ * a page of many captures holds its first rows before the script and the
+ * others after it, so that it opens as fast as a small one. Large data is
+ * gzip-compressed and base64-encoded, each full chunk of views on a thread
+ * of its own while the next is filled.
  */
 
 #include "outcome/Outcome.h"
