@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <iterator>
 #include <cstring>
@@ -32,16 +33,17 @@ std::string priorityLetter(int priority)
 
 } // namespace
 
-LogLine parseAndroidLine(std::string level, std::string_view message)
+LogLine parseAndroidLine(std::string level, std::string_view text)
 {
+    // Read in place: each field is copied once, into the line (a device
+    // log's reader calls this for every line of the plug-in).
     LogLine line;
     line.output = LogOutput::Android;
     line.level = std::move(level);
-    const std::string text(message);
     const size_t space = text.find(' ');
-    const size_t colon = text.find(':', space == std::string::npos ? 0 : space);
-    const size_t nextSpace = text.find(' ', colon == std::string::npos ? 0 : colon);
-    if (space == std::string::npos || colon == std::string::npos || nextSpace == std::string::npos) {
+    const size_t colon = text.find(':', space == std::string_view::npos ? 0 : space);
+    const size_t nextSpace = text.find(' ', colon == std::string_view::npos ? 0 : colon);
+    if (space == std::string_view::npos || colon == std::string_view::npos || nextSpace == std::string_view::npos) {
         line.text = text;
         return line;
     }
@@ -49,13 +51,20 @@ LogLine parseAndroidLine(std::string level, std::string_view message)
     const size_t nameStart = nextSpace + 1;
     const bool lambda = text.compare(nameStart, 12, "operator()()") == 0;
     const size_t parens = lambda ? nameStart + 10 : text.find("()", nameStart);
-    if (parens == std::string::npos) {
+    if (parens == std::string_view::npos) {
         line.text = text;
         return line;
     }
     line.group = text.substr(0, space);
     line.fileName = text.substr(space + 1, colon - space - 1);
-    line.line = std::atoi(text.c_str() + colon + 1);
+    // atoi of what follows the colon: only the part it reads is copied.
+    size_t numberEnd = colon + 1;
+    while (numberEnd < text.size() && std::isspace(static_cast<unsigned char>(text[numberEnd])))
+        ++numberEnd;
+    numberEnd += numberEnd < text.size() && (text[numberEnd] == '+' || text[numberEnd] == '-');
+    while (numberEnd < text.size() && std::isdigit(static_cast<unsigned char>(text[numberEnd])))
+        ++numberEnd;
+    line.line = std::atoi(std::string(text.substr(colon + 1, numberEnd - colon - 1)).c_str());
     line.function = text.substr(nameStart, parens - nameStart);
     line.text = text.substr(parens + 2);
     return line;
@@ -85,7 +94,8 @@ LogRecorder::LogRecorder() : mPreviousPriority(__android_log_get_minimum_priorit
     __android_log_set_logger(androidLogger);
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     mPreviousReceiver = kodebug::setSystemLogReceiver([this](const kodebug::SystemLogRecord &record) {
-        add({LogOutput::System, record.level, kodebug::Log::koaGroupToString(record.group), record.fileName, record.line, record.function, record.text, 0, 0, 0, ""});
+        add({LogOutput::System, record.level, kodebug::Log::koaGroupToString(record.group), record.fileName,
+             record.line, record.function, record.text, 0, 0, 0, ""});
     });
 }
 

@@ -51,7 +51,7 @@ struct LogLine {
 // Splits an Android-log message of the selector, "group file:line
 // function()text", into its fields; a message of another shape is kept
 // whole as the text. Also for lines read back from a device's log.
-LogLine parseAndroidLine(std::string level, std::string_view message);
+LogLine parseAndroidLine(std::string level, std::string_view text);
 
 class LogRecorder {
 public:

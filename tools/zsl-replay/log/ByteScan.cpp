@@ -55,6 +55,7 @@ const char *findOneMark(const char *from, const char *end, std::string_view mark
     return end;
 }
 
+#if defined(__SSE2__)
 // The mark among `marks` that starts at each place whose bit is set, if any.
 const char *confirmed(const char *from, unsigned bits, const std::vector<std::string_view> &marks)
 {
@@ -66,6 +67,7 @@ const char *confirmed(const char *from, unsigned bits, const std::vector<std::st
     }
     return nullptr;
 }
+#endif
 
 // The high bit of each byte of `word` that is a newline: exact, with no
 // carry from one byte into the next.

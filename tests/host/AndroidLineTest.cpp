@@ -1,0 +1,51 @@
+// An Android-log message of the selector split into its fields, as a
+// device log's reader and the recorder both split it: the prefix's group,
+// file, line and function, and the text after "()"; a message of another
+// shape kept whole as the text.
+
+#include <LogRecorder.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+struct LineCase {
+    const char *message;
+    const char *group, *fileName;
+    int line;
+    const char *function, *text;
+};
+
+// Each case's fields are what the message shows, read by eye.
+const LineCase kCases[] = {
+    {"ZSL ZSLSelectorDefault.cpp:213 isQualify()hf OK", "ZSL", "ZSLSelectorDefault.cpp", 213, "isQualify", "hf OK"},
+    {"ZSL a.cpp:7 operator()()inside a lambda", "ZSL", "a.cpp", 7, "operator()", "inside a lambda"},
+    {"ZSL a.cpp:12 f()", "ZSL", "a.cpp", 12, "f", ""},
+    // The line number as atoi reads it: blanks and a sign before it, anything after.
+    {"ZSL a.cpp: 42 f()text", "ZSL", "a.cpp", 42, "42 f", "text"},
+    {"ZSL a.cpp:-3x f()text", "ZSL", "a.cpp", -3, "f", "text"},
+    {"ZSL a.cpp:x f()text", "ZSL", "a.cpp", 0, "f", "text"},
+    // Other shapes: the whole message is the text.
+    {"no prefix at all", "", "", 0, "", "no prefix at all"},
+    {"ZSL a.cpp:12 no parentheses", "", "", 0, "", "ZSL a.cpp:12 no parentheses"},
+    {"ZSL a.cpp 12 f()", "", "", 0, "", "ZSL a.cpp 12 f()"},
+    {"", "", "", 0, "", ""},
+};
+
+} // namespace
+
+TEST(AndroidLine, MessagesSplitIntoTheirFields)
+{
+    for (const LineCase &c : kCases) {
+        SCOPED_TRACE(c.message);
+        const kohost::LogLine line = kohost::parseAndroidLine("D", c.message);
+        EXPECT_EQ(line.level, "D");
+        EXPECT_EQ(line.group, c.group);
+        EXPECT_EQ(line.fileName, c.fileName);
+        EXPECT_EQ(line.line, c.line);
+        EXPECT_EQ(line.function, c.function);
+        EXPECT_EQ(line.text, c.text);
+    }
+}
