@@ -68,6 +68,13 @@
   }
   function drawTable() {
     drawHead();
+    // Until every row is read, only the first page in the input's order is shown.
+    if (!wholeRows() && (Object.keys(state.filter).length > 0 || state.sort || state.page > 0)) {
+      document.querySelector('#captures tbody').replaceChildren();
+      $('shown').textContent = 'Reading the other captures of ' + state.head.captures + ' to filter, sort or page them.';
+      $('pager').replaceChildren();
+      return;
+    }
     const rows = shownRows();
     const pageRows = rows.length > ALL_ROWS ? PAGE_ROWS : ALL_ROWS;
     const pages = Math.max(1, Math.ceil(rows.length / pageRows));
