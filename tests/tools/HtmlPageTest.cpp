@@ -122,8 +122,8 @@ TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
     // Sessions read one after another, some dropped half-way: the page holds
     // the captures of those kept, each view with its own capture and its
     // session's header. Cut where a dropped session began: inside the chunk
-    // of views being filled, in a full chunk (read back and cut), at a
-    // chunk's edge, and before anything was kept.
+    // of views being filled (the first, or a later one), in a full chunk
+    // (read back and cut), at a chunk's edge, and before anything was kept.
     struct Session {
         size_t captures;
         bool keep;
@@ -131,6 +131,7 @@ TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
     const std::vector<std::vector<Session>> plans = {
         {{300, true}, {300, false}, {10, true}},
         {{10, true}, {5, false}, {3, true}},
+        {{300, true}, {5, false}, {3, true}},
         {{5, false}, {2, true}},
         {{256, true}, {256, false}, {1, true}},
         {{255, true}, {2, false}, {1, true}, {0, false}, {3, true}},
