@@ -129,12 +129,9 @@ TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
         bool keep;
     };
     const std::vector<std::vector<Session>> plans = {
-        {{300, true}, {300, false}, {10, true}},
-        {{10, true}, {5, false}, {3, true}},
-        {{300, true}, {5, false}, {3, true}},
-        {{5, false}, {2, true}},
-        {{256, true}, {256, false}, {1, true}},
-        {{255, true}, {2, false}, {1, true}, {0, false}, {3, true}},
+        {{300, true}, {300, false}, {10, true}}, {{10, true}, {5, false}, {3, true}},
+        {{300, true}, {5, false}, {3, true}},    {{5, false}, {2, true}},
+        {{256, true}, {256, false}, {1, true}},  {{255, true}, {2, false}, {1, true}, {0, false}, {3, true}},
     };
     for (size_t plan = 0; plan < plans.size(); ++plan) {
         SCOPED_TRACE("plan " + std::to_string(plan));
