@@ -4,6 +4,8 @@
 
 #include "output/Outputs.h"
 
+#include <charconv>
+
 namespace zsl::output {
 
 namespace {
@@ -70,15 +72,20 @@ JsonWriter &JsonWriter::string(std::string_view text)
 
 JsonWriter &JsonWriter::number(uint64_t value)
 {
-    separate();
-    mOut += std::to_string(value);
-    return *this;
+    return decimal(value);
 }
 
 JsonWriter &JsonWriter::number(int64_t value)
 {
+    return decimal(value);
+}
+
+template <typename T> JsonWriter &JsonWriter::decimal(T value)
+{
+    // Written in place: a number is written for every line of every view.
     separate();
-    mOut += std::to_string(value);
+    char digits[24];
+    mOut.append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
     return *this;
 }
 

@@ -40,6 +40,7 @@ public:
     JsonWriter &raw(std::string_view json);
 
 private:
+    template <typename T> JsonWriter &decimal(T value);
     JsonWriter &open(char bracket);
     JsonWriter &close(char bracket);
     void separate();
