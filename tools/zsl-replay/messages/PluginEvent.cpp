@@ -26,11 +26,13 @@ std::optional<PluginEvent> PluginEvent::decode(const kohost::LogLine &line)
     const std::vector<PluginMessage> &messages = pluginMessages();
     if (line.argCount < 0 || line.message < 0 || static_cast<size_t>(line.message) >= messages.size())
         return decode(line.text, line.message);
-    thread_local std::vector<std::string_view> args;
-    args.clear();
-    for (int i = 0; i < line.argCount; ++i)
-        args.push_back(std::string_view(line.text).substr(line.argSpans[2 * i], line.argSpans[2 * i + 1]));
-    return PluginEvent(messages[static_cast<size_t>(line.message)], args);
+    // Read on every pass over a call's lines: straight from the kept spans.
+    PluginEvent event(messages[static_cast<size_t>(line.message)]);
+    const std::string_view text(line.text);
+    event.mCount = std::min(static_cast<size_t>(line.argCount), kMaxArgs);
+    for (size_t i = 0; i < event.mCount; ++i)
+        event.mArgs[i] = text.substr(line.argSpans[2 * i], line.argSpans[2 * i + 1]);
+    return event;
 }
 
 bool PluginEvent::keep(kohost::LogLine &line)

@@ -73,6 +73,7 @@ public:
 
 private:
     PluginEvent(const PluginMessage &message, const std::vector<std::string_view> &args);
+    explicit PluginEvent(const PluginMessage &message) : mMessage(&message) {}
     std::optional<int> valueOf(std::string_view key) const;
 
     // Kept in place: an event costs no allocation.
