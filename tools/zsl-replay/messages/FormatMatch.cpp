@@ -46,11 +46,12 @@ bool fillsFormat(std::string_view text, std::string_view format, std::vector<std
         return false;
     };
     while (!format.empty()) {
-        if (format.front() != '%') {
-            if (text.empty() || text.front() != format.front())
+        if (format.front() != '%') { // a literal run, compared whole
+            const size_t literal = std::min(format.find('%'), format.size());
+            if (text.compare(0, literal, format.substr(0, literal)) != 0)
                 return fail();
-            text.remove_prefix(1);
-            format.remove_prefix(1);
+            text.remove_prefix(literal);
+            format.remove_prefix(literal);
             continue;
         }
         // A conversion: %[#][l]c, the only shapes the plug-in uses.
