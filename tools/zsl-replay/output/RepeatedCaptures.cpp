@@ -4,18 +4,42 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace zsl::output {
+
+namespace {
+
+// A field folded into the key's hash (splitmix64's finaliser): each bit of
+// each field moves the whole hash, and a field's place counts.
+uint64_t folded(uint64_t hash, uint64_t field)
+{
+    uint64_t x = hash ^ (field + 0x9e3779b97f4a7c15ULL + (hash << 6) + (hash >> 2));
+    x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ULL;
+    x = (x ^ (x >> 27)) * 0x94d049bb133111ebULL;
+    return x ^ (x >> 31);
+}
+
+uint64_t hashed(std::string_view text)
+{
+    return std::hash<std::string_view>{}(text);
+}
+
+} // namespace
 
 bool RepeatedCaptures::seenBefore(const CaptureRow &row)
 {
     if (!row.line && row.logTime.empty())
         return false; // a replay's row: nothing says where it came from
     // The line alone is not enough: a bug-report zip numbers each of its logs' lines from 1.
-    const std::string key = row.input + '\0' + (row.line ? std::to_string(*row.line) : "") + '\0' +
-                            std::to_string(row.pid.value_or(-1)) + '\0' + std::to_string(row.tid.value_or(-1)) + '\0' +
-                            row.logTime + '\0' + std::to_string(row.fwkFrame) + '\0' + row.kind;
-    const uint64_t hash = std::hash<std::string>{}(key);
+    // No line and line 0 differ; an unknown process or thread is -1, as tables once wrote it.
+    uint64_t hash = hashed(row.input);
+    hash = folded(hash, row.line ? uint64_t{*row.line} + 1 : 0);
+    hash = folded(hash, static_cast<uint64_t>(int64_t{row.pid.value_or(-1)}));
+    hash = folded(hash, static_cast<uint64_t>(int64_t{row.tid.value_or(-1)}));
+    hash = folded(hash, hashed(row.logTime));
+    hash = folded(hash, row.fwkFrame);
+    hash = folded(hash, hashed(row.kind));
     if (mSeen.insert(hash).second) {
         mAdded.push_back(hash);
         return false;
