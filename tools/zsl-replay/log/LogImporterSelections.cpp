@@ -226,6 +226,8 @@ StepOutcome &LogImporter::addStep(const Thread &thread, StepKind kind, size_t fi
     step.pid = thread.pid;
     step.tid = thread.tid;
     step.logTime = first.timeText;
+    if (kind == StepKind::Select)
+        step.log.reserve(16); // a selection's lines, and its checks' at info level, without regrowing
     return step;
 }
 
