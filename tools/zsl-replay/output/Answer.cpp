@@ -4,8 +4,7 @@
 
 #include "outcome/FrameText.h"
 #include "output/Plural.h"
-
-#include <cstdio>
+#include "output/TimeText.h"
 
 namespace zsl::output {
 
@@ -26,10 +25,8 @@ std::string whenShot(const StepOutcome &step, const std::vector<uint32_t> &frame
             lags.emplace_back();
             continue;
         }
-        char text[32];
-        std::snprintf(text, sizeof(text), "%.3f",
-                      (static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6);
-        lags.emplace_back(text);
+        lags.push_back(
+            millisecondsText((static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6));
     }
     const char *why = step.momentKnown ? "shot: not in the log" : "shot: the capture moment is not in the log";
     if (unknown == frames.size())
