@@ -4,8 +4,11 @@
 
 #include "outcome/FrameText.h"
 #include "output/Answer.h"
+#include "output/TextOut.h"
+#include "output/TimeText.h"
 
 #include <cstdio>
+#include <string>
 
 namespace zsl::output {
 
@@ -21,10 +24,8 @@ std::string frames(const std::vector<uint32_t> &list)
 // A time relative to the capture moment, in ms.
 std::string relativeMs(int64_t ns, int64_t captureNs)
 {
-    char text[48];
     // In double: the difference of two times near the int64 limits overflows.
-    std::snprintf(text, sizeof(text), "%+.3f ms", (static_cast<double>(ns) - static_cast<double>(captureNs)) / 1e6);
-    return text;
+    return millisecondsText((static_cast<double>(ns) - static_cast<double>(captureNs)) / 1e6, true) + " ms";
 }
 
 // How long before the capture moment a frame was shot, where the metadata
@@ -36,10 +37,9 @@ std::string lag(const StepOutcome &step, uint32_t frame)
         return step.notes.empty() ? "" : "shot: not in the log";
     if (!step.momentKnown)
         return "shot: not known against the capture moment, which is not in the log";
-    char text[64];
-    std::snprintf(text, sizeof(text), "shot %.3f ms before the capture",
-                  (static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6);
-    return text;
+    return "shot " +
+           millisecondsText((static_cast<double>(step.captureNs) - static_cast<double>(shutter->second)) / 1e6) +
+           " ms before the capture";
 }
 
 std::string verdictText(const CheckOutcome &check)
@@ -115,8 +115,9 @@ void writeSessionHeader(std::ostream &out, const SessionOutcome &trace)
         out << "   selector: " << line.text << "\n";
 }
 
-void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOutcome &step, bool withLog)
+void writeStepText(std::ostream &stream, const SessionOutcome &trace, const StepOutcome &step, bool withLog)
 {
+    TextOut out;
     out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
     if (!step.label.empty())
         out << ": " << step.label;
@@ -181,8 +182,9 @@ void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOut
         out << "   " << takenText(step) << "\n";
     for (const std::string &note : step.notes)
         out << "   note: " << note << "\n";
+    out.writeTo(stream);
     if (withLog)
-        writeLog(out, step.log);
+        writeLog(stream, step.log);
 }
 
 nlohmann::json toJson(const SessionOutcome &trace)

@@ -1,0 +1,54 @@
+#pragma once
+/*
+ * TextOut: a report's text built with `<<` as on a stream, into one string
+ * that is written to its stream whole. A capture's few dozen pieces cost a
+ * stream's sentry and buffer checks each; here each is an append. Numbers
+ * are written as a stream writes them by default (integers only: a
+ * fraction has a format of its own at its caller).
+ */
+
+#include <charconv>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace zsl::output {
+
+class TextOut {
+public:
+    TextOut() { mText.reserve(1024); } // a capture's text, mostly, without growing
+    TextOut &operator<<(std::string_view text)
+    {
+        mText.append(text);
+        return *this;
+    }
+    TextOut &operator<<(const char *text) { return *this << std::string_view(text); }
+    TextOut &operator<<(const std::string &text) { return *this << std::string_view(text); }
+    TextOut &operator<<(char c)
+    {
+        mText.push_back(c);
+        return *this;
+    }
+    template <typename T, typename = std::enable_if_t<std::is_integral_v<T>>> TextOut &operator<<(T value)
+    {
+        static_assert(!std::is_same_v<T, bool>, "a stream writes a bool as 0 or 1: say what it means instead");
+        char digits[24];
+        return *this << std::string_view(
+                   digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof(digits), value).ptr - digits));
+    }
+    // A fraction or an enum would be taken for a char: not written at all.
+    template <typename T, typename = std::enable_if_t<std::is_floating_point_v<T> || std::is_enum_v<T>>>
+    TextOut &operator<<(const T &) = delete;
+    // Writes what was built, and starts again empty.
+    void writeTo(std::ostream &out)
+    {
+        out.write(mText.data(), static_cast<std::streamsize>(mText.size()));
+        mText.clear();
+    }
+
+private:
+    std::string mText;
+};
+
+} // namespace zsl::output
