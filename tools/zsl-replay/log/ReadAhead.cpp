@@ -115,11 +115,13 @@ void readLogInputAhead(const std::string &path, const std::string &name,
             queue.push(std::move(batch));
             batch = queue.fresh();
         };
-        auto add = [&](Item item) {
-            if (batch.used < batch.items.size())
-                batch.items[batch.used] = std::move(item);
-            else
-                batch.items.push_back(std::move(item));
+        // The next item of the batch, filled in place (its strings' room kept).
+        auto next = [&]() -> Item & {
+            if (batch.used == batch.items.size())
+                batch.items.emplace_back();
+            return batch.items[batch.used];
+        };
+        auto added = [&] {
             if (++batch.used >= kBatchItems)
                 flush();
         };
@@ -128,10 +130,17 @@ void readLogInputAhead(const std::string &path, const std::string &name,
             readLogInput(
                 path, name,
                 [&](kohost::LogLine read, uint64_t number) {
-                    add(Item{std::move(read), number, {}, false});
+                    Item &item = next();
+                    item.line = std::move(read);
+                    item.number = number;
+                    item.isProblem = false;
+                    added();
                 },
                 [&](const std::string &text) {
-                    add(Item{{}, 0, text, true});
+                    Item &item = next();
+                    item.problem = text;
+                    item.isProblem = true;
+                    added();
                 },
                 told);
         } catch (const Abandoned &) {
