@@ -20,7 +20,7 @@ std::string randomText(std::mt19937 &random)
 {
     static const std::string kSpecial = std::string("\"\\\b\f\n\r\t\x01\x1f\x7f/", 11) + "\xc3\xa9\xe2\x82\xac\xff\xc3";
     std::string text;
-    const size_t length = random() % 12;
+    const size_t length = random() % 40; // several of the eight-byte words plain() reads
     for (size_t i = 0; i < length; ++i)
         text += random() % 4 == 0 ? kSpecial[random() % kSpecial.size()] : static_cast<char>(' ' + random() % 95);
     return text;
@@ -28,9 +28,11 @@ std::string randomText(std::mt19937 &random)
 
 nlohmann::json randomDocument(std::mt19937 &random, int depth)
 {
-    switch (random() % (depth > 3 ? 5 : 7)) {
+    switch (random() % (depth > 3 ? 6 : 8)) {
     case 0:
         return randomText(random);
+    case 5:
+        return random() % 2 == 0;
     case 1:
         return static_cast<uint64_t>(random()) << (random() % 33);
     case 2:
@@ -39,7 +41,7 @@ nlohmann::json randomDocument(std::mt19937 &random, int depth)
         return nullptr;
     case 4:
         return static_cast<double>(random() % 200000) / 1000.0 - 100.0;
-    case 5: {
+    case 6: {
         nlohmann::json array = nlohmann::json::array();
         for (size_t n = random() % 4; n > 0; --n)
             array.push_back(randomDocument(random, depth + 1));
@@ -77,6 +79,8 @@ void write(JsonWriter &out, const nlohmann::json &value)
         out.number(value.get<int64_t>());
     } else if (value.is_null()) {
         out.null();
+    } else if (value.is_boolean()) {
+        out.boolean(value.get<bool>());
     } else {
         out.value(value);
     }

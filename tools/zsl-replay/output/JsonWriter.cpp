@@ -5,17 +5,33 @@
 #include "output/Outputs.h"
 
 #include <charconv>
+#include <cstring>
 
 namespace zsl::output {
 
 namespace {
 
 // Whether the library would print the text unchanged between quotes.
+// Eight bytes at a time (a string per line of every view): a byte below a
+// blank, at or above DEL, a quote or a backslash needs the library.
 bool plain(std::string_view text)
 {
-    for (const unsigned char c : text)
+    constexpr uint64_t kOnes = 0x0101010101010101ULL, kHigh = 0x8080808080808080ULL;
+    auto zeroByte = [&](uint64_t word) { return (word - kOnes) & ~word & kHigh; };
+    size_t at = 0;
+    for (; at + 8 <= text.size(); at += 8) {
+        uint64_t word;
+        std::memcpy(&word, text.data() + at, 8);
+        const uint64_t below = (word - 0x20 * kOnes) & ~word & kHigh;           // a byte below 0x20
+        const uint64_t above = ((word + (0x7f - 0x7e) * kOnes) | word) & kHigh; // a byte > 0x7e
+        if (below | above | zeroByte(word ^ ('"' * kOnes)) | zeroByte(word ^ ('\\' * kOnes)))
+            return false;
+    }
+    for (; at < text.size(); ++at) {
+        const auto c = static_cast<unsigned char>(text[at]);
         if (c < 0x20 || c > 0x7e || c == '"' || c == '\\')
             return false;
+    }
     return true;
 }
 
@@ -86,6 +102,13 @@ template <typename T> JsonWriter &JsonWriter::decimal(T value)
     separate();
     char digits[24];
     mOut.append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
+    return *this;
+}
+
+JsonWriter &JsonWriter::boolean(bool value)
+{
+    separate();
+    mOut += value ? "true" : "false";
     return *this;
 }
 

@@ -32,6 +32,7 @@ public:
     JsonWriter &string(std::string_view text);
     JsonWriter &number(uint64_t value);
     JsonWriter &number(int64_t value);
+    JsonWriter &boolean(bool value);
     JsonWriter &null();
     // A value built as a document, for the few whose printing (fractions) is
     // the library's.
