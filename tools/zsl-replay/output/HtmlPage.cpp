@@ -215,11 +215,7 @@ std::string scriptSafeJson(std::string_view json)
 
 void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow &row)
 {
-    auto text = [&](const std::string &value) { return intern(mTexts, mTextNumbers, value); };
-    auto orNull = [](const auto &value) { return value ? nlohmann::json(*value) : nlohmann::json(); };
-    nlohmann::json refused = nlohmann::json::array();
-    for (const char *kind : kRefusalClasses)
-        refused.push_back(row.refused.count(kind) ? row.refused.at(kind) : 0);
+    auto text = [&](const std::string &value) { return uint64_t{intern(mTexts, mTextNumbers, value)}; };
     std::string unknown;
     for (const std::string &note : row.unknown)
         unknown += (unknown.empty() ? "" : " | ") + note;
@@ -227,12 +223,23 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     // The order the page's script reads (page/script/1-base.js, expandRow).
     mRows += mRowStarts.empty() ? '[' : ',';
     mRowStarts.push_back(mRows.size());
-    mRows.append(jsonText(nlohmann::json::array(
-        {text(row.input), text(row.device), text(row.build), row.logTime.empty() ? row.reportTime : row.logTime,
-         row.fwkFrame, row.kind, orNull(row.zslNeeded), orNull(row.anchorFrame), orNull(row.selected),
-         orNull(row.requested), orNull(row.taken), frameText(row.takenFrames, ""), row.refusedFrames, refused,
-         text(unknown), least == row.takenLagsMs.end() ? nlohmann::json() : nlohmann::json(*least),
-         most == row.takenLagsMs.end() ? nlohmann::json() : nlohmann::json(*most), row.takenLagUnknown, row.answer})));
+    JsonWriter out(mRows);
+    auto count = [&](const std::optional<size_t> &value) { value ? out.number(uint64_t{*value}) : out.null(); };
+    auto lag = [&](auto at) { at == row.takenLagsMs.end() ? out.null() : out.value(nlohmann::json(*at)); };
+    out.beginArray().number(text(row.input)).number(text(row.device)).number(text(row.build));
+    out.string(row.logTime.empty() ? row.reportTime : row.logTime).number(uint64_t{row.fwkFrame}).string(row.kind);
+    row.zslNeeded ? out.boolean(*row.zslNeeded) : out.null();
+    row.anchorFrame ? out.number(uint64_t{*row.anchorFrame}) : out.null();
+    count(row.selected);
+    count(row.requested);
+    count(row.taken);
+    out.string(frameText(row.takenFrames, "")).number(uint64_t{row.refusedFrames}).beginArray();
+    for (const char *kind : kRefusalClasses)
+        out.number(uint64_t{row.refused.count(kind) ? row.refused.at(kind) : 0});
+    out.endArray().number(text(unknown));
+    lag(least);
+    lag(most);
+    out.number(uint64_t{row.takenLagUnknown}).string(row.answer).endArray();
     mViews += mViewStarts.empty() ? '[' : ',';
     mViewStarts.push_back(mViews.size());
     writeView(mViews, session, step, mSessions.size());
