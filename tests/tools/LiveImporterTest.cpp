@@ -33,7 +33,7 @@ struct Read {
     size_t sessions = 0;
 };
 
-void readLines(const std::string &text, const std::function<void(kohost::LogLine, uint64_t)> &line)
+void readLines(const std::string &text, const std::function<void(kohost::LogLine &&, uint64_t)> &line)
 {
     std::FILE *stream = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
     readDeviceLog(stream, line, [](const std::string &) {});

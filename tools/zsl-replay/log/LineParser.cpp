@@ -70,9 +70,7 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
     while (!stamp.empty() && stamp.back() == ' ')
         stamp.remove_suffix(1);
     c.skipBlanks();
-    std::optional<kohost::LogLine> line;
-    if (timeNs)
-        line = readThreadtime(c, *timeNs);
+    std::optional<kohost::LogLine> line = timeNs ? readThreadtime(c, *timeNs) : std::nullopt;
     if (!line)
         line = readSlashed(c, timeNs.value_or(0));
     if (!line)
@@ -110,7 +108,7 @@ void LineParser::finish(const std::function<void(const std::string &)> &problem)
     mUnread = 0;
 }
 
-void readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
+void readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine &&, uint64_t)> &line,
                    const std::function<void(const std::string &)> &problem)
 {
     LineParser reader;

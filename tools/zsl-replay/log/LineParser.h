@@ -61,7 +61,7 @@ std::optional<kohost::LogLine> parseLogLine(std::string_view text);
 // Reads a whole log from a stream and hands each of the plug-in's lines with
 // its line number to `line`, and each problem of the log itself to
 // `problem`. Throws outcome::Error when the stream cannot be read.
-void readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine, uint64_t)> &line,
+void readDeviceLog(std::FILE *stream, const std::function<void(kohost::LogLine &&, uint64_t)> &line,
                    const std::function<void(const std::string &)> &problem);
 
 } // namespace zsl::log

@@ -63,7 +63,7 @@ LogRead readLogSource(const LogSource &source, const CaptureDone &capture, bool 
                 capture(session, step);
             };
         LogImporter importer(source.named(), handOver);
-        const std::function<void(kohost::LogLine, uint64_t)> line = [&](kohost::LogLine read, uint64_t number) {
+        const std::function<void(kohost::LogLine &&, uint64_t)> line = [&](kohost::LogLine &&read, uint64_t number) {
             importer.add(std::move(read), number);
         };
         const std::function<void(const std::string &)> problem = [&](const std::string &text) {

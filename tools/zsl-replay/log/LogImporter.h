@@ -102,9 +102,9 @@ private:
     // A problem of one line: its kind (counted, listed ten times at most) and details.
     void warn(uint64_t lineNumber, const std::string &kind, const std::string &detail,
               std::vector<std::string> *into = nullptr);
-    void selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber, bool starts);
-    void checkLine(Thread &thread, messages::MessageKind kind, const messages::PluginEvent &event, kohost::LogLine line,
-                   uint64_t lineNumber);
+    void selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine &&line, uint64_t lineNumber, bool starts);
+    void checkLine(Thread &thread, messages::MessageKind kind, const messages::PluginEvent &event,
+                   kohost::LogLine &&line, uint64_t lineNumber);
     void closeSelection(Thread &thread);
     // `atEnd`: the log ends here, inside the call if it has not ended.
     void closeCall(Thread &thread, bool atEnd = false);

@@ -24,7 +24,7 @@ constexpr uint32_t kAeStateTag = 0x1001f; // android.control.aeState
 
 } // namespace
 
-void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent &event, kohost::LogLine line,
+void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent &event, kohost::LogLine &&line,
                             uint64_t lineNumber)
 {
     const Phase phase = thread.call ? thread.call->phase : Phase::Ended;

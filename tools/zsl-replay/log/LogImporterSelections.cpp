@@ -76,7 +76,7 @@ bool neededAnswer(const kohost::LogLine &line)
 
 } // namespace
 
-void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine line, uint64_t lineNumber,
+void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine &&line, uint64_t lineNumber,
                                 bool starts)
 {
     if (starts || !thread.selecting) {

@@ -24,7 +24,7 @@ namespace zsl::log {
 using outcome::Error;
 
 void readLogInput(const std::string &path, const std::string &name,
-                  const std::function<void(kohost::LogLine, uint64_t)> &line,
+                  const std::function<void(kohost::LogLine &&, uint64_t)> &line,
                   const std::function<void(const std::string &)> &problem, LogOrigin &origin, const LiveReading *live)
 {
     const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);

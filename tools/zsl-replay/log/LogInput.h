@@ -49,7 +49,7 @@ public:
 // input `name`. Throws outcome::Error when the input cannot be read,
 // NotALog when it is no log.
 void readLogInput(const std::string &path, const std::string &name,
-                  const std::function<void(kohost::LogLine, uint64_t)> &line,
+                  const std::function<void(kohost::LogLine &&, uint64_t)> &line,
                   const std::function<void(const std::string &)> &problem, LogOrigin &origin,
                   const LiveReading *live = nullptr);
 

@@ -182,7 +182,12 @@ std::optional<kohost::LogLine> readThreadtime(Cursor c, int64_t timeNs)
     if (!c.take(':'))
         return std::nullopt;
     c.take(' ');
-    return withIds(kohost::parseAndroidLine(std::string(level), c.text), timeNs, *pid, *tid);
+    // Made in its optional and given its ids there: most lines of a log take this way.
+    std::optional<kohost::LogLine> line(kohost::parseAndroidLine(std::string(level), c.text));
+    line->timeNs = timeNs;
+    line->pid = *pid;
+    line->tid = *tid;
+    return line;
 }
 
 // brief, time and tag: "L/TAG( [UID:]PID): message" and "L/TAG: message".

@@ -51,7 +51,7 @@ std::string utcTimeText(int64_t realtimeNs)
 }
 
 bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
-                     const std::function<void(kohost::LogLine, uint64_t)> &line)
+                     const std::function<void(kohost::LogLine &&, uint64_t)> &line)
 {
     perfetto::Clocks clocks;
     std::vector<Entry> entries;

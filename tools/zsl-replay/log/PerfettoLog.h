@@ -24,7 +24,7 @@ namespace zsl::log {
 // false when the trace holds no android.log packet. Throws outcome::Error
 // when the trace is cut or damaged.
 bool readPerfettoLog(const perfetto::TraceBytes &read, const std::string &what,
-                     const std::function<void(kohost::LogLine, uint64_t)> &line);
+                     const std::function<void(kohost::LogLine &&, uint64_t)> &line);
 
 // "2026-11-23 18:40:05.077 +0000": a wall-clock time in ns, in UTC.
 std::string utcTimeText(int64_t realtimeNs);

@@ -103,7 +103,7 @@ private:
 } // namespace
 
 void readLogInputAhead(const std::string &path, const std::string &name,
-                       const std::function<void(kohost::LogLine, uint64_t)> &line,
+                       const std::function<void(kohost::LogLine &&, uint64_t)> &line,
                        const std::function<void(const std::string &)> &problem, LogOrigin &origin)
 {
     Queue queue;
@@ -129,7 +129,7 @@ void readLogInputAhead(const std::string &path, const std::string &name,
         try {
             readLogInput(
                 path, name,
-                [&](kohost::LogLine read, uint64_t number) {
+                [&](kohost::LogLine &&read, uint64_t number) {
                     Item &item = next();
                     item.line = std::move(read);
                     item.number = number;
@@ -162,7 +162,8 @@ void readLogInputAhead(const std::string &path, const std::string &name,
                 if (batch.items[i].isProblem)
                     problem(batch.items[i].problem);
                 else
-                    line(batch.items[i].line, batch.items[i].number); // a copy: this thread's own
+                    // A copy: this thread's own, which it frees (the batch goes back).
+                    line(kohost::LogLine(batch.items[i].line), batch.items[i].number);
             queue.giveBack(std::move(batch));
         }
     } catch (...) {

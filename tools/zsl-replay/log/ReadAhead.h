@@ -20,7 +20,7 @@
 namespace zsl::log {
 
 void readLogInputAhead(const std::string &path, const std::string &name,
-                       const std::function<void(kohost::LogLine, uint64_t)> &line,
+                       const std::function<void(kohost::LogLine &&, uint64_t)> &line,
                        const std::function<void(const std::string &)> &problem, LogOrigin &origin);
 
 } // namespace zsl::log

@@ -39,7 +39,7 @@ bool originLine(std::string_view text, LogOrigin &origin)
 
 } // namespace
 
-SourceReader::SourceReader(const std::function<void(kohost::LogLine, uint64_t)> &line, const Problem &problem,
+SourceReader::SourceReader(const std::function<void(kohost::LogLine &&, uint64_t)> &line, const Problem &problem,
                            LogOrigin &origin)
     : mLine(line), mProblem(problem), mOrigin(origin)
 {

@@ -25,7 +25,8 @@ class SourceReader {
 public:
     using Problem = std::function<void(const std::string &)>;
 
-    SourceReader(const std::function<void(kohost::LogLine, uint64_t)> &line, const Problem &problem, LogOrigin &origin);
+    SourceReader(const std::function<void(kohost::LogLine &&, uint64_t)> &line, const Problem &problem,
+                 LogOrigin &origin);
 
     // Any source, told by its first bytes (`head`, already read from `in`):
     // gzip, unpacked and told again; a Perfetto trace; binary data of
@@ -66,7 +67,7 @@ private:
     void endCopy() { mCopies.endCopy(); }
     bool firstCopy(const kohost::LogLine &line);
 
-    const std::function<void(kohost::LogLine, uint64_t)> &mLine;
+    const std::function<void(kohost::LogLine &&, uint64_t)> &mLine;
     const Problem &mProblem;
     LogOrigin &mOrigin;
     LineParser mReader;
