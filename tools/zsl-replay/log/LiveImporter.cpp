@@ -36,7 +36,7 @@ void LiveImporter::complete(Held &held)
     LogImporter importer(mFile);
     const int pid = held.lines.front().first.pid;
     if (held.config)
-        importer.add(held.config->first, held.config->second);
+        importer.add(kohost::LogLine(held.config->first), held.config->second);
     if (mDebugProcesses.count(pid))
         importer.assumeDebugLevel(pid);
     for (auto &[line, number] : held.lines)

@@ -75,7 +75,7 @@ void LogImporter::problem(const std::string &text)
 
 // Long: one switch over what a plug-in line is, each case a few lines that
 // hand it to its thread's selection, call or answer.
-void LogImporter::add(kohost::LogLine line, uint64_t lineNumber)
+void LogImporter::add(kohost::LogLine &&line, uint64_t lineNumber)
 {
     if (line.message == kGapMarker) {
         gap(line.pid, lineNumber);

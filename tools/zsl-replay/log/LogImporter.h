@@ -45,7 +45,7 @@ public:
 
     explicit LogImporter(std::string file, HandOver handOver = nullptr);
 
-    void add(kohost::LogLine line, uint64_t lineNumber);
+    void add(kohost::LogLine &&line, uint64_t lineNumber);
     // logd dropped lines of process `pid` here (a "chatty" line; pid
     // kUnknownId: of any process): the captures it may cut are not whole.
     void gap(int pid, uint64_t lineNumber);
