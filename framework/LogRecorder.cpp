@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <climits>
 #include <cstdlib>
 #include <iterator>
 #include <cstring>
@@ -57,14 +58,20 @@ LogLine parseAndroidLine(std::string level, std::string_view text)
     }
     line.group = text.substr(0, space);
     line.fileName = text.substr(space + 1, colon - space - 1);
-    // atoi of what follows the colon: only the part it reads is copied.
-    size_t numberEnd = colon + 1;
-    while (numberEnd < text.size() && std::isspace(static_cast<unsigned char>(text[numberEnd])))
-        ++numberEnd;
-    numberEnd += numberEnd < text.size() && (text[numberEnd] == '+' || text[numberEnd] == '-');
-    while (numberEnd < text.size() && std::isdigit(static_cast<unsigned char>(text[numberEnd])))
-        ++numberEnd;
-    line.line = std::atoi(std::string(text.substr(colon + 1, numberEnd - colon - 1)).c_str());
+    // atoi of what follows the colon, read in place: blanks, a sign, digits,
+    // and where they overflow a long, strtol's clamp before atoi narrows it.
+    size_t at = colon + 1;
+    while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])))
+        ++at;
+    const bool negative = at < text.size() && text[at] == '-';
+    at += at < text.size() && (text[at] == '+' || text[at] == '-');
+    unsigned long magnitude = 0;
+    const unsigned long limit = negative ? 0UL - static_cast<unsigned long>(LONG_MIN) : LONG_MAX;
+    for (; at < text.size() && std::isdigit(static_cast<unsigned char>(text[at])); ++at) {
+        const auto digit = static_cast<unsigned long>(text[at] - '0');
+        magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+    }
+    line.line = static_cast<int>(negative ? static_cast<long>(0UL - magnitude) : static_cast<long>(magnitude));
     line.function = text.substr(nameStart, parens - nameStart);
     line.text = text.substr(parens + 2);
     return line;

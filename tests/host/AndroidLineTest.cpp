@@ -27,6 +27,12 @@ const LineCase kCases[] = {
     {"ZSL a.cpp: 42 f()text", "ZSL", "a.cpp", 42, "42 f", "text"},
     {"ZSL a.cpp:-3x f()text", "ZSL", "a.cpp", -3, "f", "text"},
     {"ZSL a.cpp:x f()text", "ZSL", "a.cpp", 0, "f", "text"},
+    {"ZSL a.cpp:+7x f()text", "ZSL", "a.cpp", 7, "f", "text"},
+    // Past an int, atoi's narrowing of strtol's long: 2^32 + 1 is 1; past a
+    // long, the clamp (LONG_MAX narrows to -1, LONG_MIN to 0).
+    {"ZSL a.cpp:4294967297 f()text", "ZSL", "a.cpp", 1, "f", "text"},
+    {"ZSL a.cpp:99999999999999999999 f()text", "ZSL", "a.cpp", -1, "f", "text"},
+    {"ZSL a.cpp:-99999999999999999999 f()text", "ZSL", "a.cpp", 0, "f", "text"},
     // Other shapes: the whole message is the text.
     {"no prefix at all", "", "", 0, "", "no prefix at all"},
     {"ZSL a.cpp:12 no parentheses", "", "", 0, "", "ZSL a.cpp:12 no parentheses"},
