@@ -7,8 +7,10 @@
 #include "BenchLogs.h"
 
 #include "log/LineParser.h"
+#include "messages/PluginEvent.h"
 #include "output/LogcatWriter.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <random>
@@ -19,31 +21,84 @@ namespace zsl::bench {
 
 namespace {
 
-const char *const kTags[] = {
-    "ActivityManager", "ActivityTaskManager", "WindowManager", "InputDispatcher", "SurfaceFlinger", "Choreographer",
-    "CameraService", "Camera3-Device", "Camera3-Stream", "CameraProvider", "CamX", "CHIUSECASE", "ExynosCamera",
-    "AudioFlinger", "AudioPolicyManager", "BufferQueueProducer", "BLASTBufferQueue", "OpenGLRenderer", "libEGL",
-    "PackageManager", "ConnectivityService", "WifiService", "wpa_supplicant", "NetworkMonitor", "DnsResolver",
-    "BluetoothAdapter", "bt_stack", "GnssHAL", "LocationManagerService", "SensorService", "PowerManagerService",
-    "BatteryService", "healthd", "thermal-hal", "vold", "StorageManagerService", "MediaProvider", "MediaCodec",
-    "CCodec", "ACodec", "OMXNodeInstance", "NuPlayer", "ExoPlayerImpl", "Gralloc4", "HWComposer", "hwcomposer",
-    "chatty", "libc", "DEBUG", "AndroidRuntime", "System.err", "dalvikvm", "art", "zygote64", "Finsky",
-    "GmsClient", "Volley", "OkHttp", "JobScheduler", "AlarmManager", "NotificationService", "KeyguardViewMediator",
-    "Telephony", "RILJ"};
-const char *const kWords[] = {"frame",    "buffer", "request", "result",  "stream", "session", "surface", "config",
-                              "timeout",  "ms",     "queue",   "dequeue", "format", "usage",   "width",   "height",
-                              "state",    "id",     "handle",  "fence",   "slot",   "layer",   "vsync",   "pid",
-                              "package",  "intent", "binder",  "called",  "failed", "ok",      "start",   "stop"};
+const char *const kTags[] = {"ActivityManager",
+                             "ActivityTaskManager",
+                             "WindowManager",
+                             "InputDispatcher",
+                             "SurfaceFlinger",
+                             "Choreographer",
+                             "CameraService",
+                             "Camera3-Device",
+                             "Camera3-Stream",
+                             "CameraProvider",
+                             "CamX",
+                             "CHIUSECASE",
+                             "ExynosCamera",
+                             "AudioFlinger",
+                             "AudioPolicyManager",
+                             "BufferQueueProducer",
+                             "BLASTBufferQueue",
+                             "OpenGLRenderer",
+                             "libEGL",
+                             "PackageManager",
+                             "ConnectivityService",
+                             "WifiService",
+                             "wpa_supplicant",
+                             "NetworkMonitor",
+                             "DnsResolver",
+                             "BluetoothAdapter",
+                             "bt_stack",
+                             "GnssHAL",
+                             "LocationManagerService",
+                             "SensorService",
+                             "PowerManagerService",
+                             "BatteryService",
+                             "healthd",
+                             "thermal-hal",
+                             "vold",
+                             "StorageManagerService",
+                             "MediaProvider",
+                             "MediaCodec",
+                             "CCodec",
+                             "ACodec",
+                             "OMXNodeInstance",
+                             "NuPlayer",
+                             "ExoPlayerImpl",
+                             "Gralloc4",
+                             "HWComposer",
+                             "hwcomposer",
+                             "chatty",
+                             "libc",
+                             "DEBUG",
+                             "AndroidRuntime",
+                             "System.err",
+                             "dalvikvm",
+                             "art",
+                             "zygote64",
+                             "Finsky",
+                             "GmsClient",
+                             "Volley",
+                             "OkHttp",
+                             "JobScheduler",
+                             "AlarmManager",
+                             "NotificationService",
+                             "KeyguardViewMediator",
+                             "Telephony",
+                             "RILJ"};
+const char *const kWords[] = {"frame",   "buffer", "request", "result",  "stream", "session", "surface", "config",
+                              "timeout", "ms",     "queue",   "dequeue", "format", "usage",   "width",   "height",
+                              "state",   "id",     "handle",  "fence",   "slot",   "layer",   "vsync",   "pid",
+                              "package", "intent", "binder",  "called",  "failed", "ok",      "start",   "stop"};
 const char kLevels[] = "VDDDDIIIIIWE";
 
 // The plug-in's lines of the sample log: 4 captures on two threads; at info
 // level, without its debug lines.
-std::vector<kohost::LogLine> sampleCaptures(Level level)
+std::vector<kohost::LogLine> sampleCaptures(Level level, const char *path = ZSL_SAMPLE_LOG)
 {
     std::vector<kohost::LogLine> lines;
-    std::FILE *sample = std::fopen(ZSL_SAMPLE_LOG, "r");
+    std::FILE *sample = std::fopen(path, "r");
     if (!sample) {
-        std::fprintf(stderr, "cannot read %s\n", ZSL_SAMPLE_LOG);
+        std::fprintf(stderr, "cannot read %s\n", path);
         std::exit(2);
     }
     zsl::log::readDeviceLog(
@@ -56,8 +111,6 @@ std::vector<kohost::LogLine> sampleCaptures(Level level)
     std::fclose(sample);
     return lines;
 }
-
-constexpr int64_t kCapturesPerUnit = 4;
 
 class Writer {
 public:
@@ -79,7 +132,8 @@ public:
         line.timeNs = mTimeNs;
         const std::string tag = kTags[(process * 7 + mRandom() % 9) % (sizeof kTags / sizeof *kTags)];
         // Message lengths spread from 40 to 400 bytes, most of them short.
-        const size_t length = 40 + static_cast<size_t>(360.0 * std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
+        const size_t length =
+            40 + static_cast<size_t>(360.0 * std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
         std::string message;
         while (message.size() < length)
             message += std::string(kWords[mRandom() % (sizeof kWords / sizeof *kWords)]) +
@@ -106,11 +160,20 @@ private:
 
 } // namespace
 
-void writePluginLog(std::FILE *out, long captures, Level level)
+void writePluginLog(std::FILE *out, long captures, Level level, const char *sample)
 {
-    const std::vector<kohost::LogLine> unit = sampleCaptures(level);
+    const std::vector<kohost::LogLine> unit = sample ? sampleCaptures(level, sample) : sampleCaptures(level);
+    // Its captures: the selections it starts.
+    const auto perUnit = std::count_if(unit.begin(), unit.end(), [](const kohost::LogLine &line) {
+        const auto event = messages::PluginEvent::decode(line);
+        return event && event->kind() == messages::MessageKind::SelectStart;
+    });
+    if (perUnit == 0) {
+        std::fprintf(stderr, "no capture of the plug-in in %s\n", sample ? sample : ZSL_SAMPLE_LOG);
+        std::exit(2);
+    }
     Writer writer(out);
-    for (int64_t round = 0; round * kCapturesPerUnit < captures; ++round, writer.tick(1000000000))
+    for (int64_t round = 0; round * perUnit < captures; ++round, writer.tick(1000000000))
         for (const kohost::LogLine &line : unit)
             writer.plugin(line, round);
 }

@@ -17,7 +17,8 @@ enum class Level { Debug, Info };
 // Other apps' lines with the plug-in's making `percent` % of the lines,
 // until the log holds `bytes`.
 void writeMixedLog(std::FILE *out, double percent, uint64_t bytes, Level level = Level::Debug);
-// The plug-in's lines alone: `captures` captures.
-void writePluginLog(std::FILE *out, long captures, Level level = Level::Debug);
+// The plug-in's lines alone: `captures` captures, those of examples/device.log
+// or, given `sample`, those of another log of the plug-in's (a replay's).
+void writePluginLog(std::FILE *out, long captures, Level level = Level::Debug, const char *sample = nullptr);
 
 } // namespace zsl::bench
