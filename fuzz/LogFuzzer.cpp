@@ -150,7 +150,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             "/proc/self/fd/" + std::to_string(fd), "the input",
             [&](kohost::LogLine line, uint64_t number) {
                 live.add(line, number);
-                streaming.add(line, number);
+                streaming.add(kohost::LogLine(line), number);
                 importer.add(std::move(line), number);
             },
             [&](const std::string &problem) {
