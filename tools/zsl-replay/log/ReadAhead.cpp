@@ -27,8 +27,8 @@ struct Item {
 // Batches go back and forth: the reading thread fills one, the calling
 // thread moves its lines out and gives it back, so that a batch's room is
 // made once. A line's strings are freed by the calling thread, which
-// jemalloc's thread caches take in their stride (the C library's malloc
-// slowed down as the log went on: there, each thread copied its own).
+// jemalloc's thread caches take in their stride (with the C library's
+// malloc, copying each line to the calling thread was as fast).
 struct Batch {
     std::vector<Item> items; // the first `used` hold this batch's
     size_t used = 0;
