@@ -16,6 +16,9 @@
 namespace zsl::output {
 
 class TextOut {
+    template <typename T> static constexpr bool isByte =
+        std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char>;
+
 public:
     TextOut() { mText.reserve(1024); } // a capture's text, mostly, without growing
     TextOut &operator<<(std::string_view text)
@@ -30,15 +33,16 @@ public:
         mText.push_back(c);
         return *this;
     }
-    template <typename T, typename = std::enable_if_t<std::is_integral_v<T>>> TextOut &operator<<(T value)
+    template <typename T, typename = std::enable_if_t<std::is_integral_v<T> && !isByte<T>>> TextOut &operator<<(T value)
     {
         static_assert(!std::is_same_v<T, bool>, "a stream writes a bool as 0 or 1: say what it means instead");
         char digits[24];
         return *this << std::string_view(
                    digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof(digits), value).ptr - digits));
     }
-    // A fraction or an enum would be taken for a char: not written at all.
-    template <typename T, typename = std::enable_if_t<std::is_floating_point_v<T> || std::is_enum_v<T>>>
+    // A fraction or an enum would be taken for a char, and a stream writes a
+    // signed or unsigned char as a character: none of them is written at all.
+    template <typename T, typename = std::enable_if_t<std::is_floating_point_v<T> || std::is_enum_v<T> || isByte<T>>>
     TextOut &operator<<(const T &) = delete;
     // Writes what was built, and starts again empty.
     void writeTo(std::ostream &out)
