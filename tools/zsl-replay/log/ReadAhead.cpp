@@ -25,7 +25,7 @@ struct Item {
 };
 
 // Batches go back and forth: the reading thread fills one, the calling
-// thread moves its lines out and gives it back, so that a batch's room is
+// thread moves its lines out and gives it back, so that a batch's items are
 // made once. A line's strings are freed by the calling thread, which
 // jemalloc's thread caches take in their stride (with the C library's
 // malloc, copying each line to the calling thread was as fast).
@@ -116,7 +116,7 @@ void readLogInputAhead(const std::string &path, const std::string &name,
             queue.push(std::move(batch));
             batch = queue.fresh();
         };
-        // The next item of the batch, filled in place (its strings' room kept).
+        // The next item of the batch, filled in place.
         auto next = [&]() -> Item & {
             if (batch.used == batch.items.size())
                 batch.items.emplace_back();
