@@ -21,74 +21,21 @@ namespace zsl::bench {
 
 namespace {
 
-const char *const kTags[] = {"ActivityManager",
-                             "ActivityTaskManager",
-                             "WindowManager",
-                             "InputDispatcher",
-                             "SurfaceFlinger",
-                             "Choreographer",
-                             "CameraService",
-                             "Camera3-Device",
-                             "Camera3-Stream",
-                             "CameraProvider",
-                             "CamX",
-                             "CHIUSECASE",
-                             "ExynosCamera",
-                             "AudioFlinger",
-                             "AudioPolicyManager",
-                             "BufferQueueProducer",
-                             "BLASTBufferQueue",
-                             "OpenGLRenderer",
-                             "libEGL",
-                             "PackageManager",
-                             "ConnectivityService",
-                             "WifiService",
-                             "wpa_supplicant",
-                             "NetworkMonitor",
-                             "DnsResolver",
-                             "BluetoothAdapter",
-                             "bt_stack",
-                             "GnssHAL",
-                             "LocationManagerService",
-                             "SensorService",
-                             "PowerManagerService",
-                             "BatteryService",
-                             "healthd",
-                             "thermal-hal",
-                             "vold",
-                             "StorageManagerService",
-                             "MediaProvider",
-                             "MediaCodec",
-                             "CCodec",
-                             "ACodec",
-                             "OMXNodeInstance",
-                             "NuPlayer",
-                             "ExoPlayerImpl",
-                             "Gralloc4",
-                             "HWComposer",
-                             "hwcomposer",
-                             "chatty",
-                             "libc",
-                             "DEBUG",
-                             "AndroidRuntime",
-                             "System.err",
-                             "dalvikvm",
-                             "art",
-                             "zygote64",
-                             "Finsky",
-                             "GmsClient",
-                             "Volley",
-                             "OkHttp",
-                             "JobScheduler",
-                             "AlarmManager",
-                             "NotificationService",
-                             "KeyguardViewMediator",
-                             "Telephony",
-                             "RILJ"};
-const char *const kWords[] = {"frame",   "buffer", "request", "result",  "stream", "session", "surface", "config",
-                              "timeout", "ms",     "queue",   "dequeue", "format", "usage",   "width",   "height",
-                              "state",   "id",     "handle",  "fence",   "slot",   "layer",   "vsync",   "pid",
-                              "package", "intent", "binder",  "called",  "failed", "ok",      "start",   "stop"};
+const char *const kTags[] = {
+    "ActivityManager", "ActivityTaskManager", "WindowManager", "InputDispatcher", "SurfaceFlinger", "Choreographer",
+    "CameraService", "Camera3-Device", "Camera3-Stream", "CameraProvider", "CamX", "CHIUSECASE", "ExynosCamera",
+    "AudioFlinger", "AudioPolicyManager", "BufferQueueProducer", "BLASTBufferQueue", "OpenGLRenderer", "libEGL",
+    "PackageManager", "ConnectivityService", "WifiService", "wpa_supplicant", "NetworkMonitor", "DnsResolver",
+    "BluetoothAdapter", "bt_stack", "GnssHAL", "LocationManagerService", "SensorService", "PowerManagerService",
+    "BatteryService", "healthd", "thermal-hal", "vold", "StorageManagerService", "MediaProvider", "MediaCodec",
+    "CCodec", "ACodec", "OMXNodeInstance", "NuPlayer", "ExoPlayerImpl", "Gralloc4", "HWComposer", "hwcomposer",
+    "chatty", "libc", "DEBUG", "AndroidRuntime", "System.err", "dalvikvm", "art", "zygote64", "Finsky",
+    "GmsClient", "Volley", "OkHttp", "JobScheduler", "AlarmManager", "NotificationService", "KeyguardViewMediator",
+    "Telephony", "RILJ"};
+const char *const kWords[] = {"frame",    "buffer", "request", "result",  "stream", "session", "surface", "config",
+                              "timeout",  "ms",     "queue",   "dequeue", "format", "usage",   "width",   "height",
+                              "state",    "id",     "handle",  "fence",   "slot",   "layer",   "vsync",   "pid",
+                              "package",  "intent", "binder",  "called",  "failed", "ok",      "start",   "stop"};
 const char kLevels[] = "VDDDDIIIIIWE";
 
 // The plug-in's lines of the sample log: 4 captures on two threads; at info
@@ -132,8 +79,7 @@ public:
         line.timeNs = mTimeNs;
         const std::string tag = kTags[(process * 7 + mRandom() % 9) % (sizeof kTags / sizeof *kTags)];
         // Message lengths spread from 40 to 400 bytes, most of them short.
-        const size_t length =
-            40 + static_cast<size_t>(360.0 * std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
+        const size_t length = 40 + static_cast<size_t>(360.0 * std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
         std::string message;
         while (message.size() < length)
             message += std::string(kWords[mRandom() % (sizeof kWords / sizeof *kWords)]) +
