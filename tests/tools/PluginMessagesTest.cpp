@@ -9,8 +9,10 @@
 
 #include <algorithm>
 
+#include <cstdio>
 #include <fstream>
 #include <map>
+#include <random>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -44,6 +46,87 @@ std::set<std::pair<std::string, char>> formatsIn(const std::string &path)
         formats.insert({format, (*at)[1].str()[0]});
     }
     return formats;
+}
+
+// A text the format prints, its conversions filled at random; a %s takes
+// pieces that look like other messages' words, digits and signs, so that the
+// texts lie close to more than one format. Now and then the text is cut or
+// lengthened by a byte.
+std::string randomFill(std::string_view format, std::mt19937 &random)
+{
+    // Each piece between bars; the first is empty.
+    static const std::vector<std::string> kPieces = [] {
+        std::vector<std::string> pieces;
+        std::istringstream all("|ZSLMetaQ|41 42 43 |a b|-|7|x1|]| bc=| not found!| [| isNeeded |] tag(| Consumer list: "
+                               "|(nil)| ResultMetaTarget removed");
+        for (std::string piece; std::getline(all, piece, '|');)
+            pieces.push_back(piece);
+        return pieces;
+    }();
+    std::string text;
+    for (size_t at = 0; at < format.size(); ++at) {
+        if (format[at] != '%') {
+            text += format[at];
+            continue;
+        }
+        const bool alternate = format[at + 1] == '#';
+        at += alternate ? 2 : 1;
+        while (format[at] == 'l')
+            ++at;
+        const long number = static_cast<long>(random() % 200001) - 100000;
+        char hex[32];
+        switch (format[at]) {
+        case 'd':
+            text += std::to_string(number);
+            break;
+        case 'u':
+            text += std::to_string(random() % 1000000);
+            break;
+        case 'x':
+            std::snprintf(hex, sizeof(hex), alternate ? "%#lx" : "%lx", static_cast<unsigned long>(number + 100000));
+            text += hex;
+            break;
+        case 'p':
+            text += random() % 2 ? "(nil)" : "0x7f00aa";
+            break;
+        default:
+            for (size_t n = random() % 4; n > 0; --n)
+                text += kPieces[random() % kPieces.size()];
+        }
+    }
+    switch (random() % 4) {
+    case 0:
+        if (!text.empty())
+            text.pop_back();
+        break;
+    case 1:
+        text += "0a -"[random() % 4];
+        break;
+    default:
+        break;
+    }
+    return text;
+}
+
+// The reader looks at a few messages per text, chosen by how texts start and
+// end: it finds what trying every message in the table's order finds.
+TEST(PluginMessages, AMessageIsFoundAsTryingEveryOneInOrderFindsIt)
+{
+    std::mt19937 random(38);
+    size_t found = 0;
+    for (const zsl::messages::PluginMessage &message : pluginMessages())
+        for (int i = 0; i < 300; ++i) {
+            const std::string text = randomFill(message.format, random);
+            const zsl::messages::PluginMessage *first = nullptr;
+            for (const zsl::messages::PluginMessage &candidate : pluginMessages())
+                if (fillsFormat(text, candidate.format)) {
+                    first = &candidate;
+                    break;
+                }
+            ASSERT_EQ(findPluginMessage(text), first) << '"' << text << "\" from \"" << message.format << '"';
+            found += first != nullptr;
+        }
+    EXPECT_GT(found, pluginMessages().size() * 100); // most texts fill a format, many were cut
 }
 
 TEST(PluginMessages, TheTableHoldsEveryMessageOfThePluginAndNoOther)

@@ -242,11 +242,60 @@ const std::vector<PluginMessage> &pluginMessages()
 namespace {
 
 // What tells most texts from a message at a glance: the format's fixed
-// start and, where a number follows it, the fixed text after the number.
+// start and, where a number follows it, the fixed text after the number;
+// and its fixed end, before the number that ends it if one does (a text
+// fills a format whole, so it ends as the format does).
 struct Start {
     std::string_view fixed;
     std::string_view afterNumber; // empty: no number right after `fixed`
+    std::string_view last;        // the text after the last conversion but a number ending the format
+    bool endsInNumber = false;
+    bool endKnown = false; // false where the number's digits could not be told from `last`'s
 };
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+void readEnd(std::string_view format, Start &start)
+{
+    size_t end = format.size();
+    if (end > 0 && (format[end - 1] == 'd' || format[end - 1] == 'u')) { // "%d", "%u", "%ld" at the very end
+        size_t at = end - 1;
+        while (at > 0 && format[at - 1] == 'l')
+            --at;
+        if (at > 0 && format[at - 1] == '%') {
+            start.endsInNumber = true;
+            end = at - 1;
+        }
+    }
+    const size_t conversion = end == 0 ? std::string_view::npos : format.rfind('%', end - 1);
+    size_t from = 0;
+    if (conversion != std::string_view::npos) {
+        from = conversion + 1;
+        while (from < end && (format[from] == '#' || format[from] == 'l'))
+            ++from;
+        from = std::min(from + 1, end); // past the conversion's letter
+    }
+    start.last = format.substr(from, end - from);
+    start.endKnown =
+        !start.endsInNumber || start.last.empty() || (!isDigit(start.last.back()) && start.last.back() != '-');
+}
+
+// Whether the text ends as the format does (true where that cannot be told).
+bool mayEnd(std::string_view text, const Start &start)
+{
+    if (!start.endKnown)
+        return true;
+    size_t end = text.size();
+    if (start.endsInNumber) {
+        while (end > 0 && isDigit(text[end - 1]))
+            --end;
+        end -= end > 0 && text[end - 1] == '-';
+    }
+    return end >= start.last.size() && text.compare(end - start.last.size(), start.last.size(), start.last) == 0;
+}
 
 // Where the fixed start ends; the conversion after it, if any, at `at`.
 Start startOf(std::string_view format)
@@ -254,8 +303,10 @@ Start startOf(std::string_view format)
     Start start;
     const size_t at = format.find('%');
     start.fixed = format.substr(0, at);
-    if (at == std::string_view::npos)
+    if (at == std::string_view::npos) {
+        readEnd(format, start);
         return start;
+    }
     size_t end = at + 1;
     while (end < format.size() && format[end] == 'l')
         ++end;
@@ -263,6 +314,7 @@ Start startOf(std::string_view format)
         const std::string_view rest = format.substr(end + 1);
         start.afterNumber = rest.substr(0, rest.find('%'));
     }
+    readEnd(format, start);
     return start;
 }
 
@@ -303,6 +355,8 @@ const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::s
             if (text.compare(at, start.afterNumber.size(), start.afterNumber) != 0)
                 continue;
         }
+        if (!mayEnd(text, start))
+            continue;
         args.clear();
         if (fillsFormat(text, messages[i].format, &args))
             return &messages[i];
