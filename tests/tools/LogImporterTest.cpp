@@ -163,6 +163,40 @@ TEST(LogImporterRules, AnInfoLevelSelectionCutShortIsNotSaidToHaveFinishedEarly)
             EXPECT_EQ(note.find("the selection finished early"), std::string::npos) << note;
 }
 
+TEST(LogImporterRules, ASelectionThatFinishedEarlyAtTheLogsEndEnded)
+{
+    // A window of 0 with pending support: every frame is too old, and the
+    // selection says so and finishes. The log ends on that line: the
+    // selection ended (whether pending frames were checked after it is
+    // another matter, which the log cannot tell).
+    std::string trace = fileText(kExamples + "overview.json");
+    const std::string window = "\"ro.vendor.camera3.zsl.default\": 100";
+    trace.replace(trace.find(window), window.size(),
+                  "\"ro.vendor.camera3.zsl.default\": 0, \"persist.vendor.kohal.selector.pending.mask\": true");
+    bool finished = false;
+    std::string log;
+    for (const kohost::LogLine &line : replayed(trace, [&](const PluginEvent &event) {
+             const bool keep = !finished;
+             finished = finished || event.is(zsl::messages::MessageId::ConsumerTooOld);
+             return keep;
+         }))
+        log += zsl::output::logcatLine(line) + "\n";
+    ASSERT_TRUE(finished);
+    zsl::log::LogImporter importer("test.log");
+    std::FILE *stream = fmemopen(log.data(), log.size(), "r");
+    zsl::log::readDeviceLog(
+        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
+        [](const std::string &) {});
+    std::fclose(stream);
+    const SessionOutcome read = importer.finish();
+    ASSERT_FALSE(read.steps.empty());
+    EXPECT_TRUE(read.steps.back().selectRan);
+    EXPECT_EQ(read.steps.back().completenessWhy.find("selection"), std::string::npos)
+        << read.steps.back().completenessWhy;
+    for (const std::string &warning : importer.warnings())
+        EXPECT_EQ(warning.find("ends inside a selection"), std::string::npos) << warning;
+}
+
 TEST(LogImporterRules, AMotionCapturesAnchorIsInTheRequest)
 {
     const SessionOutcome read = imported(replayed(fileText(kExamples + "motion-capture.json")));
