@@ -274,6 +274,22 @@ TEST(LogcatTimes, FieldsWeighAsTheClockDoes)
         EXPECT_EQ(at(c.later) - at(c.earlier), c.apart) << c.earlier << " / " << c.later;
 }
 
+// The key is a sum of fields in ns: the widest fields each shape lets
+// through must fit in it (the sanitizer's build holds it to that), and a
+// first number too long for a month is no date.
+TEST(LogcatTimes, TheWidestFieldsFitOrAreNoTime)
+{
+    for (const char *text : {"99-99 99:99:99.999999999", "99-99-99 99:99:99.999999999",
+                             "9999-99-99 99:99:99.999999999", "9000000000.999999999 "}) {
+        zsl::log::Cursor cursor{text};
+        EXPECT_TRUE(zsl::log::readTime(cursor)) << text;
+    }
+    for (const char *text : {"8511-23 18:46:29.123", "100-01 18:46:29.123", "9000000001.0 "}) {
+        zsl::log::Cursor cursor{text};
+        EXPECT_FALSE(zsl::log::readTime(cursor)) << text;
+    }
+}
+
 TEST(LogcatFormatsLong, TheHeadersTimeIsKeptAsPrinted)
 {
     std::string_view tag;

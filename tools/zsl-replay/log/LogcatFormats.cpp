@@ -34,6 +34,8 @@ std::optional<int64_t> readStamp(Cursor &at, int reportYear, int reportMonth)
         day = c.number(2);
         if (!day)
             return std::nullopt;
+    } else if (month > 99) { // a year without its day, or no date at all
+        return std::nullopt;
     }
     if (!c.take(' '))
         return std::nullopt;
