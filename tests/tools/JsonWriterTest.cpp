@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cmath>
+#include <limits>
 #include <random>
 #include <string>
 
@@ -26,6 +28,27 @@ std::string randomText(std::mt19937 &random)
     return text;
 }
 
+// Times in ms as the page writes them, and fractions of any size, whole
+// ones, signed zeros and what is not finite (which the library writes as null).
+double randomFraction(std::mt19937 &random)
+{
+    switch (random() % 4) {
+    case 0:
+        return static_cast<double>(random() % 200000) / 1000.0 - 100.0;
+    case 1:
+        return (static_cast<double>(random()) - 2147483648.0) / 1e6;
+    case 2:
+        return std::ldexp(static_cast<double>(random()) + 0.5, static_cast<int>(random() % 200) - 100) *
+               (random() % 2 == 0 ? 1 : -1);
+    default: {
+        const double special[] = {0.0, -0.0, 1.0, -100.0, 1e16, 1e-5, 123456789012345680.0,
+                                  std::numeric_limits<double>::infinity(), std::nan(""),
+                                  std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::max()};
+        return special[random() % std::size(special)];
+    }
+    }
+}
+
 nlohmann::json randomDocument(std::mt19937 &random, int depth)
 {
     switch (random() % (depth > 3 ? 6 : 8)) {
@@ -40,7 +63,7 @@ nlohmann::json randomDocument(std::mt19937 &random, int depth)
     case 3:
         return nullptr;
     case 4:
-        return static_cast<double>(random() % 200000) / 1000.0 - 100.0;
+        return randomFraction(random);
     case 6: {
         nlohmann::json array = nlohmann::json::array();
         for (size_t n = random() % 4; n > 0; --n)
@@ -82,7 +105,7 @@ void write(JsonWriter &out, const nlohmann::json &value)
     } else if (value.is_boolean()) {
         out.boolean(value.get<bool>());
     } else {
-        out.value(value);
+        out.number(value.get<double>());
     }
 }
 

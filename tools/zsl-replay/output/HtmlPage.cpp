@@ -39,10 +39,14 @@ std::vector<std::string> textLines(const std::string &text)
 // What the timeline of a selection draws: the metadata queue's frames, the
 // consumer list's, and the frames selected and taken, with their time from
 // the capture moment, null where the log lacks it.
-nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step)
+// A capture's timeline, as the page's script draws it: its keys in the
+// JSON library's order (sorted), null when no selection ran.
+void writeTimeline(JsonWriter &json, const SessionOutcome &session, const StepOutcome &step)
 {
-    if (!step.selectRan)
-        return nullptr;
+    if (!step.selectRan) {
+        json.null();
+        return;
+    }
     const bool momentKnown = step.momentKnown && (!session.fromLog || step.curTime);
     std::vector<uint32_t> frames;
     std::set<uint32_t> seen;
@@ -60,22 +64,37 @@ nlohmann::json timelineOf(const SessionOutcome &session, const StepOutcome &step
         addFrames(entry.second);
     addFrames(step.taken);
     auto ms = [&](int64_t ns) { return (static_cast<double>(ns) - static_cast<double>(step.captureNs)) / 1e6; };
-    nlohmann::json drawn = nlohmann::json::array();
+    auto list = [&](const std::vector<uint32_t> &values) {
+        json.beginArray();
+        for (uint32_t value : values)
+            json.number(uint64_t{value});
+        json.endArray();
+    };
+    json.beginObject().key("anchor");
+    step.anchorFrame ? json.number(uint64_t{*step.anchorFrame}) : json.null();
+    json.key("frames").beginArray();
     for (uint32_t frame : frames) {
         const auto shutter = step.shutterNs.find(frame);
-        drawn.push_back({frame, momentKnown && shutter != step.shutterNs.end() ? nlohmann::json(ms(shutter->second))
-                                                                               : nlohmann::json()});
+        json.beginArray().number(uint64_t{frame});
+        momentKnown &&shutter != step.shutterNs.end() ? json.number(ms(shutter->second)) : json.null();
+        json.endArray();
     }
-    std::vector<uint32_t> selected = step.selectionUnknown.empty() ? step.selectedFrames : std::vector<uint32_t>();
-    if (selected.empty() && step.selectionUnknown.empty())
-        for (const auto &entry : step.selection)
-            selected.insert(selected.end(), entry.second.begin(), entry.second.end());
-    return {{"frames", drawn},
-            {"selected", selected},
-            {"taken", step.takenUnknown.empty() ? nlohmann::json(step.taken) : nlohmann::json()},
-            {"anchor", step.anchorFrame ? nlohmann::json(*step.anchorFrame) : nlohmann::json()},
-            {"zsdMs", step.zsdTs && momentKnown ? nlohmann::json(ms(*step.zsdTs)) : nlohmann::json()},
-            {"momentKnown", momentKnown}};
+    json.endArray().key("momentKnown").boolean(momentKnown).key("selected");
+    if (step.selectionUnknown.empty() && !step.selectedFrames.empty()) {
+        list(step.selectedFrames);
+    } else {
+        json.beginArray();
+        if (step.selectionUnknown.empty())
+            for (const auto &entry : step.selection)
+                for (uint32_t frame : entry.second)
+                    json.number(uint64_t{frame});
+        json.endArray();
+    }
+    json.key("taken");
+    step.takenUnknown.empty() ? list(step.taken) : void(json.null());
+    json.key("zsdMs");
+    step.zsdTs &&momentKnown ? json.number(ms(*step.zsdTs)) : json.null();
+    json.endObject();
 }
 
 // A capture's view, appended to `out`; its session's header is kept apart,
@@ -122,7 +141,9 @@ void writeView(std::string &out, const SessionOutcome &session, const StepOutcom
         json.string(std::string_view(words).substr(at, end - at));
         at = end + 1;
     }
-    json.endArray().key("timeline").value(timelineOf(session, step)).endObject();
+    json.endArray().key("timeline");
+    writeTimeline(json, session, step);
+    json.endObject();
 }
 
 std::string base64(std::string_view bytes)
@@ -225,7 +246,7 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     mRowStarts.push_back(mRows.size());
     JsonWriter out(mRows);
     auto count = [&](const std::optional<size_t> &value) { value ? out.number(uint64_t{*value}) : out.null(); };
-    auto lag = [&](auto at) { at == row.takenLagsMs.end() ? out.null() : out.value(nlohmann::json(*at)); };
+    auto lag = [&](auto at) { at == row.takenLagsMs.end() ? out.null() : out.number(*at); };
     out.beginArray().number(text(row.input)).number(text(row.device)).number(text(row.build));
     out.string(row.logTime.empty() ? row.reportTime : row.logTime).number(uint64_t{row.fwkFrame}).string(row.kind);
     row.zslNeeded ? out.boolean(*row.zslNeeded) : out.null();

@@ -5,6 +5,7 @@
 #include "output/Outputs.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstring>
 
 namespace zsl::output {
@@ -119,9 +120,18 @@ JsonWriter &JsonWriter::null()
     return *this;
 }
 
-JsonWriter &JsonWriter::value(const nlohmann::json &value)
+JsonWriter &JsonWriter::number(double value)
 {
-    return raw(jsonText(value));
+    separate();
+    if (!std::isfinite(value)) {
+        mOut += "null";
+        return *this;
+    }
+    // The library's own shortest-digits printer, which its dump calls: the
+    // same bytes without building a document per number.
+    char digits[64];
+    mOut.append(digits, nlohmann::detail::to_chars(digits, digits + sizeof(digits), value));
+    return *this;
 }
 
 JsonWriter &JsonWriter::raw(std::string_view json)

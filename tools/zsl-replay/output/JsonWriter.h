@@ -32,11 +32,11 @@ public:
     JsonWriter &string(std::string_view text);
     JsonWriter &number(uint64_t value);
     JsonWriter &number(int64_t value);
+    // A fraction as the JSON library prints it: its shortest round-trip
+    // digits, and null for what is not finite.
+    JsonWriter &number(double value);
     JsonWriter &boolean(bool value);
     JsonWriter &null();
-    // A value built as a document, for the few whose printing (fractions) is
-    // the library's.
-    JsonWriter &value(const nlohmann::json &value);
     // JSON text made elsewhere, taken as one value.
     JsonWriter &raw(std::string_view json);
 
