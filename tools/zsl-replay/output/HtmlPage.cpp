@@ -10,11 +10,14 @@
 #include "output/PageAssets.h"
 #include "output/Report.h"
 
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <random>
 #include <set>
 #include <sstream>
@@ -181,20 +184,18 @@ std::string gunzip(const std::string &bytes)
     return out;
 }
 
+// A gzip member, which the browser's DecompressionStream reads. libdeflate
+// at zlib's default level: a block is compressed whole, in about three
+// quarters of zlib's time and a few percent smaller.
 std::string gzip(std::string_view bytes)
 {
-    z_stream stream{};
-    // 15 + 16: a gzip member, which the browser's DecompressionStream reads.
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
-    std::string out(deflateBound(&stream, bytes.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
-    stream.avail_in = static_cast<uInt>(bytes.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
+    const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> compressor(
+        libdeflate_alloc_compressor(6), libdeflate_free_compressor);
+    if (!compressor)
+        throw std::bad_alloc();
+    std::string out(libdeflate_gzip_compress_bound(compressor.get(), bytes.size()), '\0');
+    out.resize(libdeflate_gzip_compress(compressor.get(), bytes.data(), bytes.size(), out.data(), out.size()));
     out.shrink_to_fit(); // kept until the page is written: not at the input's size
-    deflateEnd(&stream);
     return out;
 }
 
