@@ -233,9 +233,43 @@ TEST(HtmlPage, ScriptSafeJsonKeepsTheValue)
 {
     for (const std::string text : {"</script>", "<!--<script>", "a<b", "plain", "\xe2\x9c\x93 <"}) {
         const std::string json = nlohmann::json(text).dump();
-        const std::string safe = zsl::output::scriptSafeJson(json);
+        std::ostringstream written;
+        zsl::output::writeScriptSafeJson(written, json);
+        const std::string safe = written.str();
         EXPECT_EQ(safe.find('<'), std::string::npos) << text;
         EXPECT_EQ(nlohmann::json::parse(safe).get<std::string>(), text);
+    }
+}
+
+TEST(HtmlPage, Base64AsTheStandardWritesIt)
+{
+    const auto base64 = [](std::string_view bytes) {
+        std::ostringstream out;
+        zsl::output::writeBase64(out, bytes);
+        return out.str();
+    };
+    // RFC 4648's own examples, every padding; and bytes above 0x7f.
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"", ""},           {"f", "Zg=="},         {"fo", "Zm8="},         {"foo", "Zm9v"},
+        {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {std::string_view("\xff\xfe\x00", 3), "//4A"},
+    };
+    for (const auto &[bytes, text] : cases)
+        EXPECT_EQ(base64(bytes), text);
+    // Past the writer's piece of 4,096 digits: each group of three bytes as
+    // alone, and each length around it ends as its last bytes alone do.
+    std::string bytes;
+    for (size_t i = 0; i < 3 * 1025; ++i)
+        bytes += static_cast<char>(i * 7 % 256);
+    const std::string whole = base64(bytes);
+    ASSERT_EQ(whole.size(), 4 * 1025u);
+    for (size_t group = 0; group < 1025; ++group)
+        ASSERT_EQ(whole.substr(4 * group, 4), base64(bytes.substr(3 * group, 3))) << group;
+    for (size_t length = 3 * 1023; length <= bytes.size(); ++length) {
+        const std::string text = base64(bytes.substr(0, length));
+        const size_t full = length / 3;
+        ASSERT_EQ(text.size(), (length + 2) / 3 * 4);
+        EXPECT_EQ(text.substr(0, 4 * full), whole.substr(0, 4 * full)) << length;
+        EXPECT_EQ(text.substr(4 * full), base64(bytes.substr(3 * full, length - 3 * full))) << length;
     }
 }
 

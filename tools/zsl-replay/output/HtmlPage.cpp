@@ -149,22 +149,6 @@ void writeView(std::string &out, const SessionOutcome &session, const StepOutcom
     json.endObject();
 }
 
-std::string base64(std::string_view bytes)
-{
-    static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    out.reserve((bytes.size() + 2) / 3 * 4);
-    for (size_t i = 0; i < bytes.size(); i += 3) {
-        const size_t n = std::min<size_t>(3, bytes.size() - i);
-        uint32_t group = 0;
-        for (size_t k = 0; k < 3; ++k)
-            group = group << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-        for (size_t k = 0; k < 4; ++k)
-            out += k <= n ? digits[(group >> (18 - 6 * k)) & 63] : '=';
-    }
-    return out;
-}
-
 std::string gunzip(const std::string &bytes)
 {
     z_stream stream{};
@@ -200,18 +184,26 @@ std::string gzip(std::string_view bytes)
     return out;
 }
 
-// One data block of the page: JSON as it is, or compressed (already) when large.
-std::string block(const std::string &id, std::string_view data, bool compressed)
+// One data block of the page, written straight into it: JSON as it is, or
+// compressed (already) when large.
+void writeBlock(std::ostream &out, const std::string &id, std::string_view data, bool compressed)
 {
-    if (compressed)
-        return "<script type=\"text/plain\" id=\"" + id + "\" data-encoding=\"gzip-base64\">" + base64(data) +
-               "</script>\n";
-    return "<script type=\"application/json\" id=\"" + id + "\">" + scriptSafeJson(data) + "</script>\n";
+    if (compressed) {
+        out << "<script type=\"text/plain\" id=\"" << id << "\" data-encoding=\"gzip-base64\">";
+        writeBase64(out, data);
+    } else {
+        out << "<script type=\"application/json\" id=\"" << id << "\">";
+        writeScriptSafeJson(out, data);
+    }
+    out << "</script>\n";
 }
 
-std::string block(const std::string &id, std::string_view json)
+void writeBlock(std::ostream &out, const std::string &id, std::string_view json)
 {
-    return json.size() > HtmlPage::kCompressAbove ? block(id, gzip(json), true) : block(id, json, false);
+    if (json.size() > HtmlPage::kCompressAbove)
+        writeBlock(out, id, gzip(json), true);
+    else
+        writeBlock(out, id, json, false);
 }
 
 std::string joined(const std::vector<std::string> &items)
@@ -224,16 +216,45 @@ std::string joined(const std::vector<std::string> &items)
 
 } // namespace
 
-std::string scriptSafeJson(std::string_view json)
+void writeScriptSafeJson(std::ostream &out, std::string_view json)
 {
-    std::string out;
-    out.reserve(json.size());
-    for (char c : json)
-        if (c == '<')
-            out += "\\u003c";
-        else
-            out += c;
-    return out;
+    for (size_t at = 0; at < json.size();) {
+        const size_t less = std::min(json.find('<', at), json.size());
+        out.write(json.data() + at, static_cast<std::streamsize>(less - at));
+        if (less < json.size())
+            out << "\\u003c";
+        at = less + 1;
+    }
+}
+
+void writeBase64(std::ostream &out, std::string_view bytes)
+{
+    static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    // Made a piece at a time: a page holds megabytes of it, written at its end.
+    char piece[4096];
+    size_t used = 0;
+    const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
+    size_t at = 0;
+    for (; at + 3 <= bytes.size(); at += 3) {
+        const uint32_t group = uint32_t{in[at]} << 16 | uint32_t{in[at + 1]} << 8 | in[at + 2];
+        piece[used] = digits[group >> 18];
+        piece[used + 1] = digits[group >> 12 & 63];
+        piece[used + 2] = digits[group >> 6 & 63];
+        piece[used + 3] = digits[group & 63];
+        if ((used += 4) == sizeof(piece)) {
+            out.write(piece, static_cast<std::streamsize>(used));
+            used = 0;
+        }
+    }
+    if (at < bytes.size()) { // one or two bytes left: padded to four digits
+        const bool two = at + 1 < bytes.size();
+        const uint32_t group = uint32_t{in[at]} << 16 | (two ? uint32_t{in[at + 1]} << 8 : 0);
+        piece[used++] = digits[group >> 18];
+        piece[used++] = digits[group >> 12 & 63];
+        piece[used++] = two ? digits[group >> 6 & 63] : '=';
+        piece[used++] = '=';
+    }
+    out.write(piece, static_cast<std::streamsize>(used));
 }
 
 void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow &row)
@@ -378,20 +399,20 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary)
     const std::string_view rows(mRows);
     const bool split = mRowStarts.size() > kAllRowsAtOnce;
     const size_t firstEnd = split ? mRowStarts[kFirstRows] - 1 : rows.size();
-    out << block("zsl-head", jsonText(head))
-        << block("zsl-rows", split ? std::string(rows.substr(0, firstEnd)) + "]" : rows);
+    writeBlock(out, "zsl-head", jsonText(head));
+    writeBlock(out, "zsl-rows", split ? std::string(rows.substr(0, firstEnd)) + "]" : rows);
     out << layout.substr(data + dataMark.size(), views - data - dataMark.size());
     if (split) {
         mRows[firstEnd] = '['; // the comma before the rest's first row
-        out << block("zsl-rows-rest", rows.substr(firstEnd));
+        writeBlock(out, "zsl-rows-rest", rows.substr(firstEnd));
         mRows[firstEnd] = ',';
     }
     mRows.resize(mRows.size() - (mRowStarts.empty() ? 2 : 1));
     for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
-        out << block("zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
+        writeBlock(out, "zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
     if (!mViewStarts.empty()) {
         const Chunk last = chunkOf(mViews);
-        out << block("zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
+        writeBlock(out, "zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
     }
     out << layout.substr(views + viewsMark.size());
 }
