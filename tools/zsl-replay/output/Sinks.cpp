@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sstream>
@@ -37,10 +38,12 @@ std::string nested(const std::string &json, size_t spaces)
 {
     std::string out;
     out.reserve(json.size() + json.size() / 16);
-    for (char c : json) {
-        out += c;
-        if (c == '\n')
-            out.append(spaces, ' ');
+    for (size_t at = 0; at < json.size();) {
+        const size_t end = std::min(json.find('\n', at), json.size());
+        out.append(json, at, end - at);
+        if (end < json.size())
+            out.append(1, '\n').append(spaces, ' ');
+        at = end + 1;
     }
     return out;
 }
