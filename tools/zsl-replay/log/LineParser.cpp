@@ -51,8 +51,7 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
         line.timeText = mLong->header.timeText;
         return withIds(std::move(line), mLong->header.timeNs, mLong->header.pid, mLong->header.tid);
     }
-    if (!mayBeThePlugins(text))
-        return std::nullopt;
+    // Outside a long entry, read() has let through only what may be the plug-in's.
     std::string buffer;
     text = withoutColour(text, buffer);
     if (!text.empty() && text.front() == '[') {
