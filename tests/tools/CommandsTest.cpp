@@ -78,6 +78,9 @@ TEST(JsonDocument, CapturesFirstThenWhatTheWholeInputTells)
         ASSERT_EQ(run.status, 0) << c.command << "\n" << run.err;
         const nlohmann::json document = nlohmann::json::parse(run.out);
         ASSERT_EQ(document["traces"].size(), c.traces) << c.command;
+        // Written piece by piece, it is byte for byte the document the
+        // library prints with an indent of 2, in the order written.
+        EXPECT_EQ(run.out, nlohmann::ordered_json::parse(run.out).dump(2) + "\n") << c.command;
         EXPECT_EQ(document.contains("plugin"), c.namesPlugin) << c.command;
         if (c.namesPlugin) {
             EXPECT_EQ(document["plugin"], "com.korvan.zsl.default.so");

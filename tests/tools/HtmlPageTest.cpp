@@ -15,6 +15,7 @@
 #include <zlib.h>
 
 #include <fstream>
+#include <functional>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -271,6 +272,73 @@ TEST(HtmlPage, Base64AsTheStandardWritesIt)
         EXPECT_EQ(text.substr(0, 4 * full), whole.substr(0, 4 * full)) << length;
         EXPECT_EQ(text.substr(4 * full), base64(bytes.substr(3 * full, length - 3 * full))) << length;
     }
+}
+
+// A view's timeline: the frames drawn (each list's once, in the order the
+// queues, the consumer list, the selection and the frames taken name them),
+// each with its time before the capture where the log tells it; what is
+// not known drawn as unknown, not as nothing.
+TEST(Timeline, AViewDrawsWhatTheCaptureKnowsAndNothingItDoesNot)
+{
+    const auto timeline = [](const std::function<void(zsl::outcome::StepOutcome &)> &make) {
+        zsl::outcome::SessionOutcome read;
+        read.name = "one";
+        read.fromLog = true;
+        zsl::outcome::StepOutcome step;
+        step.selectRan = true;
+        step.captureNs = 1'000'000'000;
+        step.curTime = step.captureNs;
+        step.zsdTs = 900'000'000;
+        step.anchorFrame = 44;
+        step.consumer = {42, 43, 44, 45};
+        step.selectedFrames = {44, 45};
+        step.taken = {44};
+        step.shutterNs = {{42, 850'000'000}, {44, 950'000'000}, {45, 983'250'000}};
+        make(step);
+        zsl::output::HtmlPage page;
+        page.add(read, step, zsl::output::captureRow(read, step));
+        page.endSession(read);
+        std::ostringstream out;
+        page.write(out, zsl::output::FleetSummary());
+        return dataBlock(out.str(), "zsl-views-0").at(0).at("timeline");
+    };
+    using nlohmann::json;
+    const json known = json::parse(R"({"anchor": 44, "frames": [[42, -150.0], [43, null], [44, -50.0], [45, -16.75]],
+        "momentKnown": true, "selected": [44, 45], "taken": [44], "zsdMs": -100.0})");
+    const struct {
+        const char *what;
+        std::function<void(zsl::outcome::StepOutcome &)> make;
+        json expected;
+    } cases[] = {
+        {"all known", [](auto &) {}, known},
+        {"no selection ran", [](auto &step) { step.selectRan = false; }, nullptr},
+        {"no capture moment", [](auto &step) { step.momentKnown = false; },
+         json::parse(R"({"anchor": 44, "frames": [[42, null], [43, null], [44, null], [45, null]],
+             "momentKnown": false, "selected": [44, 45], "taken": [44], "zsdMs": null})")},
+        {"taken not known", [](auto &step) { step.takenUnknown = "the checks log at debug level"; },
+         [&] { json t = known; t["taken"] = nullptr; return t; }()},
+        {"selection not known",
+         [](auto &step) {
+             step.selectionUnknown = "its lines were lost";
+             step.selection[0] = {44, 45};
+         },
+         [&] { json t = known; t["selected"] = json::array(); return t; }()},
+        {"selected by queue only, a frame the consumer list lacks",
+         [](auto &step) {
+             step.selectedFrames.clear();
+             step.selection[0] = {45, 46};
+             step.anchorFrame.reset();
+         },
+         [&] {
+             json t = known;
+             t["anchor"] = nullptr;
+             t["selected"] = {45, 46};
+             t["frames"].push_back({46, nullptr});
+             return t;
+         }()},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(timeline(c.make), c.expected) << c.what;
 }
 
 TEST(Timeline, FramesWhoseTimeTheLogLacksAreDrawnApart)
