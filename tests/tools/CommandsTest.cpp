@@ -19,6 +19,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -248,3 +249,59 @@ TEST(SummarySvg, ShowsTheCountsOfTheRows)
 }
 
 } // namespace
+
+namespace {
+
+// The sample log with its times moved to int64's ends, as a damaged or
+// hand-made log may state them.
+std::string withTimes(const std::vector<std::pair<std::string, std::string>> &edits)
+{
+    std::ifstream in(kSample);
+    std::string text{std::istreambuf_iterator<char>(in), {}};
+    for (const auto &[pattern, replacement] : edits)
+        text = std::regex_replace(text, std::regex(pattern), replacement);
+    return text;
+}
+
+} // namespace
+
+// Every output, and what-if, of times at the ends of the range: nothing
+// overflows (the sanitizers' build stops at an overflow), and a capture
+// whose moment cannot be replayed (before the clock's 0) is said to be so,
+// not lost silently.
+TEST(ExtremeTimes, EveryOutputTakesTimesAtTheEndsOfTheRange)
+{
+    const std::string kMax = "9223372036854775807", kMin = "-9223372036854775807";
+    const struct {
+        const char *what;
+        std::vector<std::pair<std::string, std::string>> edits;
+        int replayStatus; // of a written trace, and of what-if: a capture moment before 0 is not replayed
+    } cases[] = {
+        {"shutter times at both ends",
+         {{"shutter time:10721707279658", "shutter time:" + kMin}, {"shutter time:10721740279658", "shutter time:" + kMax}},
+         0},
+        {"zsdTs at the start, curTime at the end", {{"zsdTs:[0-9]+", "zsdTs:" + kMin}, {"curTime:[0-9]+", "curTime:" + kMax}}, 0},
+        {"curTime at the start", {{"curTime:[0-9]+", "curTime:" + kMin}}, 2},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        const TempFile log(withTimes(c.edits), ".log");
+        ASSERT_NE(log.text().find(c.edits.front().second), std::string::npos);
+        TempDir dir;
+        for (const std::string &output : std::vector<std::string>{"", "--json", "--table " + dir.path() + "/t.csv", "--html " + dir.path() + "/p.html",
+                                         "--svg " + dir.path() + "/p.svg", "--perfetto " + dir.path() + "/p.pftrace",
+                                         "--perfetto " + dir.path() + "/p.json", "--write-traces " + dir.path()}) {
+            const Outcome run = kotest::replay("explain " + log.path() + " " + output);
+            EXPECT_EQ(run.status, 0) << output << "\n" << run.err;
+        }
+        for (const char *trace : {"fwkFrame-100.json", "fwkFrame-300.json"}) {
+            const Outcome replayed = kotest::replay(dir.path() + "/" + std::string(trace));
+            EXPECT_EQ(replayed.status, c.replayStatus) << trace << "\n" << replayed.err;
+        }
+        const Outcome whatIf = kotest::replay("whatif " + log.path() + " --set window=150");
+        EXPECT_EQ(whatIf.status, c.replayStatus) << whatIf.err;
+        if (c.replayStatus != 0) {
+            EXPECT_NE(whatIf.err.find("fwkFrame 100: "), std::string::npos) << whatIf.err;
+        }
+    }
+}

@@ -3,7 +3,10 @@
 #include "output/TimelineLayout.h"
 
 #include "outcome/FrameText.h"
+#include "outcome/LogTime.h"
 
+#include <algorithm>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -61,12 +64,12 @@ void layOutStep(TimelineFormat &out, bool fromLog, int stepTrack, const StepOutc
                           {"accepted", check.unknown.empty() ? nlohmann::json(check.verdict.first) : nlohmann::json()},
                           {"reason", check.unknown.empty() ? check.explanation : check.unknown}}});
     // One nanosecond past the last call: the capture ends after, not with, it.
-    const int64_t end = step.captureNs + kCallNs * static_cast<int64_t>(calls.size()) + 1;
+    const int64_t end = laterNs(step.captureNs, kCallNs * static_cast<int64_t>(calls.size()) + 1);
     out.slice(stepTrack, "capture " + tag, step.captureNs, end, {{"fwkFrame", step.fwkFrame}, {"taken", step.taken}});
     int64_t at = step.captureNs;
     for (auto &[name, args] : calls) {
-        out.slice(stepTrack, name, at, at + kCallNs, std::move(args));
-        at += kCallNs;
+        out.slice(stepTrack, name, at, laterNs(at, kCallNs), std::move(args));
+        at = laterNs(at, kCallNs);
     }
     if (step.zsdTs)
         out.instant(stepTrack, "zsdTs " + tag, *step.zsdTs, {{"zsdTs", *step.zsdTs}});
@@ -77,7 +80,9 @@ void layOutStep(TimelineFormat &out, bool fromLog, int stepTrack, const StepOutc
             continue;
         const int track = trackOf(step.queues.front());
         TakenSlices &slices = taken[track];
-        auto [slice, added] = slices.begin.emplace(frame, shutter->second);
+        // Moved later while its moment is taken: from low enough that it fits.
+        const int64_t latest = std::numeric_limits<int64_t>::max() - 1 - static_cast<int64_t>(slices.used.size());
+        auto [slice, added] = slices.begin.emplace(frame, std::min(shutter->second, latest));
         if (added) {
             while (!slices.used.insert(slice->second).second)
                 ++slice->second;

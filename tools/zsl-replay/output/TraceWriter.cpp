@@ -3,6 +3,7 @@
 #include "output/TraceWriter.h"
 
 #include "outcome/FrameText.h"
+#include "outcome/LogTime.h"
 #include "outcome/PluginLines.h"
 
 #include <algorithm>
@@ -97,7 +98,8 @@ int64_t loggedInterval(const StepOutcome &step)
     for (size_t i = 1; i < step.consumer.size(); ++i) {
         auto a = step.shutterNs.find(step.consumer[i - 1]), b = step.shutterNs.find(step.consumer[i]);
         if (a != step.shutterNs.end() && b != step.shutterNs.end())
-            intervals.push_back(b->second - a->second);
+            if (const std::optional<int64_t> interval = betweenNs(a->second, b->second))
+                intervals.push_back(*interval);
     }
     std::sort(intervals.begin(), intervals.end());
     return intervals.empty() ? kFrameIntervalNs : intervals[intervals.size() / 2];
@@ -153,7 +155,7 @@ Json recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
         if (shutter != step.shutterNs.end()) {
             ns = shutter->second;
         } else {
-            ns = last ? *last + interval : step.captureNs - interval;
+            ns = last ? laterNs(*last, interval) : earlierNs(step.captureNs, interval);
             estimated.push_back(frame);
         }
         last = ns;
