@@ -141,6 +141,44 @@ TEST(DeviceLogLines, OtherShapesAndOtherTags)
         EXPECT_FALSE(parseLogLine(line).has_value()) << line;
 }
 
+// A long entry whose closing blank line is lost (a log cut and joined, two
+// formats in one file): a line with a header of its own is not the entry's
+// message, but itself, with its own process and level.
+TEST(DeviceLogLines, ALongEntryEndsAtALineWithAHeaderOfItsOwn)
+{
+    const char *lines[] = {
+        "[ 01-01 00:01:40.000000 15995:15995 I/KoAlgoEngine ]",
+        "ZSL ZSLSelectorDefault.cpp:376 selectZSLFrames()[ZSLSelector] fwkFrame:100 zsdTs:99900000000 "
+        "curTime:100000000000",
+        "01-01 00:01:40.000 12314 12315 I KoAlgoEngine: ZSL ZSLSelectorDefault.cpp:368 "
+        "selectZSLFrames()[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000",
+        "[ 01-01 00:01:41.000000 15995:15996 D/KoAlgoEngine ]",
+        "ZSL ZSLSelectorDefault.cpp:273 isSelectorNeeded()[ZSLSelector] ZSLSelectorDefault isNeeded 1",
+        "",
+    };
+    const struct {
+        int pid, tid;
+        const char *level, *text;
+    } expected[] = {
+        {15995, 15995, "I", "[ZSLSelector] fwkFrame:100 zsdTs:99900000000 curTime:100000000000"},
+        {12314, 12315, "I", "[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000"},
+        {15995, 15996, "D", "[ZSLSelector] ZSLSelectorDefault isNeeded 1"},
+    };
+    LineParser parser;
+    std::vector<kohost::LogLine> read;
+    uint64_t number = 0;
+    for (const char *line : lines)
+        if (auto ours = parser.read(line, ++number))
+            read.push_back(std::move(*ours));
+    ASSERT_EQ(read.size(), std::size(expected));
+    for (size_t i = 0; i < read.size(); ++i) {
+        EXPECT_EQ(read[i].pid, expected[i].pid) << i;
+        EXPECT_EQ(read[i].tid, expected[i].tid) << i;
+        EXPECT_EQ(read[i].level, expected[i].level) << i;
+        EXPECT_EQ(read[i].text, expected[i].text) << i;
+    }
+}
+
 // A damaged log: what can be read is read, and each problem is one line.
 
 TEST(DeviceLogBadInputFiles, DirectoryMissingFileAndNonUtf8)

@@ -29,6 +29,11 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
     mUnderstood = false;
     if (!text.empty() && text.back() == '\r')
         text.remove_suffix(1);
+    // A line with a header of its own inside a long entry: the blank line
+    // that ends the entry was lost (a log cut and joined, logs of two
+    // formats in one file), and the line is not the entry's message.
+    if (mLong && !text.empty() && hasHeader(text))
+        mLong.reset();
     if ((mLong && mLong->gap) || (!mLong && text.find(kGapTag) != std::string_view::npos)) {
         std::string buffer;
         if (const std::optional<int> pid = readGapMarker(withoutColour(text, buffer))) {
@@ -85,6 +90,21 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
             messages::PluginEvent::keep(*line);
     }
     return line;
+}
+
+bool LineParser::hasHeader(std::string_view text)
+{
+    std::string buffer;
+    text = withoutColour(text, buffer);
+    std::string_view tag;
+    if (text.front() == '[')
+        return readLongHeader(text, tag).has_value();
+    Cursor c{text};
+    const std::optional<int64_t> timeNs = readTime(c);
+    if (!timeNs)
+        return false;
+    c.skipBlanks();
+    return readThreadtime(c, *timeNs) || readSlashed(c, *timeNs) || readParenthesised(c, *timeNs);
 }
 
 std::optional<kohost::LogLine> parseLogLine(std::string_view text)
