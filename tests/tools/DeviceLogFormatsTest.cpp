@@ -142,8 +142,8 @@ TEST(DeviceLogLines, OtherShapesAndOtherTags)
 }
 
 // A long entry whose closing blank line is lost (a log cut and joined, two
-// formats in one file): a line with a header of its own is not the entry's
-// message, but itself, with its own process and level.
+// formats in one file): a line with a header of its own (long's, threadtime's,
+// time's) is not the entry's message, but itself, with its own process and level.
 TEST(DeviceLogLines, ALongEntryEndsAtALineWithAHeaderOfItsOwn)
 {
     const char *lines[] = {
@@ -154,6 +154,8 @@ TEST(DeviceLogLines, ALongEntryEndsAtALineWithAHeaderOfItsOwn)
         "selectZSLFrames()[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000",
         "[ 01-01 00:01:41.000000 15995:15996 D/KoAlgoEngine ]",
         "ZSL ZSLSelectorDefault.cpp:273 isSelectorNeeded()[ZSLSelector] ZSLSelectorDefault isNeeded 1",
+        "01-01 00:01:42.000 D/KoAlgoEngine(12316): ZSL ZSLSelectorDefault.cpp:273 isSelectorNeeded()[ZSLSelector] "
+        "ZSLSelectorDefault isNeeded 0",
         "",
     };
     const struct {
@@ -163,6 +165,7 @@ TEST(DeviceLogLines, ALongEntryEndsAtALineWithAHeaderOfItsOwn)
         {15995, 15995, "I", "[ZSLSelector] fwkFrame:100 zsdTs:99900000000 curTime:100000000000"},
         {12314, 12315, "I", "[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000"},
         {15995, 15996, "D", "[ZSLSelector] ZSLSelectorDefault isNeeded 1"},
+        {12316, kUnknownId, "D", "[ZSLSelector] ZSLSelectorDefault isNeeded 0"},
     };
     LineParser parser;
     std::vector<kohost::LogLine> read;
