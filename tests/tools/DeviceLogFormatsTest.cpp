@@ -150,9 +150,11 @@ TEST(DeviceLogLines, ALongEntryEndsAtALineWithAHeaderOfItsOwn)
         "[ 01-01 00:01:40.000000 15995:15995 I/KoAlgoEngine ]",
         "ZSL ZSLSelectorDefault.cpp:376 selectZSLFrames()[ZSLSelector] fwkFrame:100 zsdTs:99900000000 "
         "curTime:100000000000",
+        "[ 01-01 00:01:41.000000 15995:15996 D/KoAlgoEngine ]",
+        "ZSL ZSLSelectorDefault.cpp:273 isSelectorNeeded()[ZSLSelector] ZSLSelectorDefault isNeeded 1",
         "01-01 00:01:40.000 12314 12315 I KoAlgoEngine: ZSL ZSLSelectorDefault.cpp:368 "
         "selectZSLFrames()[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000",
-        "[ 01-01 00:01:41.000000 15995:15996 D/KoAlgoEngine ]",
+        "[ 01-01 00:01:41.500000 15995:15997 I/KoAlgoEngine ]",
         "ZSL ZSLSelectorDefault.cpp:273 isSelectorNeeded()[ZSLSelector] ZSLSelectorDefault isNeeded 1",
         "01-01 00:01:42.000 D/KoAlgoEngine(12316): ZSL ZSLSelectorDefault.cpp:273 isSelectorNeeded()[ZSLSelector] "
         "ZSLSelectorDefault isNeeded 0",
@@ -163,8 +165,9 @@ TEST(DeviceLogLines, ALongEntryEndsAtALineWithAHeaderOfItsOwn)
         const char *level, *text;
     } expected[] = {
         {15995, 15995, "I", "[ZSLSelector] fwkFrame:100 zsdTs:99900000000 curTime:100000000000"},
-        {12314, 12315, "I", "[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000"},
         {15995, 15996, "D", "[ZSLSelector] ZSLSelectorDefault isNeeded 1"},
+        {12314, 12315, "I", "[ZSLSelector] fwkFrame:9 Consumer list: 11 shutter time:99200000000"},
+        {15995, 15997, "I", "[ZSLSelector] ZSLSelectorDefault isNeeded 1"},
         {12316, kUnknownId, "D", "[ZSLSelector] ZSLSelectorDefault isNeeded 0"},
     };
     LineParser parser;
