@@ -17,6 +17,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include <algorithm>
 #include <cstdio>
@@ -98,6 +100,17 @@ TEST(WhatIfCommand, JsonSidesAreReplayStepsWithWhatIsNotKnownNamed)
               "(it is below 44)");
     EXPECT_NE(wider["unknown"]["taken"].get<std::string>().find("the log shows no check of frames 42 43"),
               std::string::npos);
+}
+
+// A log's name is any bytes Linux allows: one that is not UTF-8 goes into
+// the trace rebuilt from each capture as U+FFFD (what-if aborted on it).
+TEST(WhatIfCommand, ALogWhoseNameIsNotUtf8)
+{
+    std::ifstream sample(ZSL_SOURCE_DIR "/examples/device.log");
+    const TempFile log(std::string(std::istreambuf_iterator<char>(sample), {}), "-\x8c\xff.log");
+    const kotest::Outcome run = kotest::replay("whatif '" + log.path() + "' --set window=150");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("-- capture fwkFrame 100"), std::string::npos) << run.out;
 }
 
 TEST(WhatIfCommand, TableHasBothSidesAndSweepOneRowPerValue)

@@ -4,6 +4,7 @@
 
 #include "outcome/Error.h"
 #include "outcome/PluginLines.h"
+#include "output/Outputs.h"
 #include "output/TraceWriter.h"
 #include "replay/TraceReader.h"
 #include "whatif/LogSide.h"
@@ -53,7 +54,9 @@ Subject Subject::ofTrace(const replay::Replayer &replayer, replay::TraceSpec tra
 
 Subject Subject::ofLog(const replay::Replayer &replayer, const SessionOutcome &session, const StepOutcome &step)
 {
-    replay::TraceSpec trace = replay::parseTrace(output::traceFromLog(session, step).dump(), session.file);
+    // Printed as every output prints what a log gave: a byte that is not
+    // UTF-8 (a damaged line kept in the trace) becomes U+FFFD, not an error.
+    replay::TraceSpec trace = replay::parseTrace(output::jsonText(output::traceFromLog(session, step)), session.file);
     SessionOutcome before = replayer.run(trace);
     Subject subject(replayer, std::move(trace), std::move(before));
     subject.mConfig = statedConfig(subject.mBefore, session.file);
