@@ -41,9 +41,8 @@ std::vector<std::string> textLines(const std::string &text)
 
 // What the timeline of a selection draws: the metadata queue's frames, the
 // consumer list's, and the frames selected and taken, with their time from
-// the capture moment, null where the log lacks it.
-// A capture's timeline, as the page's script draws it: its keys in the
-// JSON library's order (sorted), null when no selection ran.
+// the capture moment, null where the log lacks it. Its keys in the JSON
+// library's order (sorted); null when no selection ran.
 void writeTimeline(JsonWriter &json, const SessionOutcome &session, const StepOutcome &step)
 {
     if (!step.selectRan) {
@@ -79,7 +78,10 @@ void writeTimeline(JsonWriter &json, const SessionOutcome &session, const StepOu
     for (uint32_t frame : frames) {
         const auto shutter = step.shutterNs.find(frame);
         json.beginArray().number(uint64_t{frame});
-        momentKnown &&shutter != step.shutterNs.end() ? json.number(ms(shutter->second)) : json.null();
+        if (momentKnown && shutter != step.shutterNs.end())
+            json.number(ms(shutter->second));
+        else
+            json.null();
         json.endArray();
     }
     json.endArray().key("momentKnown").boolean(momentKnown).key("selected");
@@ -96,7 +98,10 @@ void writeTimeline(JsonWriter &json, const SessionOutcome &session, const StepOu
     json.key("taken");
     step.takenUnknown.empty() ? list(step.taken) : void(json.null());
     json.key("zsdMs");
-    step.zsdTs &&momentKnown ? json.number(ms(*step.zsdTs)) : json.null();
+    if (step.zsdTs && momentKnown)
+        json.number(ms(*step.zsdTs));
+    else
+        json.null();
     json.endObject();
 }
 
