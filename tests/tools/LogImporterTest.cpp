@@ -19,6 +19,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -195,6 +196,44 @@ TEST(LogImporterRules, ASelectionThatFinishedEarlyAtTheLogsEndEnded)
         << read.steps.back().completenessWhy;
     for (const std::string &warning : importer.warnings())
         EXPECT_EQ(warning.find("ends inside a selection"), std::string::npos) << warning;
+}
+
+// The sample log's info-level lines, without the `drop`th selection's first line (0: none).
+SessionOutcome sampleAtInfoLevel(size_t drop)
+{
+    std::istringstream sample(fileText(kExamples + "device.log"));
+    std::string log, line;
+    size_t starts = 0;
+    while (std::getline(sample, line))
+        if (line.find(" I KoAlgoEngine: ") != std::string::npos &&
+            (line.find("Current Consumer list") == std::string::npos || ++starts != drop))
+            log += line + "\n";
+    zsl::log::LogImporter importer("test.log");
+    std::FILE *stream = fmemopen(log.data(), log.size(), "r");
+    zsl::log::readDeviceLog(
+        stream, [&](kohost::LogLine read, uint64_t number) { importer.add(std::move(read), number); },
+        [](const std::string &) {});
+    std::fclose(stream);
+    return importer.finish();
+}
+
+TEST(LogImporterRules, ASelectionLineThatGoesBackInTheOrderIsTheNextCalls)
+{
+    // At info level a thread's selections may follow one another with no
+    // line between; when the second's first line is lost, its lines are not
+    // more of the first (which ended), but a call whose first lines are lost.
+    const SessionOutcome whole = sampleAtInfoLevel(0), read = sampleAtInfoLevel(2);
+    ASSERT_EQ(read.steps.size(), whole.steps.size());
+    const StepOutcome &first = read.steps[0], &second = read.steps[1];
+    ASSERT_EQ(whole.steps[0].fwkFrame, 100u);
+    ASSERT_EQ(whole.steps[1].fwkFrame, 300u);
+    ASSERT_TRUE(whole.steps[0].anchorFrame);
+    EXPECT_EQ(first.anchorFrame, whole.steps[0].anchorFrame);
+    EXPECT_EQ(first.completenessWhy, whole.steps[0].completenessWhy);
+    EXPECT_EQ(second.fwkFrame, 300u);
+    EXPECT_NE(second.completenessWhy.find("first lines are not in the log"), std::string::npos)
+        << second.completenessWhy;
+    EXPECT_FALSE(second.anchorFrame);
 }
 
 TEST(LogImporterRules, AMotionCapturesAnchorIsInTheRequest)

@@ -88,6 +88,7 @@ private:
     struct Thread {
         int pid = 0, tid = 0;            // as the log shows them (outcome::kUnknownId: not shown)
         std::optional<size_t> selecting; // the step whose selection lines are open
+        int selectionStage = -1;         // ... where in a call's order its last line stands
         std::optional<size_t> capture;   // the step the next checks belong to
         size_t nextSelected = 0;
         std::map<size_t, int> cameraAt; // camera ids learnt by position in a record

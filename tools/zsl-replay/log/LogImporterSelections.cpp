@@ -79,7 +79,11 @@ bool neededAnswer(const kohost::LogLine &line)
 void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLine &&line, uint64_t lineNumber,
                                 bool starts)
 {
-    if (starts || !thread.selecting) {
+    // On one thread, a line that goes back in a call's order is the next
+    // call's, whose first lines are lost: not more of this one.
+    const int stage = selectionStage(line);
+    const bool nextCall = thread.selecting && thread.tid != kUnknownId && goesBack(thread.selectionStage, stage);
+    if (starts || !thread.selecting || nextCall) {
         // Without thread ids, a selection that starts while one of the same
         // fwkFrame is unfinished is another thread's: both may be mixed.
         if (starts && thread.selecting && thread.tid == kUnknownId && !selectionEnded(openStep(*thread.selecting)))
@@ -99,6 +103,7 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
             selection.log.push_back(std::move(yes->first));
         }
         thread.selecting = mFirstOpen + mOpen.size() - 1;
+        thread.selectionStage = -1;
         if (!starts && thread.tid == kUnknownId)
             mNeededWaiting.erase(thread.pid); // an answer waiting may be this selection's, whose first line is lost
         if (!starts) {
@@ -113,6 +118,8 @@ void LogImporter::selectionLine(Thread &thread, uint32_t fwkFrame, kohost::LogLi
         thread.nextSelected = 0;
         thread.cameraAt.clear();
     }
+    if (stage >= 0)
+        thread.selectionStage = stage;
     StepOutcome &selection = openStep(*thread.selecting);
     if (selection.fwkFrame == 0) // its first lines lost: a later line names it
         selection.fwkFrame = fwkFrame;
@@ -129,6 +136,7 @@ void LogImporter::closeSelection(Thread &thread)
     Open &open = mOpen[index - mFirstOpen];
     StepOutcome &step = open.step;
     thread.selecting.reset();
+    thread.selectionStage = -1;
     readSelectionLines(step.log, step);
     const SelectionMarks marks = selectionMarks(step.log);
     const bool pending = mPending.count(thread.pid) ? mPending[thread.pid] : false;

@@ -3,6 +3,7 @@
 #include "log/SelectionGrammar.h"
 
 #include "messages/PluginEvent.h"
+#include "messages/PluginMessages.h"
 
 #include <algorithm>
 
@@ -52,6 +53,19 @@ bool repeats(Stage stage)
 }
 
 } // namespace
+
+int selectionStage(const kohost::LogLine &line)
+{
+    if (line.message < 0)
+        return -1;
+    const Stage stage = stageOf(messages::pluginMessages()[static_cast<size_t>(line.message)].id);
+    return stage == kNone ? -1 : stage;
+}
+
+bool goesBack(int last, int next)
+{
+    return last >= 0 && next >= 0 && (next < last || (next == last && !repeats(static_cast<Stage>(next))));
+}
 
 // Long: the selection's grammar, one stage after another, in the order the
 // selector writes them.

@@ -28,4 +28,11 @@ namespace zsl::log {
 std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outcome::StepOutcome &step,
                            std::optional<bool> pending, bool threadsKnown = true);
 
+// A selection line's place in the order one call prints (-1: none, as for a
+// line that is not a selection's), from the message it was matched to.
+int selectionStage(const kohost::LogLine &line);
+// Whether a line at `next` cannot follow one at `last` in one call: on one
+// thread, the next call's line, whose own first lines are lost.
+bool goesBack(int last, int next);
+
 } // namespace zsl::log
