@@ -198,15 +198,13 @@ TEST(LogImporterRules, ASelectionThatFinishedEarlyAtTheLogsEndEnded)
         EXPECT_EQ(warning.find("ends inside a selection"), std::string::npos) << warning;
 }
 
-// The sample log's info-level lines, without the `drop`th selection's first line (0: none).
-SessionOutcome sampleAtInfoLevel(size_t drop)
+// The sample log's info-level lines but those `drop` tells.
+SessionOutcome sampleAtInfoLevel(const std::function<bool(const std::string &)> &drop)
 {
     std::istringstream sample(fileText(kExamples + "device.log"));
     std::string log, line;
-    size_t starts = 0;
     while (std::getline(sample, line))
-        if (line.find(" I KoAlgoEngine: ") != std::string::npos &&
-            (line.find("Current Consumer list") == std::string::npos || ++starts != drop))
+        if (line.find(" I KoAlgoEngine: ") != std::string::npos && !drop(line))
             log += line + "\n";
     zsl::log::LogImporter importer("test.log");
     std::FILE *stream = fmemopen(log.data(), log.size(), "r");
@@ -222,18 +220,37 @@ TEST(LogImporterRules, ASelectionLineThatGoesBackInTheOrderIsTheNextCalls)
     // At info level a thread's selections may follow one another with no
     // line between; when the second's first line is lost, its lines are not
     // more of the first (which ended), but a call whose first lines are lost.
-    const SessionOutcome whole = sampleAtInfoLevel(0), read = sampleAtInfoLevel(2);
-    ASSERT_EQ(read.steps.size(), whole.steps.size());
-    const StepOutcome &first = read.steps[0], &second = read.steps[1];
+    // The second call (fwkFrame 300) loses its first line, or every line
+    // before its last (its anchor offset line: the stage the first ended at).
+    const auto secondCalls = [](const std::string &line) { return line.find("fwkFrame:300 ") != std::string::npos; };
+    const struct {
+        const char *what;
+        std::function<bool(const std::string &)> drop;
+    } cases[] = {
+        {"its first line", [&](const std::string &line) {
+             return secondCalls(line) && line.find("Current Consumer list") != std::string::npos;
+         }},
+        {"all but its anchor offset line", [&, picks = 0](const std::string &line) mutable {
+             const bool pick = line.find("<mc anchor pick>") != std::string::npos && ++picks == 2;
+             return pick || (secondCalls(line) && line.find("ZSLAnchor") == std::string::npos);
+         }},
+    };
+    const SessionOutcome whole = sampleAtInfoLevel([](const std::string &) { return false; });
     ASSERT_EQ(whole.steps[0].fwkFrame, 100u);
     ASSERT_EQ(whole.steps[1].fwkFrame, 300u);
     ASSERT_TRUE(whole.steps[0].anchorFrame);
-    EXPECT_EQ(first.anchorFrame, whole.steps[0].anchorFrame);
-    EXPECT_EQ(first.completenessWhy, whole.steps[0].completenessWhy);
-    EXPECT_EQ(second.fwkFrame, 300u);
-    EXPECT_NE(second.completenessWhy.find("first lines are not in the log"), std::string::npos)
-        << second.completenessWhy;
-    EXPECT_FALSE(second.anchorFrame);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        const SessionOutcome read = sampleAtInfoLevel(c.drop);
+        ASSERT_EQ(read.steps.size(), whole.steps.size());
+        const StepOutcome &first = read.steps[0], &second = read.steps[1];
+        EXPECT_EQ(first.anchorFrame, whole.steps[0].anchorFrame);
+        EXPECT_EQ(first.completenessWhy, whole.steps[0].completenessWhy);
+        EXPECT_EQ(second.fwkFrame, 300u);
+        EXPECT_NE(second.completenessWhy.find("first lines are not in the log"), std::string::npos)
+            << second.completenessWhy;
+        EXPECT_FALSE(second.anchorFrame);
+    }
 }
 
 TEST(LogImporterRules, AMotionCapturesAnchorIsInTheRequest)
