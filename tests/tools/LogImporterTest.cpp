@@ -50,18 +50,29 @@ std::vector<kohost::LogLine> replayed(const std::string &traceText,
     return lines;
 }
 
-SessionOutcome imported(const std::vector<kohost::LogLine> &lines)
+// A log's text read into `importer`, as a device log is read.
+void readInto(zsl::log::LogImporter &importer, std::string log)
 {
-    std::string log;
-    for (const kohost::LogLine &line : lines)
-        log += zsl::output::logcatLine(line) + "\n";
-    zsl::log::LogImporter importer("test.log");
     std::FILE *stream = fmemopen(log.data(), log.size(), "r");
     zsl::log::readDeviceLog(
         stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
         [](const std::string &) {});
     std::fclose(stream);
+}
+
+SessionOutcome importedText(const std::string &log)
+{
+    zsl::log::LogImporter importer("test.log");
+    readInto(importer, log);
     return importer.finish();
+}
+
+SessionOutcome imported(const std::vector<kohost::LogLine> &lines)
+{
+    std::string log;
+    for (const kohost::LogLine &line : lines)
+        log += zsl::output::logcatLine(line) + "\n";
+    return importedText(log);
 }
 
 const std::string kExamples = ZSL_SOURCE_DIR "/examples/";
@@ -184,11 +195,7 @@ TEST(LogImporterRules, ASelectionThatFinishedEarlyAtTheLogsEndEnded)
         log += zsl::output::logcatLine(line) + "\n";
     ASSERT_TRUE(finished);
     zsl::log::LogImporter importer("test.log");
-    std::FILE *stream = fmemopen(log.data(), log.size(), "r");
-    zsl::log::readDeviceLog(
-        stream, [&](kohost::LogLine line, uint64_t number) { importer.add(std::move(line), number); },
-        [](const std::string &) {});
-    std::fclose(stream);
+    readInto(importer, log);
     const SessionOutcome read = importer.finish();
     ASSERT_FALSE(read.steps.empty());
     EXPECT_TRUE(read.steps.back().selectRan);
@@ -206,13 +213,7 @@ SessionOutcome sampleAtInfoLevel(const std::function<bool(const std::string &)> 
     while (std::getline(sample, line))
         if (line.find(" I KoAlgoEngine: ") != std::string::npos && !drop(line))
             log += line + "\n";
-    zsl::log::LogImporter importer("test.log");
-    std::FILE *stream = fmemopen(log.data(), log.size(), "r");
-    zsl::log::readDeviceLog(
-        stream, [&](kohost::LogLine read, uint64_t number) { importer.add(std::move(read), number); },
-        [](const std::string &) {});
-    std::fclose(stream);
-    return importer.finish();
+    return importedText(log);
 }
 
 TEST(LogImporterRules, ASelectionLineThatGoesBackInTheOrderIsTheNextCalls)
