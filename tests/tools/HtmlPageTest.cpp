@@ -8,6 +8,7 @@
 #include "output/CaptureTable.h"
 #include "output/FleetSummary.h"
 #include "output/HtmlPage.h"
+#include "output/PageBlock.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -8,16 +8,12 @@
 #include "output/JsonWriter.h"
 #include "output/Outputs.h"
 #include "output/PageAssets.h"
+#include "output/PageBlock.h"
 #include "output/Report.h"
-
-#include <libdeflate.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <random>
 #include <set>
 #include <sstream>
@@ -154,61 +150,13 @@ void writeView(std::string &out, const SessionOutcome &session, const StepOutcom
     json.endObject();
 }
 
-std::string gunzip(const std::string &bytes)
-{
-    z_stream stream{};
-    inflateInit2(&stream, 15 + 16);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
-    stream.avail_in = static_cast<uInt>(bytes.size());
-    std::string out;
-    char buffer[1 << 16];
-    int status = Z_OK;
-    while (status == Z_OK) {
-        stream.next_out = reinterpret_cast<Bytef *>(buffer);
-        stream.avail_out = sizeof(buffer);
-        status = inflate(&stream, Z_NO_FLUSH);
-        out.append(buffer, sizeof(buffer) - stream.avail_out);
-    }
-    inflateEnd(&stream);
-    return out;
-}
-
-// A gzip member, which the browser's DecompressionStream reads, made whole
-// by libdeflate at level 5: in two thirds of zlib's time at its default
-// level (6), for blocks some 5% larger; compressing is a third of the page's
-// work.
-std::string gzip(std::string_view bytes)
-{
-    const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> compressor(
-        libdeflate_alloc_compressor(5), libdeflate_free_compressor);
-    if (!compressor)
-        throw std::bad_alloc();
-    std::string out(libdeflate_gzip_compress_bound(compressor.get(), bytes.size()), '\0');
-    out.resize(libdeflate_gzip_compress(compressor.get(), bytes.data(), bytes.size(), out.data(), out.size()));
-    out.shrink_to_fit(); // kept until the page is written: not at the input's size
-    return out;
-}
-
-// One data block of the page, written straight into it: JSON as it is, or
-// compressed (already) when large.
-void writeBlock(std::ostream &out, const std::string &id, std::string_view data, bool compressed)
-{
-    if (compressed) {
-        out << "<script type=\"text/plain\" id=\"" << id << "\" data-encoding=\"gzip-base64\">";
-        writeBase64(out, data);
-    } else {
-        out << "<script type=\"application/json\" id=\"" << id << "\">";
-        writeScriptSafeJson(out, data);
-    }
-    out << "</script>\n";
-}
-
+// A block of JSON, compressed when large.
 void writeBlock(std::ostream &out, const std::string &id, std::string_view json)
 {
     if (json.size() > HtmlPage::kCompressAbove)
-        writeBlock(out, id, gzip(json), true);
+        writePageBlock(out, id, gzip(json), true);
     else
-        writeBlock(out, id, json, false);
+        writePageBlock(out, id, json, false);
 }
 
 std::string joined(const std::vector<std::string> &items)
@@ -220,47 +168,6 @@ std::string joined(const std::vector<std::string> &items)
 }
 
 } // namespace
-
-void writeScriptSafeJson(std::ostream &out, std::string_view json)
-{
-    for (size_t at = 0; at < json.size();) {
-        const size_t less = std::min(json.find('<', at), json.size());
-        out.write(json.data() + at, static_cast<std::streamsize>(less - at));
-        if (less < json.size())
-            out << "\\u003c";
-        at = less + 1;
-    }
-}
-
-void writeBase64(std::ostream &out, std::string_view bytes)
-{
-    static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    // Made a piece at a time: a page holds megabytes of it, written at its end.
-    char piece[4096];
-    size_t used = 0;
-    const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
-    size_t at = 0;
-    for (; at + 3 <= bytes.size(); at += 3) {
-        const uint32_t group = uint32_t{in[at]} << 16 | uint32_t{in[at + 1]} << 8 | in[at + 2];
-        piece[used] = digits[group >> 18];
-        piece[used + 1] = digits[group >> 12 & 63];
-        piece[used + 2] = digits[group >> 6 & 63];
-        piece[used + 3] = digits[group & 63];
-        if ((used += 4) == sizeof(piece)) {
-            out.write(piece, static_cast<std::streamsize>(used));
-            used = 0;
-        }
-    }
-    if (at < bytes.size()) { // one or two bytes left: padded to four digits
-        const bool two = at + 1 < bytes.size();
-        const uint32_t group = uint32_t{in[at]} << 16 | (two ? uint32_t{in[at + 1]} << 8 : 0);
-        piece[used++] = digits[group >> 18];
-        piece[used++] = digits[group >> 12 & 63];
-        piece[used++] = two ? digits[group >> 6 & 63] : '=';
-        piece[used++] = '=';
-    }
-    out.write(piece, static_cast<std::streamsize>(used));
-}
 
 void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow &row)
 {
@@ -414,10 +321,10 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary)
     }
     mRows.resize(mRows.size() - (mRowStarts.empty() ? 2 : 1));
     for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
-        writeBlock(out, "zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
+        writePageBlock(out, "zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
     if (!mViewStarts.empty()) {
         const Chunk last = chunkOf(mViews);
-        writeBlock(out, "zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
+        writePageBlock(out, "zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
     }
     out << layout.substr(views + viewsMark.size());
 }

@@ -84,10 +84,4 @@ private:
     std::vector<size_t> mViewStarts;
 };
 
-// JSON text as it may stand inside a <script> element: "<" written as
-// "\u003c", so that no "</script>" or "<!--" in a log's text ends it.
-void writeScriptSafeJson(std::ostream &out, std::string_view json);
-// Bytes in base64 (RFC 4648, padded), as the page's script reads a block.
-void writeBase64(std::ostream &out, std::string_view bytes);
-
 } // namespace zsl::output
