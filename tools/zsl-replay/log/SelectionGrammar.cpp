@@ -87,7 +87,7 @@ std::string selectionBreak(const std::vector<kohost::LogLine> &lines, const outc
             continue; // the answer of isSelectorNeeded before it; a pick of any call
         if (last == -1 && stage != kStart)
             return "its first lines are not in the log";
-        if (stage < last || (stage == last && !repeats(stage)) || noQueue)
+        if (goesBack(last, stage) || noQueue)
             return "its lines are out of the order one call prints them in";
         for (int skipped = last + 1; skipped < stage; ++skipped)
             if ((skipped == kPick && threadsKnown) || skipped == kWindow ||
