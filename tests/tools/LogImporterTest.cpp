@@ -254,6 +254,22 @@ TEST(LogImporterRules, ASelectionLineThatGoesBackInTheOrderIsTheNextCalls)
     }
 }
 
+TEST(LogImporterRules, ASelectionMissingALineItAlwaysPrintsIsNotWhole)
+{
+    // The anchor pick and the window line follow the consumer list in every
+    // call: without one of them, the selection's facts are not stated.
+    for (const char *lost : {"<mc anchor pick>", "fwkFrame:100 zsdTs:"}) {
+        SCOPED_TRACE(lost);
+        const SessionOutcome read =
+            sampleAtInfoLevel([&](const std::string &line) { return line.find(lost) != std::string::npos; });
+        ASSERT_FALSE(read.steps.empty());
+        EXPECT_EQ(read.steps[0].fwkFrame, 100u);
+        EXPECT_NE(read.steps[0].completenessWhy.find("a line it prints is not in the log"), std::string::npos)
+            << read.steps[0].completenessWhy;
+        EXPECT_FALSE(read.steps[0].anchorFrame);
+    }
+}
+
 TEST(LogImporterRules, AMotionCapturesAnchorIsInTheRequest)
 {
     const SessionOutcome read = imported(replayed(fileText(kExamples + "motion-capture.json")));
