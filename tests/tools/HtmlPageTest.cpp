@@ -13,8 +13,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <zlib.h>
-
 #include <fstream>
 #include <functional>
 #include <regex>
@@ -102,21 +100,7 @@ nlohmann::json dataBlock(const std::string &html, const std::string &id)
         if ((held += 6) >= 8)
             bytes += static_cast<char>(bits >> (held -= 8) & 0xff);
     }
-    z_stream stream{};
-    inflateInit2(&stream, 15 + 16);
-    stream.next_in = reinterpret_cast<Bytef *>(bytes.data());
-    stream.avail_in = static_cast<uInt>(bytes.size());
-    std::string json;
-    char out[4096];
-    int status = Z_OK;
-    while (status == Z_OK) {
-        stream.next_out = reinterpret_cast<Bytef *>(out);
-        stream.avail_out = sizeof(out);
-        status = inflate(&stream, Z_NO_FLUSH);
-        json.append(out, sizeof(out) - stream.avail_out);
-    }
-    inflateEnd(&stream);
-    return nlohmann::json::parse(json);
+    return nlohmann::json::parse(zsl::output::gunzip(bytes));
 }
 
 TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
