@@ -9,11 +9,6 @@ namespace zsl::messages {
 
 namespace {
 
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 bool isHexDigit(char c)
 {
     return std::isxdigit(static_cast<unsigned char>(c)) != 0;

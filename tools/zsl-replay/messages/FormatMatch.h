@@ -10,6 +10,12 @@
 
 namespace zsl::messages {
 
+// A decimal digit, whatever the locale says.
+inline bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
 // Whether text is what format prints for some arguments: %s takes any text,
 // numbers their digits (a sign for %d, 0x for %#x), %p a word. With `args`,
 // each conversion's text, in order.

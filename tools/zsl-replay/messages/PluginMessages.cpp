@@ -253,11 +253,6 @@ struct Start {
     bool endKnown = false; // false where the number's digits could not be told from `last`'s
 };
 
-bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 void readEnd(std::string_view format, Start &start)
 {
     size_t end = format.size();

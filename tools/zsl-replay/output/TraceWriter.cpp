@@ -21,12 +21,12 @@ using namespace zsl::outcome;
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 constexpr int64_t kFrameIntervalNs = 33000000; // when the log shows no two neighbours
 
-Json metadataOf(const FrameStates &states)
+OrderedJson metadataOf(const FrameStates &states)
 {
-    Json meta = Json::object();
+    OrderedJson meta = OrderedJson::object();
     auto put = [&](const char *tag, const std::optional<int> &value) {
         if (value)
             meta[tag] = *value;
@@ -45,9 +45,9 @@ Json metadataOf(const FrameStates &states)
 }
 
 // The request as far as the lines show it.
-Json requestOf(const StepOutcome &step)
+OrderedJson requestOf(const StepOutcome &step)
 {
-    Json request = Json::object();
+    OrderedJson request = OrderedJson::object();
     request["android.control.enableZsl"] = step.needed.value_or(true) ? 1 : 0;
     const RequestSeen &seen = step.request;
     if (seen.ev)
@@ -74,9 +74,9 @@ Json requestOf(const StepOutcome &step)
 
 // The selector's properties: from its configuration line, else the window
 // curTime - zsdTs shows.
-Json propertiesOf(const SessionOutcome &session, const StepOutcome &step, std::vector<std::string> &filled)
+OrderedJson propertiesOf(const SessionOutcome &session, const StepOutcome &step, std::vector<std::string> &filled)
 {
-    Json properties = Json::object();
+    OrderedJson properties = OrderedJson::object();
     if (const std::optional<SelectorConfig> &config = session.config) {
         properties["persist.vendor.kohal.selector.pending.mask"] = config->pending;
         properties["ro.vendor.camera3.zsl.default"] = config->defaultMs;
@@ -132,7 +132,7 @@ std::map<StatesSource, int> cameraIds(const StepOutcome &step, std::vector<std::
 // The metadata queue's records: each listed frame still in the queue, with
 // its shutter time (as logged, else the last one before in list order plus
 // the logged frame interval) and the states its checks printed.
-Json recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
+OrderedJson recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
 {
     std::vector<uint32_t> frames = step.consumer;
     frames.insert(frames.end(), step.producer.begin(), step.producer.end());
@@ -145,7 +145,7 @@ Json recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
     // The anchor scan passes a producer frame without a record silently.
     for (uint32_t frame : producerWithoutRecord(step))
         gone.push_back(frame);
-    Json records = Json::object();
+    OrderedJson records = OrderedJson::object();
     std::optional<int64_t> last;
     for (uint32_t frame : frames) {
         if (std::count(gone.begin(), gone.end(), frame) || records.contains(std::to_string(frame)))
@@ -159,12 +159,12 @@ Json recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
             estimated.push_back(frame);
         }
         last = ns;
-        Json record;
+        OrderedJson record;
         record["shutter"] = ns;
         auto own = step.states.find(StatesSource{});
         if (own != step.states.end() && own->second.count(frame))
             record["metadata"] = metadataOf(own->second.at(frame));
-        Json physical = Json::object();
+        OrderedJson physical = OrderedJson::object();
         for (const auto &[source, states] : step.states)
             if (source.isCamera() && states.count(frame))
                 physical[std::to_string(ids.at(source))] = metadataOf(states.at(frame));
@@ -182,9 +182,9 @@ Json recordsOf(const StepOutcome &step, std::vector<std::string> &filled)
 
 // The metadata queue with its lists and records, and the sensor-mode queue
 // where the log showed frames' modes.
-Json queuesOf(const StepOutcome &step, std::vector<std::string> &filled)
+OrderedJson queuesOf(const StepOutcome &step, std::vector<std::string> &filled)
 {
-    const Json records = recordsOf(step, filled); // its notes come before the lists'
+    const OrderedJson records = recordsOf(step, filled); // its notes come before the lists'
     // A trace lists a frame once; a log may show a host that listed one twice.
     auto once = [&filled](const std::vector<uint32_t> &list, const char *which) {
         std::vector<uint32_t> kept;
@@ -195,7 +195,7 @@ Json queuesOf(const StepOutcome &step, std::vector<std::string> &filled)
             filled.push_back(std::string("the logged ") + which + " list names a frame twice: kept once");
         return kept;
     };
-    Json meta;
+    OrderedJson meta;
     meta["id"] = 0;
     meta["type"] = "meta";
     meta["name"] = step.queues.empty() ? "ZSLMetaQ" : step.queues.front().name;
@@ -203,9 +203,9 @@ Json queuesOf(const StepOutcome &step, std::vector<std::string> &filled)
     if (!step.producer.empty())
         meta["producer"] = once(step.producer, "producer");
     meta["frames"] = records;
-    Json queues = Json::array({meta});
+    OrderedJson queues = OrderedJson::array({meta});
     if (!step.sensorModes.empty()) {
-        Json modes = Json::object();
+        OrderedJson modes = OrderedJson::object();
         for (const auto &[frame, mode] : step.sensorModes)
             if (mode >= 0)
                 modes[std::to_string(frame)] = {{"sensorMode", mode}};
@@ -229,16 +229,16 @@ size_t requestsToRebuild(const StepOutcome &step)
 nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOutcome &step)
 {
     std::vector<std::string> filled; // what the trace assumes where the log is silent, in order
-    Json trace;
+    OrderedJson trace;
     trace["name"] = "fwkFrame " + std::to_string(step.fwkFrame) + " from " + session.file;
     trace["properties"] = propertiesOf(session, step, filled);
-    const Json queues = queuesOf(step, filled);
+    const OrderedJson queues = queuesOf(step, filled);
 
-    Json capture;
+    OrderedJson capture;
     capture["label"] = step.label;
     capture["fwkFrame"] = step.fwkFrame;
     capture["at"] = step.captureNs;
-    capture["requests"] = Json::array();
+    capture["requests"] = OrderedJson::array();
     const size_t requests = requestsToRebuild(step);
     for (size_t i = 0; i < requests; ++i)
         capture["requests"].push_back(requestOf(step));
@@ -252,7 +252,7 @@ nlohmann::ordered_json traceFromLog(const SessionOutcome &session, const StepOut
         description += " " + std::string(1, static_cast<char>(std::toupper(note[0]))) + note.substr(1) + ".";
     trace["description"] = description;
     trace["queues"] = queues;
-    trace["steps"] = Json::array({{{step.kind == StepKind::Capture ? "capture" : "select", capture}}});
+    trace["steps"] = OrderedJson::array({{{step.kind == StepKind::Capture ? "capture" : "select", capture}}});
     return trace;
 }
 
