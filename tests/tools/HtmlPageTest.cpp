@@ -9,6 +9,7 @@
 #include "output/FleetSummary.h"
 #include "output/HtmlPage.h"
 #include "output/PageBlock.h"
+#include "output/Report.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -132,7 +133,7 @@ TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
             for (size_t i = 0; i < plans[plan][s].captures; ++i) {
                 zsl::outcome::StepOutcome step;
                 step.fwkFrame = static_cast<uint32_t>(1000 * (s + 1) + i);
-                page.add(read, step, zsl::output::captureRow(read, step));
+                page.add(read, step, zsl::output::captureRow(read, step), zsl::output::stepText(read, step));
                 if (plans[plan][s].keep) {
                     expected.push_back(step.fwkFrame);
                     sessionOf.push_back(static_cast<uint32_t>(kept));
@@ -187,7 +188,7 @@ TEST(HtmlPage, APageOfManyCapturesHoldsItsFirstRowsBeforeTheScriptAndTheOthersAf
         for (size_t i = 0; i < captures; ++i) {
             zsl::outcome::StepOutcome step;
             step.fwkFrame = static_cast<uint32_t>(i + 1);
-            page.add(read, step, zsl::output::captureRow(read, step));
+            page.add(read, step, zsl::output::captureRow(read, step), zsl::output::stepText(read, step));
         }
         page.endSession(read);
         std::ostringstream out;
@@ -281,7 +282,7 @@ TEST(Timeline, AViewDrawsWhatTheCaptureKnowsAndNothingItDoesNot)
         step.shutterNs = {{42, 850'000'000}, {44, 950'000'000}, {45, 983'250'000}};
         make(step);
         zsl::output::HtmlPage page;
-        page.add(read, step, zsl::output::captureRow(read, step));
+        page.add(read, step, zsl::output::captureRow(read, step), zsl::output::stepText(read, step));
         page.endSession(read);
         std::ostringstream out;
         page.write(out, zsl::output::FleetSummary());

@@ -48,9 +48,9 @@ bool isCaptureTable(const std::string &path)
 class RowSink : public output::Sink {
 public:
     explicit RowSink(const RowTaker &take) : mTake(take) {}
-    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const output::CaptureRow *row) override
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const output::CaptureForms &forms) override
     {
-        mRows.push_back(*row);
+        mRows.push_back(*forms.row);
     }
     void end(const outcome::SessionOutcome &) override
     {

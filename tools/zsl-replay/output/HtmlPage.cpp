@@ -101,9 +101,11 @@ void writeTimeline(JsonWriter &json, const SessionOutcome &session, const StepOu
     json.endObject();
 }
 
-// A capture's view, appended to `out`; its session's header is kept apart,
-// once (`sessionNumber`). Written in place: a view is made for every capture.
-void writeView(std::string &out, const SessionOutcome &session, const StepOutcome &step, size_t sessionNumber)
+// A capture's view, appended to `out`, with its lines of the text report
+// (`words`); its session's header is kept apart, once (`sessionNumber`).
+// Written in place: a view is made for every capture.
+void writeView(std::string &out, const SessionOutcome &session, const StepOutcome &step, std::string_view words,
+               size_t sessionNumber)
 {
     JsonWriter json(out);
     json.beginObject().key("checks").beginArray();
@@ -137,12 +139,9 @@ void writeView(std::string &out, const SessionOutcome &session, const StepOutcom
             .endArray();
     }
     json.endArray().key("session").number(uint64_t{sessionNumber}).key("text").beginArray();
-    std::ostringstream text;
-    writeStepText(text, session, step, false);
-    const std::string words = text.str();
     for (size_t at = 0; at < words.size();) {
         const size_t end = std::min(words.find('\n', at), words.size());
-        json.string(std::string_view(words).substr(at, end - at));
+        json.string(words.substr(at, end - at));
         at = end + 1;
     }
     json.endArray().key("timeline");
@@ -169,9 +168,9 @@ std::string joined(const std::vector<std::string> &items)
 
 } // namespace
 
-void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow &row)
+void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow &row, std::string_view text)
 {
-    auto text = [&](const std::string &value) { return uint64_t{intern(mTexts, mTextNumbers, value)}; };
+    auto textNumber = [&](const std::string &value) { return uint64_t{intern(mTexts, mTextNumbers, value)}; };
     std::string unknown;
     for (const std::string &note : row.unknown)
         unknown += (unknown.empty() ? "" : " | ") + note;
@@ -182,7 +181,7 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     JsonWriter out(mRows);
     auto count = [&](const std::optional<size_t> &value) { value ? out.number(uint64_t{*value}) : out.null(); };
     auto lag = [&](auto at) { at == row.takenLagsMs.end() ? out.null() : out.number(*at); };
-    out.beginArray().number(text(row.input)).number(text(row.device)).number(text(row.build));
+    out.beginArray().number(textNumber(row.input)).number(textNumber(row.device)).number(textNumber(row.build));
     out.string(row.logTime.empty() ? row.reportTime : row.logTime).number(uint64_t{row.fwkFrame}).string(row.kind);
     row.zslNeeded ? out.boolean(*row.zslNeeded) : out.null();
     row.anchorFrame ? out.number(uint64_t{*row.anchorFrame}) : out.null();
@@ -192,19 +191,21 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     out.string(frameText(row.takenFrames, "")).number(uint64_t{row.refusedFrames}).beginArray();
     for (const char *kind : kRefusalClasses)
         out.number(uint64_t{row.refused.count(kind) ? row.refused.at(kind) : 0});
-    out.endArray().number(text(unknown));
+    out.endArray().number(textNumber(unknown));
     lag(least);
     lag(most);
     out.number(uint64_t{row.takenLagUnknown}).string(row.answer).endArray();
     mViews += mViewStarts.empty() ? '[' : ',';
     mViewStarts.push_back(mViews.size());
-    writeView(mViews, session, step, mSessions.size());
+    writeView(mViews, session, step, text, mSessions.size());
     if (mViewStarts.size() == kChunk) {
         // Compressed on a thread of its own while the next chunk is filled;
         // one at a time, so that memory holds at most two chunks' views.
+        // The two chunks' buffers take turns, so that each is allocated and
+        // grown once, not once per chunk.
         settle();
-        mCompressing =
-            std::async(std::launch::async, [views = std::move(mViews)]() mutable { return chunkOf(std::move(views)); });
+        mCompressed.swap(mViews);
+        mCompressing = std::async(std::launch::async, [this] { return chunkOf(mCompressed); });
         mViews.clear();
         mViewStarts.clear();
     }
@@ -256,12 +257,12 @@ void HtmlPage::dropSession()
     }
 }
 
-HtmlPage::Chunk HtmlPage::chunkOf(std::string views)
+HtmlPage::Chunk HtmlPage::chunkOf(std::string &views)
 {
     views += ']';
     if (views.size() > kCompressAbove)
         return {gzip(views), true};
-    return {std::move(views), false};
+    return {views, false};
 }
 
 size_t HtmlPage::intern(std::vector<std::string> &texts, std::map<std::string, size_t> &numbers,
@@ -323,7 +324,8 @@ void HtmlPage::write(std::ostream &out, const FleetSummary &summary)
     for (size_t chunk = 0; chunk < mChunks.size(); ++chunk)
         writePageBlock(out, "zsl-views-" + std::to_string(chunk), mChunks[chunk].data, mChunks[chunk].compressed);
     if (!mViewStarts.empty()) {
-        const Chunk last = chunkOf(mViews);
+        std::string views = mViews;
+        const Chunk last = chunkOf(views);
         writePageBlock(out, "zsl-views-" + std::to_string(mChunks.size()), last.data, last.compressed);
     }
     out << layout.substr(views + viewsMark.size());

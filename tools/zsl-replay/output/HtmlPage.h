@@ -37,9 +37,11 @@ public:
     // kFirstRows at a time (as its script does).
     static constexpr size_t kAllRowsAtOnce = 1000, kFirstRows = 100;
 
-    // A capture of the session being read, with its row: kept as the page
-    // shows it (its row, its view compressed with its chunk's), not as a step.
-    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow &row);
+    // A capture of the session being read, with its row and its lines of the
+    // text report: kept as the page shows it (its row, its view compressed
+    // with its chunk's), not as a step.
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow &row,
+             std::string_view text);
     // The session is read whole: its header (what only the whole input
     // tells), kept once for all its captures.
     void endSession(const outcome::SessionOutcome &session);
@@ -58,8 +60,8 @@ private:
         bool compressed = false;
     };
     // `views`: "[" and the chunk's views, each written as JSON, joined by
-    // commas; closed, and compressed when large.
-    static Chunk chunkOf(std::string views);
+    // commas; closed (in place), and compressed when large.
+    static Chunk chunkOf(std::string &views);
     // The chunk being compressed, if any, taken into mChunks.
     void settle();
 
@@ -79,6 +81,9 @@ private:
     // commas, each view's offset kept so that a dropped session can be cut
     // off).
     std::vector<Chunk> mChunks;
+    // The views of the chunk being compressed, read by mCompressing's task:
+    // declared first, so that the task is waited for before it goes.
+    std::string mCompressed;
     std::future<Chunk> mCompressing;
     std::string mViews;
     std::vector<size_t> mViewStarts;

@@ -45,9 +45,9 @@ void JsonWriter::separate()
         return;
     }
     if (!mHasValue.empty()) {
-        if (mHasValue.back())
+        if (mHasValue.back() == '1')
             mOut += ',';
-        mHasValue.back() = true;
+        mHasValue.back() = '1';
     }
 }
 
@@ -55,7 +55,7 @@ JsonWriter &JsonWriter::open(char bracket)
 {
     separate();
     mOut += bracket;
-    mHasValue.push_back(false);
+    mHasValue.push_back('0');
     return *this;
 }
 

@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace zsl::output {
 
@@ -47,8 +46,10 @@ private:
     void separate();
 
     std::string &mOut;
-    // Per open array or object: whether it has a value yet.
-    std::vector<bool> mHasValue;
+    // Per open array or object: '1' once it has a value. Characters, not a
+    // vector of bools: a writer is made per view and nests a few levels,
+    // which the string holds without allocating.
+    std::string mHasValue;
     bool mAfterKey = false;
 };
 

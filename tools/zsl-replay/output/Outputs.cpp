@@ -3,6 +3,7 @@
 #include "output/Outputs.h"
 
 #include "outcome/Error.h"
+#include "output/Report.h"
 
 #include <optional>
 #include <iostream>
@@ -25,8 +26,10 @@ template <typename Step> void Outputs::guarded(Step step)
 void Outputs::add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step)
 {
     const std::optional<CaptureRow> row = mRows ? std::optional(captureRow(session, step)) : std::nullopt;
+    const std::string text = mText ? stepText(session, step) : std::string();
+    const CaptureForms forms{row ? &*row : nullptr, mText ? &text : nullptr};
     for (const auto &sink : mSinks)
-        guarded([&] { sink->add(session, step, row ? &*row : nullptr); });
+        guarded([&] { sink->add(session, step, forms); });
 }
 
 void Outputs::end(const outcome::SessionOutcome &session)

@@ -2,8 +2,8 @@
 /*
  * Outputs: the one way out. A subcommand attaches the sinks it was asked
  * for, then feeds every capture to all of them as soon as it is complete,
- * ends (or drops) each session, and finishes them once. A capture's row is
- * made once, and only when a sink reads it. An output's error is reported
+ * ends (or drops) each session, and finishes them once. A capture's row and
+ * text are made once, and only when a sink reads them. An output's error is reported
  * here, a line for each line of its message, and the others are still
  * written.
  */
@@ -23,6 +23,7 @@ public:
     void attach(std::unique_ptr<Sink> sink)
     {
         mRows = mRows || sink->readsRows();
+        mText = mText || sink->readsText();
         mSinks.push_back(std::move(sink));
     }
     // A capture of the session being read, then the session's end, or its drop.
@@ -41,6 +42,7 @@ private:
 
     std::vector<std::unique_ptr<Sink>> mSinks;
     bool mRows = false; // a sink reads rows
+    bool mText = false; // ... the text report's words
     bool mFailed = false;
 };
 

@@ -41,10 +41,12 @@ std::string gzip(std::string_view bytes)
         libdeflate_alloc_compressor(5), libdeflate_free_compressor);
     if (!compressor)
         throw std::bad_alloc();
-    std::string out(libdeflate_gzip_compress_bound(compressor.get(), bytes.size()), '\0');
-    out.resize(libdeflate_gzip_compress(compressor.get(), bytes.data(), bytes.size(), out.data(), out.size()));
-    out.shrink_to_fit(); // kept until the page is written: not at the input's size
-    return out;
+    // Room for the worst case, not filled first: the output takes a
+    // fifteenth of it, and only the pages written are touched.
+    const size_t room = libdeflate_gzip_compress_bound(compressor.get(), bytes.size());
+    const std::unique_ptr<char[]> out(new char[room]);
+    return std::string(out.get(),
+                       libdeflate_gzip_compress(compressor.get(), bytes.data(), bytes.size(), out.get(), room));
 }
 
 void writeScriptSafeJson(std::ostream &out, std::string_view json)

@@ -76,12 +76,6 @@ std::string takenText(const StepOutcome &step)
            (step.selectedFrames.size() == 1 ? "" : "s");
 }
 
-void writeLog(std::ostream &out, const std::vector<kohost::LogLine> &log)
-{
-    for (const kohost::LogLine &line : log)
-        out << "      | " << line.level << " " << line.function << "() " << line.text << "\n";
-}
-
 nlohmann::json logJson(const std::vector<kohost::LogLine> &log)
 {
     nlohmann::json lines = nlohmann::json::array();
@@ -115,7 +109,20 @@ void writeSessionHeader(std::ostream &out, const SessionOutcome &trace)
         out << "   selector: " << line.text << "\n";
 }
 
-void writeStepText(std::ostream &stream, const SessionOutcome &trace, const StepOutcome &step, bool withLog)
+void writeStepText(std::ostream &out, const SessionOutcome &trace, const StepOutcome &step, bool withLog)
+{
+    out << stepText(trace, step);
+    if (withLog)
+        writeStepLog(out, step);
+}
+
+void writeStepLog(std::ostream &out, const StepOutcome &step)
+{
+    for (const kohost::LogLine &line : step.log)
+        out << "      | " << line.level << " " << line.function << "() " << line.text << "\n";
+}
+
+std::string stepText(const SessionOutcome &trace, const StepOutcome &step)
 {
     TextOut out;
     out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
@@ -182,9 +189,7 @@ void writeStepText(std::ostream &stream, const SessionOutcome &trace, const Step
         out << "   " << takenText(step) << "\n";
     for (const std::string &note : step.notes)
         out << "   note: " << note << "\n";
-    out.writeTo(stream);
-    if (withLog)
-        writeLog(stream, step.log);
+    return out.take();
 }
 
 nlohmann::json toJson(const SessionOutcome &trace)

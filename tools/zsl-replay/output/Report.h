@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 namespace zsl::output {
@@ -18,9 +19,12 @@ namespace zsl::output {
 void writeText(std::ostream &out, const outcome::SessionOutcome &trace, bool withLog);
 // The session's lines of the text report, above its steps.
 void writeSessionHeader(std::ostream &out, const outcome::SessionOutcome &trace);
-// One step of the text report, as writeText writes it under its session.
+// One step of the text report, as writeText writes it under its session:
+// its stepText(), then, `withLog`, its plug-in's lines (writeStepLog).
 void writeStepText(std::ostream &out, const outcome::SessionOutcome &trace, const outcome::StepOutcome &step,
                    bool withLog);
+std::string stepText(const outcome::SessionOutcome &trace, const outcome::StepOutcome &step);
+void writeStepLog(std::ostream &out, const outcome::StepOutcome &step);
 // The JSON of a session with its steps; of one step; of the session's own facts.
 nlohmann::json toJson(const outcome::SessionOutcome &trace);
 nlohmann::json stepJson(const outcome::SessionOutcome &trace, const outcome::StepOutcome &step);

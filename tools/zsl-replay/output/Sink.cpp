@@ -4,7 +4,7 @@
 
 namespace zsl::output {
 
-void WholeSessionSink::add(const outcome::SessionOutcome &, const outcome::StepOutcome &step, const CaptureRow *row)
+void WholeSessionSink::add(const outcome::SessionOutcome &, const outcome::StepOutcome &step, const CaptureForms &forms)
 {
     mSteps.push_back(step);
     if (!showsLines()) {
@@ -12,8 +12,8 @@ void WholeSessionSink::add(const outcome::SessionOutcome &, const outcome::StepO
         for (outcome::CheckOutcome &check : mSteps.back().checks)
             check.log = {};
     }
-    if (row)
-        mRows.push_back(*row);
+    if (forms.row)
+        mRows.push_back(*forms.row);
 }
 
 void WholeSessionSink::end(const outcome::SessionOutcome &session)

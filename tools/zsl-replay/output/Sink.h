@@ -12,18 +12,26 @@
 #include "outcome/Outcome.h"
 #include "output/CaptureTable.h"
 
+#include <string>
 #include <vector>
 
 namespace zsl::output {
+
+// A capture in the forms more than one sink writes, each made once by
+// Outputs and only when a sink reads it: its row, and its lines of the text
+// report (without the plug-in's log lines, which only the report shows).
+struct CaptureForms {
+    const CaptureRow *row = nullptr;   // when a sink readsRows()
+    const std::string *text = nullptr; // when a sink readsText()
+};
 
 class Sink {
 public:
     virtual ~Sink() = default;
     // A capture of the session being read. `session` holds what is known
-    // of the session so far; `row` is the capture's row when a sink
-    // readsRows(), else null.
+    // of the session so far; `forms` holds what the sink reads of the capture.
     virtual void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step,
-                     const CaptureRow *row) = 0;
+                     const CaptureForms &forms) = 0;
     // The session is read to its end: `session` now holds what only the
     // whole input tells (its lines counted, the selector's configuration).
     // Its steps, where it holds them, came through add().
@@ -33,13 +41,14 @@ public:
     // Every session has come. Throws outcome::Error when what was written is lost.
     virtual void finish() {}
     virtual bool readsRows() const { return false; }
+    virtual bool readsText() const { return false; }
 };
 
 // A sink that draws from whole sessions: each session's captures and rows
 // are kept until its end.
 class WholeSessionSink : public Sink {
 public:
-    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow *row) final;
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureForms &forms) final;
     void end(const outcome::SessionOutcome &session) final;
     void drop() final;
 

@@ -50,11 +50,13 @@ std::string nested(const std::string &json, size_t spaces)
 
 } // namespace
 
-void ReportSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow *)
+void ReportSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureForms &forms)
 {
     switch (mForm) {
     case Form::Text:
-        writeStepText(mSpill.stream(), session, step, mWithLog);
+        mSpill.stream() << *forms.text;
+        if (mWithLog)
+            writeStepLog(mSpill.stream(), step);
         break;
     case Form::Json:
         // The document as one dump with an indent of 2 would write it, the
@@ -128,9 +130,9 @@ TableSink::TableSink(std::unique_ptr<OutputFile> file, CaptureTableWriter::Forma
     CaptureTableWriter(mFile->stream(), format).writeHeader();
 }
 
-void TableSink::add(const SessionOutcome &, const StepOutcome &, const CaptureRow *row)
+void TableSink::add(const SessionOutcome &, const StepOutcome &, const CaptureForms &forms)
 {
-    mWriter.write(*row);
+    mWriter.write(*forms.row);
     mSpill.held();
 }
 
@@ -140,12 +142,12 @@ void TableSink::end(const SessionOutcome &)
     mFile->stream().flush();
 }
 
-void SummarySink::add(const SessionOutcome &, const StepOutcome &, const CaptureRow *row)
+void SummarySink::add(const SessionOutcome &, const StepOutcome &, const CaptureForms &forms)
 {
-    if (mSeen.seenBefore(*row))
+    if (mSeen.seenBefore(*forms.row))
         mSession.addRepeat();
     else
-        mSession.add(*row);
+        mSession.add(*forms.row);
 }
 
 void SummarySink::end(const SessionOutcome &)
@@ -206,10 +208,10 @@ void PicturesSink::finish()
     mPerfetto->close();
 }
 
-void HtmlSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureRow *row)
+void HtmlSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureForms &forms)
 {
-    mCounted.add(session, step, row);
-    mPage.add(session, step, *row);
+    mCounted.add(session, step, forms);
+    mPage.add(session, step, *forms.row, *forms.text);
 }
 
 void HtmlSink::end(const SessionOutcome &session)

@@ -35,10 +35,11 @@ public:
     // `summary`, when given, is printed under the report with more than one capture;
     // `plugin`, when given, is named in the JSON document.
     ReportSink(std::ostream &out, Form form, bool withLog, const FleetSummary *summary, std::string plugin = "");
-    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow *) override;
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureForms &) override;
     void end(const outcome::SessionOutcome &session) override;
     void drop() override;
     void finish() override;
+    bool readsText() const override { return mForm == Form::Text; }
 
 private:
     std::ostream &mOut;
@@ -55,7 +56,7 @@ private:
 class TableSink : public Sink {
 public:
     TableSink(std::unique_ptr<OutputFile> file, CaptureTableWriter::Format format);
-    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *row) override;
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureForms &forms) override;
     void end(const outcome::SessionOutcome &) override;
     void drop() override { mSpill.clear(); }
     void finish() override { mFile->close(); }
@@ -72,7 +73,7 @@ private:
 class SummarySink : public Sink {
 public:
     explicit SummarySink(FleetSummary &summary) : mSummary(summary) {}
-    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *row) override;
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureForms &forms) override;
     void end(const outcome::SessionOutcome &) override;
     void drop() override;
     bool readsRows() const override { return true; }
@@ -89,7 +90,7 @@ public:
         : mFile(std::move(file)), mSummary(summary)
     {
     }
-    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *) override {}
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureForms &) override {}
     void finish() override;
 
 private:
@@ -129,11 +130,13 @@ class HtmlSink : public Sink {
 public:
     explicit HtmlSink(std::unique_ptr<OutputFile> file) : mFile(std::move(file)) {}
     // Each capture goes into the page as it comes, kept as the page shows it.
-    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step, const CaptureRow *row) override;
+    void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step,
+             const CaptureForms &forms) override;
     void end(const outcome::SessionOutcome &session) override;
     void drop() override;
     void finish() override;
     bool readsRows() const override { return true; }
+    bool readsText() const override { return true; }
 
 private:
     std::unique_ptr<OutputFile> mFile;
@@ -172,7 +175,7 @@ public:
     {
         mFile = std::move(file);
     }
-    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureRow *) override {}
+    void add(const outcome::SessionOutcome &, const outcome::StepOutcome &, const CaptureForms &) override {}
     void end(const outcome::SessionOutcome &session) override;
     void finish() override;
 

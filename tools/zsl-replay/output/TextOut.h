@@ -1,17 +1,17 @@
 #pragma once
 /*
  * TextOut: a report's text built with `<<` as on a stream, into one string
- * that is written to its stream whole. A capture's few dozen pieces cost a
+ * taken whole. A capture's few dozen pieces cost a
  * stream's sentry and buffer checks each; here each is an append. Numbers
  * are written as a stream writes them by default (integers only: a
  * fraction has a format of its own at its caller).
  */
 
 #include <charconv>
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace zsl::output {
 
@@ -44,12 +44,8 @@ public:
     // signed or unsigned char as a character: none of them is written at all.
     template <typename T, typename = std::enable_if_t<std::is_floating_point_v<T> || std::is_enum_v<T> || isByte<T>>>
     TextOut &operator<<(const T &) = delete;
-    // Writes what was built, and starts again empty.
-    void writeTo(std::ostream &out)
-    {
-        out.write(mText.data(), static_cast<std::streamsize>(mText.size()));
-        mText.clear();
-    }
+    // What was built; the TextOut is done with.
+    std::string take() { return std::move(mText); }
 
 private:
     std::string mText;
