@@ -51,7 +51,7 @@ void attachOutputs(const ExplainOptions &options, const std::optional<TableTarge
     if (!options.summarySvgPath.empty())
         outputs.attach(std::make_unique<output::SummarySvgSink>(
             std::make_unique<OutputFile>(options.summarySvgPath, inputs), summary));
-    attachPictures(options.output, inputs, outputs);
+    attachPictures(options.output, inputs, outputs, &summary);
     if (!options.tracesDir.empty()) {
         output::refuseInputs(options.tracesDir, inputs); // new files there would mix with the inputs
         outputs.attach(std::make_unique<output::TraceFolderSink>(options.tracesDir));

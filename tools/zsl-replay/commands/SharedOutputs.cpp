@@ -40,7 +40,8 @@ void checkOutputOptions(const OutputOptions &options)
         throw UsageError("--device-trace goes into an archive with our trace: give --perfetto FILE.zip");
 }
 
-void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs)
+void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs,
+                    const output::FleetSummary *summary)
 {
     // The device's traces are inputs too: the archive never overwrites one.
     std::vector<std::string> read = inputs;
@@ -49,7 +50,7 @@ void attachPictures(const OutputOptions &options, const std::vector<std::string>
         return path.empty() ? nullptr : std::make_unique<output::OutputFile>(path, read);
     };
     if (!options.htmlPath.empty())
-        outputs.attach(std::make_unique<output::HtmlSink>(file(options.htmlPath)));
+        outputs.attach(std::make_unique<output::HtmlSink>(file(options.htmlPath), summary));
     if (options.svgPath.empty() && options.perfettoPath.empty())
         return;
     auto archive =

@@ -7,6 +7,7 @@
 
 #include "commands/Options.h"
 #include "output/CaptureTable.h"
+#include "output/FleetSummary.h"
 #include "output/Outputs.h"
 
 #include <optional>
@@ -28,6 +29,9 @@ std::optional<TableTarget> tableTarget(const std::string &value);
 void checkOutputOptions(const OutputOptions &options);
 
 // Throws outcome::Error when a file cannot be opened or is one of `inputs`.
-void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs);
+// `summary`, when given, is the run's own, fed by a sink attached before: the
+// page shows it instead of counting the captures again.
+void attachPictures(const OutputOptions &options, const std::vector<std::string> &inputs, output::Outputs &outputs,
+                    const output::FleetSummary *summary = nullptr);
 
 } // namespace zsl::commands

@@ -210,19 +210,22 @@ void PicturesSink::finish()
 
 void HtmlSink::add(const SessionOutcome &session, const StepOutcome &step, const CaptureForms &forms)
 {
-    mCounted.add(session, step, forms);
+    if (mCounted)
+        mCounted->add(session, step, forms);
     mPage.add(session, step, *forms.row, *forms.text);
 }
 
 void HtmlSink::end(const SessionOutcome &session)
 {
-    mCounted.end(session);
+    if (mCounted)
+        mCounted->end(session);
     mPage.endSession(session);
 }
 
 void HtmlSink::drop()
 {
-    mCounted.drop();
+    if (mCounted)
+        mCounted->drop();
     mPage.dropSession();
 }
 

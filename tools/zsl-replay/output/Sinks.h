@@ -125,10 +125,16 @@ private:
     std::vector<outcome::SessionOutcome> mSessions;
 };
 
-// The self-contained HTML page of every capture, with its own summary.
+// The self-contained HTML page of every capture, with the summary of them.
 class HtmlSink : public Sink {
 public:
-    explicit HtmlSink(std::unique_ptr<OutputFile> file) : mFile(std::move(file)) {}
+    // `summary`: the run's own, fed by a SummarySink attached before this
+    // one; without it the page counts the captures itself.
+    explicit HtmlSink(std::unique_ptr<OutputFile> file, const FleetSummary *summary = nullptr)
+        : mFile(std::move(file)), mCounted(summary ? nullptr : std::make_unique<SummarySink>(mOwnSummary)),
+          mSummary(summary ? *summary : mOwnSummary)
+    {
+    }
     // Each capture goes into the page as it comes, kept as the page shows it.
     void add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step,
              const CaptureForms &forms) override;
@@ -141,8 +147,9 @@ public:
 private:
     std::unique_ptr<OutputFile> mFile;
     HtmlPage mPage;
-    FleetSummary mSummary;          // the page's summary: of the sessions ended
-    SummarySink mCounted{mSummary}; // feeds it as explain's own summary is fed
+    FleetSummary mOwnSummary;              // of the sessions ended, when no summary was given...
+    std::unique_ptr<SummarySink> mCounted; // ... fed as explain's own summary is fed
+    const FleetSummary &mSummary;          // the page's summary
 };
 
 // Each capture read from a log as a trace, DIR/fwkFrame-N.json (-2, -3...
