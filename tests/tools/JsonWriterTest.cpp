@@ -130,3 +130,22 @@ TEST(JsonWriter, TakesTextMadeElsewhereAsOneValue)
     out.beginArray().raw("{\"a\":1}").number(uint64_t{2}).beginObject().key("b").raw("[3]").endObject().endArray();
     EXPECT_EQ(text, "[{\"a\":1},2,{\"b\":[3]}]");
 }
+
+TEST(JsonWriter, OneByteToEscapeIsFoundAtAnyPlaceInAnyLength)
+{
+    // A text of plain letters with one byte put at each place in turn, for
+    // every length up to three of the widest blocks plain() reads: a byte the
+    // library escapes or replaces is escaped wherever it stands, and the
+    // plain bytes at the edges of the range (a blank, a tilde) are copied.
+    const std::string bytes = std::string("\"\\\x00\x01\n\x1f\x7f\x80\xc3\xff ~", 12);
+    for (size_t length = 1; length <= 48; ++length)
+        for (size_t place = 0; place < length; ++place)
+            for (const char byte : bytes) {
+                std::string text(length, 'a');
+                text[place] = byte;
+                std::string written;
+                JsonWriter(written).string(text);
+                ASSERT_EQ(written, zsl::output::jsonText(nlohmann::json(text)))
+                    << "length " << length << ", byte " << int(static_cast<unsigned char>(byte)) << " at " << place;
+            }
+}
