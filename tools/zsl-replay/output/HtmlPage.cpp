@@ -199,22 +199,30 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     mViewStarts.push_back(mViews.size());
     writeView(mViews, session, step, text, mSessions.size());
     if (mViewStarts.size() == kChunk) {
-        // Compressed on a thread of its own while the next chunk is filled;
-        // one at a time, so that memory holds at most two chunks' views.
-        // The two chunks' buffers take turns, so that each is allocated and
-        // grown once, not once per chunk.
-        settle();
-        mCompressed.swap(mViews);
-        mCompressing = std::async(std::launch::async, [this] { return chunkOf(mCompressed); });
+        // Compressed on a thread of its own while the next chunk is filled.
+        if (mCompressing.size() == kInFlight)
+            takeOldest();
+        Compressing &next = mCompressing.emplace_back();
+        next.views.swap(mViews);
+        mViews.swap(mSpareViews);
         mViews.clear();
         mViewStarts.clear();
+        next.chunk = std::async(std::launch::async, [&views = next.views] { return chunkOf(views); });
     }
+}
+
+void HtmlPage::takeOldest()
+{
+    Compressing &oldest = mCompressing.front();
+    mChunks.push_back(oldest.chunk.get());
+    mSpareViews = std::move(oldest.views);
+    mCompressing.pop_front();
 }
 
 void HtmlPage::settle()
 {
-    if (mCompressing.valid())
-        mChunks.push_back(mCompressing.get());
+    while (!mCompressing.empty())
+        takeOldest();
 }
 
 void HtmlPage::endSession(const SessionOutcome &session)

@@ -19,6 +19,7 @@
 #include "output/FleetSummary.h"
 
 #include <cstddef>
+#include <deque>
 #include <future>
 #include <map>
 #include <ostream>
@@ -62,7 +63,9 @@ private:
     // `views`: "[" and the chunk's views, each written as JSON, joined by
     // commas; closed (in place), and compressed when large.
     static Chunk chunkOf(std::string &views);
-    // The chunk being compressed, if any, taken into mChunks.
+    // The oldest chunk being compressed, taken into mChunks; settle() takes
+    // them all.
+    void takeOldest();
     void settle();
 
     // Each capture's row as a JSON array, its texts that repeat from capture
@@ -81,10 +84,18 @@ private:
     // commas, each view's offset kept so that a dropped session can be cut
     // off).
     std::vector<Chunk> mChunks;
-    // The views of the chunk being compressed, read by mCompressing's task:
-    // declared first, so that the task is waited for before it goes.
-    std::string mCompressed;
-    std::future<Chunk> mCompressing;
+    // Chunks being compressed, oldest first: each one's views, read by its
+    // task (declared first, so that the task is waited for before they go).
+    // Up to kInFlight at once, so that filling the next chunk never waits
+    // for one slower to compress; their buffers are used again
+    // (mSpareViews), each allocated and grown once.
+    struct Compressing {
+        std::string views;
+        std::future<Chunk> chunk;
+    };
+    static constexpr size_t kInFlight = 2;
+    std::deque<Compressing> mCompressing;
+    std::string mSpareViews;
     std::string mViews;
     std::vector<size_t> mViewStarts;
 };
