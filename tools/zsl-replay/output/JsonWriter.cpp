@@ -64,6 +64,32 @@ bool plain(std::string_view text)
 
 } // namespace
 
+void JsonWriter::put(std::string_view text)
+{
+    if (text.size() > sizeof(mStage) - mUsed) {
+        flush();
+        if (text.size() > sizeof(mStage)) {
+            mOut += text;
+            return;
+        }
+    }
+    std::memcpy(mStage + mUsed, text.data(), text.size());
+    mUsed += text.size();
+}
+
+void JsonWriter::flush()
+{
+    mOut.append(mStage, mUsed);
+    mUsed = 0;
+}
+
+JsonWriter &JsonWriter::written()
+{
+    if (mHasValue.empty())
+        flush();
+    return *this;
+}
+
 void JsonWriter::separate()
 {
     if (mAfterKey) {
@@ -72,7 +98,7 @@ void JsonWriter::separate()
     }
     if (!mHasValue.empty()) {
         if (mHasValue.back() == '1')
-            mOut += ',';
+            put(',');
         mHasValue.back() = '1';
     }
 }
@@ -80,22 +106,22 @@ void JsonWriter::separate()
 JsonWriter &JsonWriter::open(char bracket)
 {
     separate();
-    mOut += bracket;
+    put(bracket);
     mHasValue.push_back('0');
     return *this;
 }
 
 JsonWriter &JsonWriter::close(char bracket)
 {
-    mOut += bracket;
+    put(bracket);
     mHasValue.pop_back();
-    return *this;
+    return written();
 }
 
 JsonWriter &JsonWriter::key(std::string_view name)
 {
     string(name);
-    mOut += ':';
+    put(':');
     mAfterKey = true;
     return *this;
 }
@@ -104,13 +130,13 @@ JsonWriter &JsonWriter::string(std::string_view text)
 {
     separate();
     if (plain(text)) {
-        mOut += '"';
-        mOut += text;
-        mOut += '"';
+        put('"');
+        put(text);
+        put('"');
     } else {
-        mOut += jsonText(nlohmann::json(std::string(text)));
+        put(jsonText(nlohmann::json(std::string(text))));
     }
-    return *this;
+    return written();
 }
 
 JsonWriter &JsonWriter::number(uint64_t value)
@@ -128,43 +154,45 @@ template <typename T> JsonWriter &JsonWriter::decimal(T value)
     // Written in place: a number is written for every line of every view.
     separate();
     char digits[24];
-    mOut.append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
-    return *this;
+    put(std::string_view(digits,
+                         static_cast<size_t>(std::to_chars(digits, digits + sizeof(digits), value).ptr - digits)));
+    return written();
 }
 
 JsonWriter &JsonWriter::boolean(bool value)
 {
     separate();
-    mOut += value ? "true" : "false";
-    return *this;
+    put(value ? "true" : "false");
+    return written();
 }
 
 JsonWriter &JsonWriter::null()
 {
     separate();
-    mOut += "null";
-    return *this;
+    put("null");
+    return written();
 }
 
 JsonWriter &JsonWriter::number(double value)
 {
     separate();
     if (!std::isfinite(value)) {
-        mOut += "null";
-        return *this;
+        put("null");
+        return written();
     }
     // The library's own shortest-digits printer, which its dump calls: the
     // same bytes without building a document per number.
     char digits[64];
-    mOut.append(digits, nlohmann::detail::to_chars(digits, digits + sizeof(digits), value));
-    return *this;
+    put(std::string_view(
+        digits, static_cast<size_t>(nlohmann::detail::to_chars(digits, digits + sizeof(digits), value) - digits)));
+    return written();
 }
 
 JsonWriter &JsonWriter::raw(std::string_view json)
 {
     separate();
-    mOut += json;
-    return *this;
+    put(json);
+    return written();
 }
 
 } // namespace zsl::output

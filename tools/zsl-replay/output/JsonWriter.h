@@ -6,7 +6,9 @@
  * the same values: strings of plain printable ASCII are copied as they
  * are, any other is escaped by the JSON library (a byte that is not UTF-8
  * becomes U+FFFD). Commas are placed by the writer; the caller opens and
- * closes arrays and objects in order.
+ * closes arrays and objects in order. The text is gathered in a small
+ * buffer of the writer's own and is in the string once the outermost value
+ * is written (and when the writer goes).
  */
 
 #include <nlohmann/json.hpp>
@@ -20,6 +22,9 @@ namespace zsl::output {
 class JsonWriter {
 public:
     explicit JsonWriter(std::string &out) : mOut(out) {}
+    ~JsonWriter() { flush(); }
+    JsonWriter(const JsonWriter &) = delete;
+    JsonWriter &operator=(const JsonWriter &) = delete;
 
     JsonWriter &beginArray() { return open('['); }
     JsonWriter &endArray() { return close(']'); }
@@ -44,8 +49,22 @@ private:
     JsonWriter &open(char bracket);
     JsonWriter &close(char bracket);
     void separate();
+    // The value just written; the outermost one is handed to the string.
+    JsonWriter &written();
+    void put(char c)
+    {
+        if (mUsed == sizeof(mStage))
+            flush();
+        mStage[mUsed++] = c;
+    }
+    void put(std::string_view text);
+    void flush();
 
     std::string &mOut;
+    // Small pieces are gathered here and appended to the string together:
+    // a view is some sixty strings and numbers of a few bytes each.
+    char mStage[2048];
+    size_t mUsed = 0;
     // Per open array or object: '1' once it has a value. Characters, not a
     // vector of bools: a writer is made per view and nests a few levels,
     // which the string holds without allocating.
