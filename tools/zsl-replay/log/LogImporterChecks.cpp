@@ -39,6 +39,8 @@ void LogImporter::checkLine(Thread &thread, MessageKind kind, const PluginEvent 
         closeCall(thread);
         thread.call.emplace();
         thread.call->lines = std::move(carried);
+        // A check's call is some eight lines: room made once, not grown.
+        thread.call->lines.reserve(8);
         thread.call->firstLine = lineNumber;
         thread.call->mayStartInside = thread.priorLine == 0 || thread.afterGap;
     };

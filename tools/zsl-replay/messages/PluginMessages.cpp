@@ -318,43 +318,78 @@ Start startOf(std::string_view format)
 const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::string_view> &args)
 {
     // The messages a text may fill, by its first byte, in the table's order:
-    // a text is matched against a few formats, not all.
+    // a text is matched against a few formats, not all. Most of a byte's
+    // formats share their fixed start with others ("[ZSLSelector] fwkFrame:"
+    // begins a score of them): each distinct start is compared, and the
+    // number after it passed over, once per text (`shared`: the start's
+    // slot among its byte's).
+    struct Candidate {
+        uint8_t message;
+        uint8_t shared;
+    };
+    struct Bucket {
+        std::vector<Candidate> candidates;
+        size_t shared = 0; // distinct starts
+    };
     struct Index {
         std::vector<Start> starts;
-        std::array<std::vector<uint8_t>, 256> byFirst;
+        std::array<Bucket, 256> byFirst;
     };
     static const Index index = [] {
         Index built;
         const std::vector<PluginMessage> &messages = pluginMessages();
-        for (size_t i = 0; i < messages.size(); ++i) {
+        for (size_t i = 0; i < messages.size(); ++i)
             built.starts.push_back(startOf(messages[i].format));
-            const std::string_view fixed = built.starts.back().fixed;
-            for (size_t c = 0; c < 256; ++c)
-                if (fixed.empty() || static_cast<unsigned char>(fixed.front()) == c)
-                    built.byFirst[c].push_back(static_cast<uint8_t>(i));
+        for (size_t c = 0; c < 256; ++c) {
+            std::vector<std::string_view> fixed; // the byte's distinct starts
+            for (size_t i = 0; i < messages.size(); ++i) {
+                const std::string_view start = built.starts[i].fixed;
+                if (!start.empty() && static_cast<unsigned char>(start.front()) != c)
+                    continue;
+                const size_t slot = std::find(fixed.begin(), fixed.end(), start) - fixed.begin();
+                if (slot == fixed.size())
+                    fixed.push_back(start);
+                built.byFirst[c].candidates.push_back({static_cast<uint8_t>(i), static_cast<uint8_t>(slot)});
+            }
+            built.byFirst[c].shared = fixed.size();
         }
         return built;
     }();
     if (text.empty())
         return nullptr;
+    const Bucket &bucket = index.byFirst[static_cast<unsigned char>(text.front())];
+    // Per shared start: 0 not compared yet, 1 the text begins otherwise,
+    // else where the number after it ends, plus 2.
+    std::array<size_t, 256> numberEnd;
+    std::fill_n(numberEnd.begin(), bucket.shared, 0);
     const std::vector<PluginMessage> &messages = pluginMessages();
-    for (uint8_t i : index.byFirst[static_cast<unsigned char>(text.front())]) {
-        const Start &start = index.starts[i];
-        if (text.compare(0, start.fixed.size(), start.fixed) != 0)
+    for (const Candidate candidate : bucket.candidates) {
+        const Start &start = index.starts[candidate.message];
+        size_t &end = numberEnd[candidate.shared];
+        if (end == 0) {
+            if (text.compare(0, start.fixed.size(), start.fixed) != 0) {
+                end = 1;
+            } else {
+                size_t at = start.fixed.size();
+                at += at < text.size() && text[at] == '-';
+                while (at < text.size() && text[at] >= '0' && text[at] <= '9')
+                    ++at;
+                end = at + 2;
+            }
+        }
+        if (end == 1)
             continue;
         if (!start.afterNumber.empty()) {
-            size_t at = start.fixed.size();
-            at += at < text.size() && text[at] == '-';
-            while (at < text.size() && text[at] >= '0' && text[at] <= '9')
-                ++at;
-            if (text.compare(at, start.afterNumber.size(), start.afterNumber) != 0)
+            const size_t at = end - 2;
+            if (at >= text.size() || text[at] != start.afterNumber.front() ||
+                text.compare(at, start.afterNumber.size(), start.afterNumber) != 0)
                 continue;
         }
         if (!mayEnd(text, start))
             continue;
         args.clear();
-        if (fillsFormat(text, messages[i].format, &args))
-            return &messages[i];
+        if (fillsFormat(text, messages[candidate.message].format, &args))
+            return &messages[candidate.message];
     }
     return nullptr;
 }
