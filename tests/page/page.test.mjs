@@ -233,13 +233,14 @@ describe('the page of a folder of bug reports', () => {
     // Checks with a word and a mark, never colour alone.
     const checks = await page.$$eval('#capture-body table:not(.lines) tbody tr', (rows) => rows.map((tr) => tr.cells[1].textContent));
     assert.deepEqual(checks, ['✗ refused', '✓ accepted', '✓ accepted']);
-    // The plug-in's lines, with their file and line number in it.
+    // The plug-in's lines, with their file and line number in it, and their
+    // place in the plug-in's source.
     const lines = await page.$$eval('#capture-body table.lines tbody tr', (rows) => rows.map((tr) => [...tr.cells].map((td) => td.textContent)));
     const file = fs.readFileSync(path.join(folder, truth[n - 1].input.split('/').pop()), 'utf8').split('\n');
     assert.ok(lines.length > 5);
-    for (const [input, number, , , , text] of lines) {
+    for (const [input, number, , , where, text] of lines) {
       assert.equal(input, truth[n - 1].input);
-      assert.ok(file[Number(number) - 1].endsWith(text), 'line ' + number + ' is ' + file[Number(number) - 1]);
+      assert.ok(file[Number(number) - 1].endsWith(where + text), 'line ' + number + ' is ' + file[Number(number) - 1]);
     }
     assert.deepEqual(problems, []);
     await page.close();

@@ -69,8 +69,9 @@ private:
     void settle();
 
     // Each capture's row as a JSON array, its texts that repeat from capture
-    // to capture (input, device and build, what the log could not tell)
-    // given by number: the page reads 16,000 rows at once.
+    // to capture (input, device and build, what the log could not tell; and
+    // in the views, each line's place in the plug-in's source) given by
+    // number: the page reads 16,000 rows at once.
     // "[" and the rows joined by commas, each row's offset kept.
     std::string mRows;
     std::vector<size_t> mRowStarts;
