@@ -41,9 +41,17 @@ double randomFraction(std::mt19937 &random)
         return std::ldexp(static_cast<double>(random()) + 0.5, static_cast<int>(random() % 200) - 100) *
                (random() % 2 == 0 ? 1 : -1);
     default: {
-        const double special[] = {0.0, -0.0, 1.0, -100.0, 1e16, 1e-5, 123456789012345680.0,
-                                  std::numeric_limits<double>::infinity(), std::nan(""),
-                                  std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::max()};
+        const double special[] = {0.0,
+                                  -0.0,
+                                  1.0,
+                                  -100.0,
+                                  1e16,
+                                  1e-5,
+                                  123456789012345680.0,
+                                  std::numeric_limits<double>::infinity(),
+                                  std::nan(""),
+                                  std::numeric_limits<double>::denorm_min(),
+                                  std::numeric_limits<double>::max()};
         return special[random() % std::size(special)];
     }
     }
@@ -121,6 +129,30 @@ TEST(JsonWriter, WritesTheLibrarysTextOfAnyDocument)
         write(out, document);
         ASSERT_EQ(text, "prefix:" + zsl::output::jsonText(document)) << "document " << i;
     }
+}
+
+TEST(JsonWriter, PiecesAcrossItsOwnBufferArriveWholeAndInOrder)
+{
+    // Texts of every length about the writer's buffer (and twice it) after
+    // some bytes already held, and a long run of small pieces: the string
+    // holds the library's text as soon as the outermost value is closed,
+    // before the writer goes.
+    for (const size_t held : {0u, 1u, 700u, 2047u})
+        for (const size_t length : {1u, 1000u, 2046u, 2047u, 2048u, 2049u, 4095u, 4096u, 4097u, 9000u}) {
+            SCOPED_TRACE(std::to_string(held) + " then " + std::to_string(length));
+            const nlohmann::json document = {std::string(held, 'h'), std::string(length, 'x'), length, nullptr};
+            std::string text = "prefix:";
+            JsonWriter out(text);
+            write(out, document);
+            EXPECT_EQ(text, "prefix:" + zsl::output::jsonText(document));
+        }
+    nlohmann::json many = nlohmann::json::array();
+    for (uint64_t i = 0; i < 3000; ++i)
+        many.push_back(i % 3 == 0 ? nlohmann::json(i) : nlohmann::json(std::string(i % 7, 'a')));
+    std::string text;
+    JsonWriter out(text);
+    write(out, many);
+    EXPECT_EQ(text, zsl::output::jsonText(many));
 }
 
 TEST(JsonWriter, TakesTextMadeElsewhereAsOneValue)
