@@ -32,10 +32,11 @@ std::string gunzip(const std::string &bytes)
     return out;
 }
 
-// Made whole by libdeflate at level 4: less than two thirds of zlib's time
-// at its default level (6); compressing is a third of the page's work. Level
-// 5 takes a tenth longer for blocks a tenth smaller: at 4, a page of 16,000
-// captures is 8.9 MB, within what tickets take.
+// Made whole by libdeflate at level 4: in about a third of zlib's time at
+// its default level (6), for blocks some 10% larger; compressing is a
+// third of the page's work. Level 5 takes a tenth longer for blocks a tenth
+// smaller: at 4, a page of 16,000 captures is 8.9 MB, within what tickets
+// take.
 std::string gzip(std::string_view bytes)
 {
     const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> compressor(
