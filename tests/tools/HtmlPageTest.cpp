@@ -178,6 +178,55 @@ TEST(HtmlPage, ASessionDroppedHalfWayLeavesNoCaptureOfItsOwn)
     }
 }
 
+TEST(HtmlPage, PlacesInThePluginsSourceAreNumberedUpToABoundThenWrittenOut)
+{
+    // Two captures: the first's lines name more distinct places than the
+    // page numbers, the second's the first place again and a new one. Each
+    // place reads back whole, by its number among the texts or as itself;
+    // the texts hold at most the bound's number of places.
+    const size_t bound = zsl::output::HtmlPage::kMaxPlaces;
+    zsl::output::HtmlPage page;
+    zsl::outcome::SessionOutcome read;
+    read.name = "places";
+    read.fromLog = true;
+    std::vector<std::vector<std::string>> expected(2);
+    for (size_t capture = 0; capture < 2; ++capture) {
+        zsl::outcome::StepOutcome step;
+        step.fwkFrame = static_cast<uint32_t>(capture + 1);
+        const std::vector<size_t> places = capture == 0 ? std::vector<size_t>{} : std::vector<size_t>{0, bound + 5};
+        for (size_t i = 0; i < (capture == 0 ? bound + 3 : places.size()); ++i) {
+            kohost::LogLine line;
+            line.fileName = "Selector.cpp";
+            line.line = static_cast<int>(capture == 0 ? i : places[i]);
+            line.function = "select";
+            line.text = "text";
+            step.log.push_back(line);
+            expected[capture].push_back("Selector.cpp:" + std::to_string(line.line) + " select()");
+        }
+        page.add(read, step, zsl::output::captureRow(read, step), zsl::output::stepText(read, step));
+    }
+    page.endSession(read);
+    std::ostringstream out;
+    page.write(out, zsl::output::FleetSummary());
+    const nlohmann::json head = dataBlock(out.str(), "zsl-head"), views = dataBlock(out.str(), "zsl-views-0");
+    const nlohmann::json &texts = head.at("texts");
+    size_t numbered = 0, written = 0;
+    for (const nlohmann::json &text : texts)
+        numbered += text.get<std::string>().rfind("Selector.cpp:", 0) == 0;
+    EXPECT_EQ(numbered, bound);
+    ASSERT_EQ(views.size(), 2u);
+    for (size_t capture = 0; capture < 2; ++capture) {
+        const nlohmann::json &lines = views[capture].at("lines");
+        ASSERT_EQ(lines.size(), expected[capture].size());
+        for (size_t i = 0; i < lines.size(); ++i) {
+            const nlohmann::json &place = lines[i].at(3);
+            written += place.is_string();
+            EXPECT_EQ(place.is_number() ? texts.at(place.get<size_t>()) : place, expected[capture][i]) << i;
+        }
+    }
+    EXPECT_EQ(written, 4u); // the first capture's last three, and the second's new one
+}
+
 TEST(HtmlPage, APageOfManyCapturesHoldsItsFirstRowsBeforeTheScriptAndTheOthersAfter)
 {
     // Up to 1,000 rows (the table shows them at once): one block. More: the

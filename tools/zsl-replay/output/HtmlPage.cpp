@@ -104,11 +104,10 @@ void writeTimeline(JsonWriter &json, const SessionOutcome &session, const StepOu
 // A capture's view, appended to `out`, with its lines of the text report
 // (`words`); its session's header is kept apart, once (`sessionNumber`), and
 // each line's place in the plug-in's source ("file:line function()") is
-// given by its number among the page's texts (`textNumber`): a few dozen
-// places make a sixth of the views' bytes. Written in place: a view is made
-// for every capture.
-template <typename TextNumber> void writeView(std::string &out, const SessionOutcome &session, const StepOutcome &step,
-                                              std::string_view words, size_t sessionNumber, TextNumber textNumber)
+// written by `writePlace`. Written in place: a view is made for every
+// capture.
+template <typename WritePlace> void writeView(std::string &out, const SessionOutcome &session, const StepOutcome &step,
+                                              std::string_view words, size_t sessionNumber, WritePlace writePlace)
 {
     JsonWriter json(out);
     json.beginObject().key("checks").beginArray();
@@ -133,13 +132,9 @@ template <typename TextNumber> void writeView(std::string &out, const SessionOut
                 .append(" ")
                 .append(line.function)
                 .append("()");
-        json.beginArray()
-            .number(line.logLine)
-            .string(line.timeText)
-            .string(line.level)
-            .number(textNumber(place))
-            .string(line.text)
-            .endArray();
+        json.beginArray().number(line.logLine).string(line.timeText).string(line.level);
+        writePlace(json, place);
+        json.string(line.text).endArray();
     }
     json.endArray().key("session").number(uint64_t{sessionNumber}).key("text").beginArray();
     for (size_t at = 0; at < words.size();) {
@@ -200,7 +195,22 @@ void HtmlPage::add(const SessionOutcome &session, const StepOutcome &step, const
     out.number(uint64_t{row.takenLagUnknown}).string(row.answer).endArray();
     mViews += mViewStarts.empty() ? '[' : ',';
     mViewStarts.push_back(mViews.size());
-    writeView(mViews, session, step, text, mSessions.size(), textNumber);
+    // A place is given by its number among the texts: a few dozen places
+    // make a sixth of the views' bytes. Past kMaxPlaces of them (a log of
+    // many builds, or made up) the others are written out, so that the
+    // texts never grow with the log.
+    auto writePlace = [&](JsonWriter &json, const std::string &place) {
+        const auto known = mTextNumbers.find(place);
+        if (known != mTextNumbers.end()) {
+            json.number(uint64_t{known->second});
+        } else if (mPlaces < kMaxPlaces) {
+            ++mPlaces;
+            json.number(textNumber(place));
+        } else {
+            json.string(place);
+        }
+    };
+    writeView(mViews, session, step, text, mSessions.size(), writePlace);
     if (mViewStarts.size() == kChunk) {
         // Compressed on a thread of its own while the next chunk is filled.
         if (mCompressing.size() == kInFlight)

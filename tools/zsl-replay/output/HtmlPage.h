@@ -37,6 +37,9 @@ public:
     // The page's table shows up to kAllRowsAtOnce rows at once, else
     // kFirstRows at a time (as its script does).
     static constexpr size_t kAllRowsAtOnce = 1000, kFirstRows = 100;
+    // Places in the plug-in's source ("file:line function()") given by
+    // number in the views; any more are written out.
+    static constexpr size_t kMaxPlaces = 4096;
 
     // A capture of the session being read, with its row and its lines of the
     // text report: kept as the page shows it (its row, its view compressed
@@ -70,13 +73,15 @@ private:
 
     // Each capture's row as a JSON array, its texts that repeat from capture
     // to capture (input, device and build, what the log could not tell; and
-    // in the views, each line's place in the plug-in's source) given by
-    // number: the page reads 16,000 rows at once.
+    // in the views, each line's place in the plug-in's source, up to
+    // kMaxPlaces of them) given by number: the page reads 16,000 rows at
+    // once.
     // "[" and the rows joined by commas, each row's offset kept.
     std::string mRows;
     std::vector<size_t> mRowStarts;
     std::vector<std::string> mTexts;
     std::map<std::string, size_t> mTextNumbers;
+    size_t mPlaces = 0; // places among the texts
     // Each session's header lines, as JSON; a view names its session by number.
     std::vector<std::string> mSessions;
     size_t mSessionFirstRow = 0; // the first row of the session being read

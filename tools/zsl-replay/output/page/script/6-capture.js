@@ -31,7 +31,7 @@
     if (view.lines.length === 0) body.append(el('p', {}, 'None.'));
     else {
       const lines = countTable(['file', 'line', 'time', 'level', 'where', 'text'], view.lines.map(([number, time, level, where, text]) =>
-        [row.input, number > 0 ? number : dash, time || dash, level, state.head.texts[where] || dash, text]));
+        [row.input, number > 0 ? number : dash, time || dash, level, (typeof where === 'number' ? state.head.texts[where] : where) || dash, text]));
       lines.classList.add('lines');
       lines.querySelectorAll('tbody td:nth-child(6)').forEach((td) => td.classList.add('text'));
       body.append(lines);
