@@ -12,7 +12,7 @@
 #include <PluginSession.h>
 
 #ifdef ZSL_CHECK_MESSAGES_KNOWN
-#include "messages/PluginMessages.h"
+#include "messages/MessageLookup.h"
 #include <gtest/gtest.h>
 #endif
 

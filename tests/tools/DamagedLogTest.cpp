@@ -12,7 +12,7 @@
 #include "log/GapMarker.h"
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
-#include "messages/PluginMessages.h"
+#include "messages/MessageLookup.h"
 #include "output/CaptureTable.h"
 #include "output/LogcatWriter.h"
 #include "replay/BuiltinTraces.h"

@@ -3,6 +3,7 @@
 // else; and a line is matched to a format exactly.
 
 #include "messages/PluginEvent.h"
+#include "messages/MessageLookup.h"
 #include "messages/PluginMessages.h"
 
 #include <gtest/gtest.h>

@@ -3,6 +3,7 @@
 #include "log/LiveImporter.h"
 
 #include "log/LineParser.h"
+#include "messages/MessageLookup.h"
 #include "messages/PluginMessages.h"
 
 #include <algorithm>

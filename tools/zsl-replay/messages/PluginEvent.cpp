@@ -2,6 +2,8 @@
 
 #include "messages/PluginEvent.h"
 
+#include "messages/MessageLookup.h"
+
 #include <algorithm>
 
 namespace zsl::messages {

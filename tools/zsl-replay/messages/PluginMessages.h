@@ -181,10 +181,4 @@ inline int messageIndex(const PluginMessage &message)
     return static_cast<int>(&message - pluginMessages().data());
 }
 
-// The message whose format the text fills, or null for a text the plug-in
-// cannot write. Only the messages whose fixed start the text has are tried.
-const PluginMessage *findPluginMessage(std::string_view text);
-// The same, with each conversion's text in `args`.
-const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::string_view> &args);
-
 } // namespace zsl::messages
