@@ -1,7 +1,7 @@
 // The importer's rules that a plain round trip does not reach: a check
 // whose selection is not in the log, the first camera of two refused, the
 // note that numbers unnamed accepted frames, pending support's producer
-// part, and a time stamp that ends its line.
+// part, a selection cut short or out of order, and why a frame was refused.
 
 #include "log/LineParser.h"
 #include "log/LogImporter.h"
@@ -328,75 +328,6 @@ TEST(Refusals, ThePluginsWordsAndTheEngineers)
         EXPECT_EQ(why.reason, c.reason);
         EXPECT_EQ(why.explanation, c.explanation);
     }
-}
-
-TEST(LogcatTimes, FieldsWeighAsTheClockDoes)
-{
-    const auto at = [](const char *text) {
-        zsl::log::Cursor cursor{text};
-        const std::optional<int64_t> time = zsl::log::readTime(cursor);
-        EXPECT_TRUE(time) << text;
-        return time.value_or(0);
-    };
-    const int64_t second = 1'000'000'000;
-    const struct {
-        const char *earlier, *later;
-        int64_t apart;
-    } cases[] = {
-        {"11-23 18:46:29.123", "11-23 18:46:29.124", second / 1000},
-        {"11-23 18:46:29.123", "11-23 18:46:30.123", second},
-        {"11-23 18:46:29.123", "11-23 18:47:29.123", 60 * second},
-        {"11-23 18:46:29.123", "11-23 19:46:29.123", 3600 * second},
-        {"11-23 18:46:29.123", "11-24 18:46:29.123", 86400 * second},
-        {"2026-11-22 18:46:29.123", "2026-11-23 18:46:29.123", 86400 * second},
-        {"9999-11-22 18:46:29.123", "9999-11-23 18:46:29.123", 86400 * second},
-        {"11-23 18:46:29.123456", "11-23 18:46:29.123457", 1000},
-        {"1700000000.123456789 ", "1700000000.123456790 ", 1}, // -v epoch,nsec
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(at(c.later) - at(c.earlier), c.apart) << c.earlier << " / " << c.later;
-}
-
-// The key is a sum of fields in ns: the widest fields each shape lets
-// through must fit in it (the sanitizer's build holds it to that), and a
-// first number too long for a month is no date.
-TEST(LogcatTimes, TheWidestFieldsFitOrAreNoTime)
-{
-    for (const char *text : {"99-99 99:99:99.999999999", "99-99-99 99:99:99.999999999",
-                             "9999-99-99 99:99:99.999999999", "9000000000.999999999 "}) {
-        zsl::log::Cursor cursor{text};
-        EXPECT_TRUE(zsl::log::readTime(cursor)) << text;
-    }
-    for (const char *text : {"8511-23 18:46:29.123", "100-01 18:46:29.123", "9000000001.0 "}) {
-        zsl::log::Cursor cursor{text};
-        EXPECT_FALSE(zsl::log::readTime(cursor)) << text;
-    }
-}
-
-TEST(LogcatFormatsLong, TheHeadersTimeIsKeptAsPrinted)
-{
-    std::string_view tag;
-    const std::optional<kohost::LogLine> header =
-        zsl::log::readLongHeader("[ 11-23 18:46:29.123  1187: 1301 I/KoAlgoEngine ]", tag);
-    ASSERT_TRUE(header);
-    EXPECT_EQ(header->timeText, "11-23 18:46:29.123");
-    EXPECT_EQ(tag, "KoAlgoEngine");
-    EXPECT_EQ(header->pid, 1187);
-    EXPECT_EQ(header->tid, 1301);
-    EXPECT_EQ(header->level, "I");
-}
-
-TEST(LogcatTimes, ATimeThatEndsItsTextReadsNoFurther)
-{
-    // The view ends after the milliseconds; the buffer goes on with digits.
-    const std::string buffer = "11-23 18:46:29.1234567";
-    const std::string_view shown(buffer.data(), 18);
-    zsl::log::Cursor at{shown};
-    const std::optional<int64_t> time = zsl::log::readTime(at);
-    ASSERT_TRUE(time);
-    zsl::log::Cursor longer{std::string_view(buffer.data(), 19)};
-    EXPECT_EQ(*zsl::log::readTime(longer) - *time, 400000); // 29.1234 against 29.123
-    EXPECT_TRUE(at.done());
 }
 
 } // namespace
