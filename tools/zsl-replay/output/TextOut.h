@@ -1,10 +1,10 @@
 #pragma once
 /*
  * TextOut: a report's text built with `<<` as on a stream, into one string
- * taken whole. A capture's few dozen pieces cost a
- * stream's sentry and buffer checks each; here each is an append. Numbers
- * are written as a stream writes them by default (integers only: a
- * fraction has a format of its own at its caller).
+ * taken whole. A capture's few dozen pieces cost a stream's sentry and
+ * buffer checks each; here each is an append. Numbers are written as a
+ * stream writes them by default (integers only: a fraction has a format of
+ * its own at its caller).
  */
 
 #include <charconv>
