@@ -1,7 +1,7 @@
 #pragma once
 /*
  * The HTML page read back in tests as its script reads it: a data block by
- * its id, gzip and base64 undone; and how often a text holds a part.
+ * its id, gzip and base64 undone.
  */
 
 #include "output/PageBlock.h"
@@ -12,14 +12,6 @@
 #include <string>
 
 namespace kotest {
-
-inline size_t count(const std::string &text, const std::string &part)
-{
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++n;
-    return n;
-}
 
 // A data block of the page by its id (null when the page has none).
 inline nlohmann::json pageDataBlock(const std::string &html, const std::string &id)

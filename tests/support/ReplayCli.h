@@ -3,7 +3,7 @@
  * Running the built zsl-replay as an engineer does, in tests: replay() runs
  * it with arguments (and an environment or a shell prefix) and answers its
  * exit status and both outputs; TempFile holds a test's input or output
- * file and removes it.
+ * file and removes it; count() tells how often an output holds a text.
  */
 
 #include <sys/wait.h>
@@ -56,6 +56,15 @@ inline Outcome replay(const std::string &args, const std::string &environment = 
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     run.err = err.text();
     return run;
+}
+
+// How often `part` stands in `text` (overlapping ones counted too).
+inline size_t count(const std::string &text, const std::string &part)
+{
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++n;
+    return n;
 }
 
 } // namespace kotest

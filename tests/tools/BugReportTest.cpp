@@ -28,6 +28,7 @@ using namespace zsl::outcome;
 using namespace zsl::replay;
 using namespace zsl::log;
 using namespace zsl::output;
+using kotest::count;
 using kotest::Outcome;
 using kotest::TempFile;
 using kotest::gzip;
@@ -95,14 +96,6 @@ std::string bugReportText(const std::vector<kohost::LogLine> &lines, const char 
            "------ LAST LOGCAT (logcat -L -b all -v threadtime -v printable -v uid -d *:v) ------\n"
            "--------- beginning of main\n"
            "------ 0.010s was the duration of 'LAST LOGCAT' ------\n";
-}
-
-size_t count(const std::string &text, const std::string &part)
-{
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++n;
-    return n;
 }
 
 struct ReportCase {

@@ -23,6 +23,7 @@
 
 namespace {
 
+using kotest::count;
 using kotest::Outcome;
 using kotest::TempFile;
 namespace fs = std::filesystem;
@@ -54,14 +55,6 @@ std::string fileText(const std::string &path)
 {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-size_t count(const std::string &text, const std::string &part)
-{
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++n;
-    return n;
 }
 
 // --json is written as it goes: each trace's steps before what only the
