@@ -1,5 +1,7 @@
 // zsl-bench-log: writes a benchmark log to standard output.
-//   zsl-bench-log mixed PERCENT MEGABYTES [info]   other apps' lines, the plug-in's PERCENT % of them
+//   zsl-bench-log mixed PERCENT MEGABYTES [info] [short]
+//                                                  other apps' lines, the plug-in's PERCENT % of them
+//                                                  ("short": other apps' lines of 10 to 160 bytes)
 //   zsl-bench-log plugin CAPTURES [info] [--captures-of LOG]
 //                                                  the plug-in's lines alone (those of LOG,
 //                                                  a replay's --write-logcat, repeated)
@@ -16,7 +18,7 @@ namespace {
 
 int usage()
 {
-    std::fputs("usage: zsl-bench-log mixed PERCENT MEGABYTES [info] | zsl-bench-log plugin CAPTURES [info] "
+    std::fputs("usage: zsl-bench-log mixed PERCENT MEGABYTES [info] [short] | zsl-bench-log plugin CAPTURES [info] "
                "[--captures-of LOG]\n",
                stderr);
     return 2;
@@ -33,10 +35,14 @@ int main(int argc, char **argv)
         args.resize(args.size() - 2);
     }
     using zsl::bench::Level;
+    using zsl::bench::Lines;
+    const Lines lines = !args.empty() && args.back() == "short" ? Lines::Short : Lines::Long;
+    if (lines == Lines::Short)
+        args.pop_back();
     const Level level = !args.empty() && args.back() == "info" ? Level::Info : Level::Debug;
     if (level == Level::Info)
         args.pop_back();
-    if (args.size() == 2 && args[0] == "plugin") {
+    if (args.size() == 2 && args[0] == "plugin" && lines == Lines::Long) {
         const long captures = std::atol(args[1].c_str());
         if (captures <= 0)
             return usage();
@@ -46,7 +52,7 @@ int main(int argc, char **argv)
         const uint64_t megabytes = std::strtoull(args[2].c_str(), nullptr, 10);
         if (percent <= 0 || percent >= 100 || megabytes == 0)
             return usage();
-        zsl::bench::writeMixedLog(stdout, percent, megabytes << 20, level);
+        zsl::bench::writeMixedLog(stdout, percent, megabytes << 20, level, lines);
     } else {
         return usage();
     }

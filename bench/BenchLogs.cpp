@@ -1,6 +1,7 @@
 // Logs shaped like a phone's logcat for the reading benchmarks, every line
 // rendered by liblog's formatter (threadtime): other apps' lines of 60 tags,
-// 40 to 400 bytes, from 12 processes, with the plug-in's captures (those of
+// 40 to 400 bytes (or, short as most of a real phone's are, 10 to 160), from
+// 12 processes, with the plug-in's captures (those of
 // examples/device.log, on two threads) over and over, a second apart. The
 // same arguments give the same bytes.
 
@@ -61,7 +62,10 @@ std::vector<kohost::LogLine> sampleCaptures(Level level, const char *path = ZSL_
 
 class Writer {
 public:
-    explicit Writer(std::FILE *out) : mOut(out) {}
+    explicit Writer(std::FILE *out, Lines lines = Lines::Long)
+        : mOut(out), mShortest(lines == Lines::Short ? 10 : 40), mLongest(lines == Lines::Short ? 160 : 400)
+    {
+    }
     void plugin(kohost::LogLine line, int64_t round)
     {
         line.timeNs = mTimeNs;
@@ -78,8 +82,9 @@ public:
         line.level = std::string(1, kLevels[mRandom() % (sizeof kLevels - 1)]);
         line.timeNs = mTimeNs;
         const std::string tag = kTags[(process * 7 + mRandom() % 9) % (sizeof kTags / sizeof *kTags)];
-        // Message lengths spread from 40 to 400 bytes, most of them short.
-        const size_t length = 40 + static_cast<size_t>(360.0 * std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
+        // Message lengths spread over their range, most of them short.
+        const size_t length = mShortest + static_cast<size_t>(static_cast<double>(mLongest - mShortest) *
+                                                              std::pow(std::uniform_real_distribution<>(0, 1)(mRandom), 2));
         std::string message;
         while (message.size() < length)
             message += std::string(kWords[mRandom() % (sizeof kWords / sizeof *kWords)]) +
@@ -99,6 +104,7 @@ private:
         mTimeNs += 700000;
     }
     std::FILE *mOut;
+    size_t mShortest, mLongest; // other apps' messages, in bytes
     std::mt19937_64 mRandom{20261124};
     int64_t mTimeNs = 1795400000000000000; // 2026-11-23, UTC
     uint64_t mBytes = 0;
@@ -124,10 +130,10 @@ void writePluginLog(std::FILE *out, long captures, Level level, const char *samp
             writer.plugin(line, round);
 }
 
-void writeMixedLog(std::FILE *out, double percent, uint64_t bytes, Level level)
+void writeMixedLog(std::FILE *out, double percent, uint64_t bytes, Level level, Lines lines)
 {
     const std::vector<kohost::LogLine> unit = sampleCaptures(level);
-    Writer writer(out);
+    Writer writer(out, lines);
     // Each unit of captures comes with its share of other lines: a third
     // among its own (other processes keep logging), the rest after it.
     const double others = static_cast<double>(unit.size()) * (100.0 - percent) / percent;

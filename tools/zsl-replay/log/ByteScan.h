@@ -13,10 +13,20 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 namespace zsl::log {
+
+// Which bytes start a wanted line, as two tables of sixteen looked up by a
+// byte's low and high half: none when the starts have more than eight
+// different high halves.
+struct StartTables {
+    uint8_t low[16] = {};
+    uint8_t high[16] = {};
+};
+std::optional<StartTables> startTables(std::string_view starts);
 
 class ByteScan {
 public:
@@ -44,6 +54,7 @@ private:
     bool mInOnePass = false; // few marks of two bytes or more: searched together
     bool mAvx2 = false, mSse2 = false, mWord = false;
     std::array<bool, 256> mStarts{};
+    std::optional<StartTables> mStartTables; // the same, for a vector's bytes
 };
 
 } // namespace zsl::log
