@@ -110,28 +110,50 @@ bool hasAvx2()
 }
 
 // Thirty-two places at a time, each with a mark's first and last byte in
-// place: such a pair is rare, and only it is compared whole. Advances
-// `from` past the places searched; answers the mark found, if any.
-__attribute__((target("avx2"))) const char *marksAvx2(const char *&from, const char *end,
-                                                      const std::vector<std::string_view> &marks, size_t longest)
+// place: such a pair is rare, and only it is compared whole. For `Count`
+// marks, so that the loop over them unrolls and its vectors stay in
+// registers. Advances `from` past the places searched; answers the mark
+// found, if any.
+template <size_t Count> __attribute__((target("avx2"))) const char *
+marksAvx2(const char *&from, const char *end, const std::vector<std::string_view> &marks, size_t longest)
 {
-    __m256i firstBytes[kMostMarks], lastBytes[kMostMarks];
-    for (size_t i = 0; i < marks.size(); ++i) {
+    __m256i firstBytes[Count], lastBytes[Count];
+    size_t lastAt[Count];
+    for (size_t i = 0; i < Count; ++i) {
         firstBytes[i] = _mm256_set1_epi8(marks[i].front());
         lastBytes[i] = _mm256_set1_epi8(marks[i].back());
+        lastAt[i] = marks[i].size() - 1;
     }
-    for (; from + longest - 1 + 32 <= end; from += 32) {
-        const __m256i starts = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from));
-        unsigned bits = 0;
-        for (size_t i = 0; i < marks.size(); ++i) {
-            const __m256i ends = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from + marks[i].size() - 1));
-            bits |= static_cast<unsigned>(_mm256_movemask_epi8(
-                _mm256_and_si256(_mm256_cmpeq_epi8(starts, firstBytes[i]), _mm256_cmpeq_epi8(ends, lastBytes[i]))));
+    const char *at = from, *hit = nullptr;
+    for (; at + longest - 1 + 32 <= end; at += 32) {
+        const __m256i starts = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
+        __m256i pairs = _mm256_setzero_si256();
+        for (size_t i = 0; i < Count; ++i) {
+            const __m256i ends = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at + lastAt[i]));
+            pairs = _mm256_or_si256(pairs, _mm256_and_si256(_mm256_cmpeq_epi8(starts, firstBytes[i]),
+                                                            _mm256_cmpeq_epi8(ends, lastBytes[i])));
         }
-        if (const char *hit = bits ? confirmed(from, bits, marks) : nullptr)
-            return hit;
+        if (const auto bits = static_cast<unsigned>(_mm256_movemask_epi8(pairs)); bits != 0)
+            if ((hit = confirmed(at, bits, marks)))
+                break;
     }
-    return nullptr;
+    from = at;
+    return hit;
+}
+
+const char *marksAvx2(const char *&from, const char *end, const std::vector<std::string_view> &marks, size_t longest)
+{
+    static_assert(kMostMarks == 4, "one search per number of marks");
+    switch (marks.size()) {
+    case 1:
+        return marksAvx2<1>(from, end, marks, longest);
+    case 2:
+        return marksAvx2<2>(from, end, marks, longest);
+    case 3:
+        return marksAvx2<3>(from, end, marks, longest);
+    default:
+        return marksAvx2<4>(from, end, marks, longest);
+    }
 }
 
 // Lines thirty-two bytes at a time up to `until`, counted in bulk into
