@@ -7,7 +7,9 @@
 
 #include "outcome/Outcome.h"
 
+#include <charconv>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -15,10 +17,18 @@ namespace zsl::outcome {
 
 inline std::string frameText(const std::vector<uint32_t> &frames, const std::string &none = "none")
 {
+    if (frames.empty())
+        return none;
+    // Each number written in place: every capture's report and row has a few lists.
     std::string text;
-    for (uint32_t frame : frames)
-        text += (text.empty() ? "" : " ") + std::to_string(frame);
-    return text.empty() ? none : text;
+    text.reserve(frames.size() * 4);
+    char digits[std::numeric_limits<uint32_t>::digits10 + 1];
+    for (uint32_t frame : frames) {
+        if (!text.empty())
+            text += ' ';
+        text.append(digits, std::to_chars(digits, digits + sizeof(digits), frame).ptr);
+    }
+    return text;
 }
 
 inline std::string statesSourceText(const StatesSource &source)

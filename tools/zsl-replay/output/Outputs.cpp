@@ -26,7 +26,8 @@ template <typename Step> void Outputs::guarded(Step step)
 void Outputs::add(const outcome::SessionOutcome &session, const outcome::StepOutcome &step)
 {
     const std::optional<CaptureRow> row = mRows ? std::optional(captureRow(session, step)) : std::nullopt;
-    const std::string text = mText ? stepText(session, step) : std::string();
+    // The row's answer is the text's too: made once.
+    const std::string text = mText ? stepText(session, step, row ? &row->answer : nullptr) : std::string();
     const CaptureForms forms{row ? &*row : nullptr, mText ? &text : nullptr};
     for (const auto &sink : mSinks)
         guarded([&] { sink->add(session, step, forms); });

@@ -122,7 +122,7 @@ void writeStepLog(std::ostream &out, const StepOutcome &step)
         out << "      | " << line.level << " " << line.function << "() " << line.text << "\n";
 }
 
-std::string stepText(const SessionOutcome &trace, const StepOutcome &step)
+std::string stepText(const SessionOutcome &trace, const StepOutcome &step, const std::string *answer)
 {
     TextOut out;
     out << "-- " << stepKindName(step.kind) << " fwkFrame " << step.fwkFrame;
@@ -131,8 +131,9 @@ std::string stepText(const SessionOutcome &trace, const StepOutcome &step)
     if (!step.logTime.empty())
         out << ", at " << step.logTime;
     out << "\n";
-    if (const std::string answer = answerText(step, trace.fromLog); !answer.empty())
-        out << "   answer: " << answer << "\n";
+    const std::string made = answer ? std::string() : answerText(step, trace.fromLog);
+    if (const std::string &said = answer ? *answer : made; !said.empty())
+        out << "   answer: " << said << "\n";
     if (step.completeness != Completeness::Whole)
         out << "   not whole: " << completenessText(step.completeness, step.completenessWhy) << "\n";
     if (step.needed)

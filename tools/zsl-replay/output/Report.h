@@ -23,7 +23,9 @@ void writeSessionHeader(std::ostream &out, const outcome::SessionOutcome &trace)
 // its stepText(), then, `withLog`, its plug-in's lines (writeStepLog).
 void writeStepText(std::ostream &out, const outcome::SessionOutcome &trace, const outcome::StepOutcome &step,
                    bool withLog);
-std::string stepText(const outcome::SessionOutcome &trace, const outcome::StepOutcome &step);
+// `answer`: the step's answerText() where the caller has made it already.
+std::string stepText(const outcome::SessionOutcome &trace, const outcome::StepOutcome &step,
+                     const std::string *answer = nullptr);
 void writeStepLog(std::ostream &out, const outcome::StepOutcome &step);
 // The JSON of a session with its steps; of one step; of the session's own facts.
 nlohmann::json toJson(const outcome::SessionOutcome &trace);
