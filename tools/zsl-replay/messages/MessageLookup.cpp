@@ -48,6 +48,17 @@ void readEnd(std::string_view format, Start &start)
         !start.endsInNumber || start.last.empty() || (!isDigit(start.last.back()) && start.last.back() != '-');
 }
 
+// Whether `fixed` stands in `text` at `at`. Its first and last bytes are
+// compared before the rest: the starts, and the texts after them, that one
+// byte's formats share mostly differ there, so that few are compared whole.
+bool startsWith(std::string_view text, size_t at, std::string_view fixed)
+{
+    if (fixed.empty())
+        return at <= text.size();
+    return at <= text.size() && text.size() - at >= fixed.size() && text[at] == fixed.front() &&
+           text[at + fixed.size() - 1] == fixed.back() && text.compare(at, fixed.size(), fixed) == 0;
+}
+
 // Whether the text ends as the format does (true where that cannot be told).
 bool mayEnd(std::string_view text, const Start &start)
 {
@@ -59,7 +70,7 @@ bool mayEnd(std::string_view text, const Start &start)
             --end;
         end -= end > 0 && text[end - 1] == '-';
     }
-    return end >= start.last.size() && text.compare(end - start.last.size(), start.last.size(), start.last) == 0;
+    return end >= start.last.size() && startsWith(text, end - start.last.size(), start.last);
 }
 
 // Where the fixed start ends; the conversion after it, if any, at `at`.
@@ -137,7 +148,7 @@ const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::s
         const Start &start = index.starts[candidate.message];
         size_t &end = numberEnd[candidate.shared];
         if (end == 0) {
-            if (text.compare(0, start.fixed.size(), start.fixed) != 0) {
+            if (!startsWith(text, 0, start.fixed)) {
                 end = 1;
             } else {
                 size_t at = start.fixed.size();
@@ -151,8 +162,7 @@ const PluginMessage *findPluginMessage(std::string_view text, std::vector<std::s
             continue;
         if (!start.afterNumber.empty()) {
             const size_t at = end - 2;
-            if (at >= text.size() || text[at] != start.afterNumber.front() ||
-                text.compare(at, start.afterNumber.size(), start.afterNumber) != 0)
+            if (!startsWith(text, at, start.afterNumber))
                 continue;
         }
         if (!mayEnd(text, start))
