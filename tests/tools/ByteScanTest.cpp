@@ -119,4 +119,9 @@ TEST(ByteScan, MarksOfOneByteOrManyAreFoundOneByOne)
         EXPECT_EQ(scan.findMark(text.data(), text.data() + text.size()) - text.data(), 100);
         EXPECT_EQ(scan.findMark(text.data() + 101, text.data() + text.size()) - text.data(), 157);
     }
+    // Five marks, none of one byte: the fifth is found too.
+    const LineFilter five{{"KoAlgoEngine", "ZSLSelector", "chatty", "dropped", "lost"}, ""};
+    const std::string lost = std::string(100, 'x') + "lost" + std::string(100, 'x');
+    for (const ByteScan::Width width : {ByteScan::Width::Best, ByteScan::Width::Sse2, ByteScan::Width::Byte})
+        EXPECT_EQ(ByteScan(five, width).findMark(lost.data(), lost.data() + lost.size()) - lost.data(), 100);
 }
