@@ -1,6 +1,8 @@
 // Lags and offsets in the reports: the digits printf gives, on random
-// times and on the ones where rounding and signs go wrong.
+// times and on the ones where rounding and signs go wrong; frame lists,
+// every number whole.
 
+#include "outcome/FrameText.h"
 #include "output/TimeText.h"
 
 #include <gtest/gtest.h>
@@ -67,6 +69,22 @@ TEST(TimeText, SignsAsTheReportsShowThem)
     };
     for (const auto &c : cases)
         EXPECT_EQ(millisecondsText(c.ms, c.sign), c.text) << c.ms;
+}
+
+TEST(FrameText, ListsEveryNumberWholeWithOneBlankBetween)
+{
+    const struct {
+        std::vector<uint32_t> frames;
+        const char *text;
+    } cases[] = {
+        {{}, "none"},
+        {{0}, "0"},
+        {{41, 42, 43}, "41 42 43"},
+        {{std::numeric_limits<uint32_t>::max(), 1000000000, 999999999, 7}, "4294967295 1000000000 999999999 7"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(zsl::outcome::frameText(c.frames), c.text);
+    EXPECT_EQ(zsl::outcome::frameText({}, ""), "");
 }
 
 } // namespace
