@@ -1,6 +1,8 @@
-// Work spread over threads comes back in the items' order, each item once,
-// with no more than `ahead` items taken past the one handed back next; built
-// in every configuration, so that ThreadSanitizer watches the hand-over.
+// Work spread over threads comes back in the items' order, each item's parts
+// in their order and before its result, each item once, with no more than
+// `ahead` items taken past the one handed back next and no more than twice
+// `held` parts of any in memory; built in every configuration, so that
+// ThreadSanitizer watches the hand-over.
 
 #include "log/InOrderPool.h"
 
@@ -18,49 +20,75 @@ struct PoolCase {
     size_t count;
     unsigned jobs;
     size_t ahead;
+    size_t held;
+    size_t parts; // item i makes (i % 5) * parts of them
 };
 
 class InOrderPool : public testing::TestWithParam<PoolCase> {};
 
-TEST_P(InOrderPool, HandsBackInOrderWithinTheWindow)
+// Records the highest value `value` took.
+void raise(std::atomic<size_t> &worst, size_t value)
+{
+    for (size_t seen = worst.load(); value > seen && !worst.compare_exchange_weak(seen, value);)
+        ;
+}
+
+TEST_P(InOrderPool, HandsBackInOrderWithinTheBounds)
 {
     const PoolCase c = GetParam();
-    std::atomic<size_t> handedBack{0}, worstAhead{0};
+    std::atomic<size_t> handedBack{0}, worstAhead{0}, worstHeld{0};
     std::vector<int> calls(c.count);
+    std::vector<std::atomic<size_t>> made(c.count), taken(c.count);
     std::vector<std::string> seen;
-    forEachInOrder(
-        c.count, c.jobs, c.ahead,
-        [&](size_t index) {
+    forEachInOrder<std::string>(
+        c.count, c.jobs, c.ahead, c.held,
+        [&](size_t index, const std::function<void(std::string)> &give) {
             ++calls[index]; // each item by one worker only: a second would race here
-            const size_t pastNext = index - std::min(index, handedBack.load());
-            for (size_t worst = worstAhead.load(); pastNext > worst && !worstAhead.compare_exchange_weak(worst, pastNext);)
-                ;
-            // Uneven work, so that items finish out of order.
-            volatile unsigned spin = 0;
-            for (unsigned i = 0; i < (index % 7) * 2000; ++i)
-                spin = spin + i;
+            raise(worstAhead, index - std::min(index, handedBack.load()));
+            for (size_t part = 0; part < (index % 5) * c.parts; ++part) {
+                // Uneven work, so that items finish out of order.
+                volatile unsigned spin = 0;
+                for (unsigned i = 0; i < (index % 7) * 200; ++i)
+                    spin = spin + i;
+                give("part " + std::to_string(index) + "." + std::to_string(part));
+                raise(worstHeld, ++made[index] - taken[index].load());
+            }
             return "item " + std::to_string(index);
+        },
+        [&](std::string part) {
+            const size_t index = std::stoul(part.substr(5));
+            ++taken[index];
+            seen.push_back(std::move(part));
         },
         [&](std::string result) {
             seen.push_back(std::move(result));
-            handedBack = seen.size();
+            ++handedBack;
         });
-    ASSERT_EQ(seen.size(), c.count);
+    std::vector<std::string> expected;
     for (size_t i = 0; i < c.count; ++i) {
-        EXPECT_EQ(seen[i], "item " + std::to_string(i));
+        for (size_t part = 0; part < (i % 5) * c.parts; ++part)
+            expected.push_back("part " + std::to_string(i) + "." + std::to_string(part));
+        expected.push_back("item " + std::to_string(i));
         EXPECT_EQ(calls[i], 1) << i;
     }
+    EXPECT_EQ(seen, expected);
     if (c.jobs > 1) {
         EXPECT_LE(worstAhead.load(), std::max<size_t>(c.ahead, 1)) << "taken too far ahead";
+        // Up to `held` wait while a batch as large is handed back; a part is
+        // counted made just after it is given: one more.
+        EXPECT_LE(worstHeld.load(), 2 * std::max<size_t>(c.held, 1) + 1) << "too many parts held";
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, InOrderPool,
-                         testing::Values(PoolCase{0, 2, 4}, PoolCase{1, 4, 8}, PoolCase{200, 1, 2}, PoolCase{200, 2, 4},
-                                         PoolCase{200, 4, 1}, PoolCase{37, 8, 16}),
+                         testing::Values(PoolCase{0, 2, 4, 8, 3}, PoolCase{1, 4, 8, 8, 3}, PoolCase{200, 1, 2, 8, 3},
+                                         PoolCase{200, 2, 4, 8, 0}, PoolCase{200, 2, 4, 4, 40},
+                                         PoolCase{200, 4, 1, 1, 5}, PoolCase{37, 8, 16, 16, 20}),
                          [](const testing::TestParamInfo<PoolCase> &info) {
-                             return std::to_string(info.param.count) + "items" + std::to_string(info.param.jobs) +
-                                    "jobs" + std::to_string(info.param.ahead) + "ahead";
+                             const PoolCase &c = info.param;
+                             return std::to_string(c.count) + "items" + std::to_string(c.jobs) + "jobs" +
+                                    std::to_string(c.ahead) + "ahead" + std::to_string(c.held) + "held" +
+                                    std::to_string(c.parts) + "parts";
                          });
 
 } // namespace

@@ -16,6 +16,14 @@ namespace zsl::log {
 
 using namespace zsl::outcome;
 
+namespace {
+
+// Captures an input read ahead holds before its reading waits for its turn:
+// a few MiB at most, so that a folder of long logs is read in bounded memory.
+constexpr size_t kHeldCaptures = 256;
+
+} // namespace
+
 std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, std::vector<std::string> &errors)
 {
     namespace fs = std::filesystem;
@@ -107,8 +115,20 @@ void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const 
             done(readLogSource(source, capture, jobs >= 2));
         return;
     }
-    forEachInOrder(
-        sources.size(), jobs, 2 * size_t(jobs), [&](size_t index) { return readLogSource(sources[index]); }, done);
+    // A capture read ahead, with its session's fields as they were then.
+    struct Handed {
+        outcome::SessionOutcome session; // without steps: those are handed over
+        outcome::StepOutcome step;
+    };
+    forEachInOrder<Handed>(
+        sources.size(), jobs, 2 * size_t(jobs), kHeldCaptures,
+        [&](size_t index, const auto &give) {
+            return readLogSource(sources[index],
+                                 [&](const outcome::SessionOutcome &session, outcome::StepOutcome &step) {
+                                     give(Handed{session, std::move(step)});
+                                 });
+        },
+        [&](Handed handed) { capture(handed.session, handed.step); }, done);
 }
 
 } // namespace zsl::log

@@ -42,8 +42,9 @@ struct LogRead {
 // readable becomes a message in `errors`.
 std::vector<LogSource> expandLogInputs(const std::vector<std::string> &inputs, std::vector<std::string> &errors);
 
-// Each capture of an input, as soon as it is complete, with the session so far.
-using CaptureDone = std::function<void(const outcome::SessionOutcome &session, const outcome::StepOutcome &step)>;
+// Each capture of an input, as soon as it is complete, with the session so
+// far; the step may be moved from.
+using CaptureDone = std::function<void(const outcome::SessionOutcome &session, outcome::StepOutcome &step)>;
 
 // Reads one input, handing each capture to `capture` when given, else
 // keeping them in the session, and with `ahead` reading on a thread of its
@@ -51,10 +52,12 @@ using CaptureDone = std::function<void(const outcome::SessionOutcome &session, c
 // LogRead, not thrown.
 LogRead readLogSource(const LogSource &source, const CaptureDone &capture = nullptr, bool ahead = false);
 
-// Reads the sources on `jobs` threads and hands each to `done` on the
-// calling thread, in the sources' order. With one thread, or one source,
-// they are read one after another, each capture to `capture` as soon as it
-// is complete, and with two threads or more each input is read ahead.
+// Reads the sources on `jobs` threads and hands each capture to `capture`
+// and each source to `done` on the calling thread, in the sources' order:
+// the source handed back next passes its captures over as they are complete,
+// the others hold a bounded number until their turn, their reading waiting
+// beyond it. With one thread they are read one after another, and with one
+// source and two threads or more it is read ahead.
 void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const CaptureDone &capture,
                     const std::function<void(LogRead)> &done);
 
