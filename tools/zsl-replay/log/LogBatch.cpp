@@ -123,6 +123,8 @@ void readLogSources(const std::vector<LogSource> &sources, unsigned jobs, const 
     forEachInOrder<Handed>(
         sources.size(), jobs, 2 * size_t(jobs), kHeldCaptures,
         [&](size_t index, const auto &give) {
+            if (!capture) // the captures kept in each source's session
+                return readLogSource(sources[index]);
             return readLogSource(sources[index],
                                  [&](const outcome::SessionOutcome &session, outcome::StepOutcome &step) {
                                      give(Handed{session, std::move(step)});
