@@ -29,7 +29,6 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -373,43 +372,6 @@ TEST_F(FleetFolder, CsvHoldsTheRowsOfJsonLines)
         sawQuotedPath = sawQuotedPath || rows[r].at("input") == mDir + "/kv2, \"night\".zip";
     }
     EXPECT_TRUE(sawQuotedPath) << csv.out;
-}
-
-// Logs of more captures than a log read ahead holds (a few hundred): its
-// reading waits for its turn, and every number of threads prints the same
-// bytes, each log's captures in full.
-TEST(FleetLongLogs, ReadAheadWaitsForItsTurnAndLosesNothing)
-{
-    char path[] = "/tmp/zsl-fleet-XXXXXX";
-    const std::string dir = mkdtemp(path);
-    const std::vector<kohost::LogLine> capture = exampleLines("overview", 1187, 1301, kNovember);
-    const size_t copies = 350;
-    for (int file = 0; file < 3; ++file) {
-        std::string text;
-        for (size_t copy = 0; copy < copies; ++copy) {
-            std::vector<kohost::LogLine> lines = capture;
-            for (kohost::LogLine &line : lines)
-                line.timeNs += static_cast<int64_t>(copy) * 1000000000;
-            text += logText(lines);
-        }
-        std::ofstream(dir + "/log-" + std::to_string(file) + ".txt") << text;
-    }
-    Known one;
-    addExpected(one, "overview");
-    for (const char *output : {"", "--table jsonl:-"}) {
-        const Outcome first = kotest::replay("explain " + std::string(output) + " -j 1 " + dir);
-        EXPECT_EQ(first.status, 0) << first.err;
-        for (const char *jobs : {"2", "3", "8"}) {
-            const Outcome more = kotest::replay("explain " + std::string(output) + " -j " + jobs + " " + dir);
-            EXPECT_EQ(more.out, first.out) << output << " -j " << jobs;
-            EXPECT_EQ(more.err, first.err) << output << " -j " << jobs;
-        }
-        if (*output) {
-            EXPECT_EQ(static_cast<size_t>(std::count(first.out.begin(), first.out.end(), '\n')),
-                      3 * copies * one.captures);
-        }
-    }
-    std::filesystem::remove_all(dir);
 }
 
 } // namespace
