@@ -1,14 +1,16 @@
 // Work spread over threads comes back in the items' order, each item's parts
 // in their order and before its result, each item once, with no more than
 // `ahead` items taken past the one handed back next and no more than twice
-// `held` parts of any in memory; built in every configuration, so that
-// ThreadSanitizer watches the hand-over.
+// `held` parts of any in memory; an exception, wherever thrown, comes back to
+// the caller. Built in every configuration, so that ThreadSanitizer watches
+// the hand-over, which moves from worker to worker.
 
 #include "log/InOrderPool.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -90,5 +92,52 @@ INSTANTIATE_TEST_SUITE_P(Cases, InOrderPool,
                                     std::to_string(c.ahead) + "ahead" + std::to_string(c.held) + "held" +
                                     std::to_string(c.parts) + "parts";
                          });
+
+// Where the failure is thrown: in an item's work, or where a part or a result
+// is taken back.
+enum class Thrower { Work, Part, Done };
+
+class InOrderPoolFailure : public testing::TestWithParam<std::tuple<Thrower, unsigned>> {};
+
+TEST_P(InOrderPoolFailure, ComesBackToTheCallerAndStopsTheTaking)
+{
+    const auto [thrower, jobs] = GetParam();
+    constexpr size_t kItems = 60, kFailing = 7;
+    std::atomic<size_t> worked{0};
+    std::vector<size_t> results;
+    auto run = [&] {
+        forEachInOrder<size_t>(
+            kItems, jobs, 4, 2,
+            [&](size_t index, const std::function<void(size_t)> &give) {
+                ++worked;
+                if (thrower == Thrower::Work && index == kFailing)
+                    throw std::runtime_error("item 7");
+                for (size_t part = 0; part < 5; ++part)
+                    give(index);
+                return index;
+            },
+            [&](size_t index) {
+                if (thrower == Thrower::Part && index == kFailing)
+                    throw std::runtime_error("item 7");
+            },
+            [&](size_t index) {
+                if (thrower == Thrower::Done && index == kFailing)
+                    throw std::runtime_error("item 7");
+                results.push_back(index);
+            });
+    };
+    EXPECT_THROW(run(), std::runtime_error);
+    // Every result before the failing item, and none after it.
+    std::vector<size_t> before(kFailing);
+    for (size_t i = 0; i < kFailing; ++i)
+        before[i] = i;
+    EXPECT_EQ(results, before);
+    // No item is taken once the window (4 past the failing one) is used up.
+    EXPECT_LE(worked.load(), kFailing + 1 + 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, InOrderPoolFailure,
+                         testing::Combine(testing::Values(Thrower::Work, Thrower::Part, Thrower::Done),
+                                          testing::Values(1u, 2u, 4u)));
 
 } // namespace

@@ -2,11 +2,12 @@
 
 #include "log/ReadAhead.h"
 
+#include "log/SpreadThread.h"
+
 #include <condition_variable>
 #include <deque>
 #include <exception>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace zsl::log {
@@ -108,7 +109,7 @@ void readLogInputAhead(const std::string &path, const std::string &name,
                        const std::function<void(const std::string &)> &problem, LogOrigin &origin)
 {
     Queue queue;
-    std::thread reader([&] {
+    SpreadThread reader([&] {
         LogOrigin told; // this thread's; each batch carries a copy across
         Batch batch = queue.fresh();
         auto flush = [&] {
