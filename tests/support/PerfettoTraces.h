@@ -8,7 +8,6 @@
 
 #include "perfetto/perfetto_trace.pb.h"
 
-#include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -63,7 +62,8 @@ inline std::vector<LogEntry> threadtimeEntries(const std::string &text, int year
         // A nanosecond per line keeps lines of one millisecond in the log's order.
         const int64_t ns = int64_t(timegm(&when)) * 1000000000 + millis * 1000000LL + int64_t(entries.size());
         entries.push_back({ns, pid, tid, int(std::string("VDIWEF").find(level)) + 2,
-                           line.substr(static_cast<size_t>(used), colon - static_cast<size_t>(used)), line.substr(colon + 2)});
+                           line.substr(static_cast<size_t>(used), colon - static_cast<size_t>(used)),
+                           line.substr(colon + 2)});
     }
     return entries;
 }
@@ -78,15 +78,17 @@ inline std::string traceText(const std::vector<LogEntry> &entries)
         text += "packet { trusted_packet_sequence_id: 7 android_log {\n";
         for (size_t i = static_cast<size_t>(buffer); i < entries.size(); i += 2) {
             const LogEntry &e = entries[i];
-            text += " events { log_id: " + std::to_string(buffer) + " pid: " + std::to_string(e.pid) + " tid: " +
-                    std::to_string(e.tid) + " timestamp: " + std::to_string(e.realtimeNs) + " tag: " + quoted(e.tag) +
-                    " prio: " + std::to_string(e.prio) + " message: " + quoted(e.message) + " }\n";
+            text += " events { log_id: " + std::to_string(buffer) + " pid: " + std::to_string(e.pid) +
+                    " tid: " + std::to_string(e.tid) + " timestamp: " + std::to_string(e.realtimeNs) +
+                    " tag: " + quoted(e.tag) + " prio: " + std::to_string(e.prio) + " message: " + quoted(e.message) +
+                    " }\n";
         }
         text += "} }\n";
     }
     return text + "packet { trusted_packet_sequence_id: 7 clock_snapshot { clocks { clock_id: 1 timestamp: " +
-           std::to_string(entries.front().realtimeNs) + " } clocks { clock_id: 6 timestamp: " +
-           std::to_string(entries.front().realtimeNs - kBootOffsetNs) + " } primary_trace_clock: 6 } }\n";
+           std::to_string(entries.front().realtimeNs) +
+           " } clocks { clock_id: 6 timestamp: " + std::to_string(entries.front().realtimeNs - kBootOffsetNs) +
+           " } primary_trace_clock: 6 } }\n";
 }
 
 // protoc's binary encoding of a Trace given in text form, in a file.
@@ -98,15 +100,17 @@ inline void encode(const std::string &text, const kotest::TempFile &into)
     ASSERT_EQ(std::system(command.c_str()), 0) << text.substr(0, 2000);
 }
 
-// protoc's text decoding of a file, parsed back into a Trace.
+// A file decoded by protoc, then encoded again by protoc from that text and
+// parsed: what the trace holds as protoc reads it, not as the tool does.
 inline ::perfetto::protos::Trace decode(const std::string &path)
 {
-    kotest::TempFile text;
+    kotest::TempFile text, again;
     const std::string command =
-        kProtoc + "--decode=perfetto.protos.Trace perfetto_trace.proto <" + path + " >" + text.path();
+        kProtoc + "--decode=perfetto.protos.Trace perfetto_trace.proto <" + path + " >" + text.path() + " && " +
+        kProtoc + "--encode=perfetto.protos.Trace perfetto_trace.proto <" + text.path() + " >" + again.path();
     EXPECT_EQ(std::system(command.c_str()), 0);
     ::perfetto::protos::Trace trace;
-    EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(text.text(), &trace));
+    EXPECT_TRUE(trace.ParseFromString(again.text()));
     return trace;
 }
 
