@@ -29,9 +29,9 @@ using namespace zsl::replay;
 using namespace zsl::log;
 using namespace zsl::output;
 using kotest::count;
+using kotest::gzip;
 using kotest::Outcome;
 using kotest::TempFile;
-using kotest::gzip;
 using kotest::zipOf;
 
 // The plug-in's lines of two captures on two threads, interleaved as a phone
@@ -117,7 +117,8 @@ TEST_P(BugReports, EachCaptureOnceWithTheDeviceAndTime)
             {"bugreport-kv1-AP2A-2026-11-23-18-46-29.txt", input},
             {"version.txt", "2.0"}};
         if (shape == "zipWithPersistentLogs") { // older, in usec, and overlapping the report
-            entries.push_back({"FS/data/misc/logd/logcat.001.gz", gzip(render(lines, 0, 40, "threadtime,usec,printable"))});
+            entries.push_back(
+                {"FS/data/misc/logd/logcat.001.gz", gzip(render(lines, 0, 40, "threadtime,usec,printable"))});
             entries.push_back({"FS/data/misc/logd/logcat", render(lines, 30, 80, "threadtime,usec,printable")});
         }
         input = zipOf(entries);
@@ -134,6 +135,24 @@ TEST_P(BugReports, EachCaptureOnceWithTheDeviceAndTime)
               std::string::npos)
         << run.out;
     EXPECT_NE(run.out.find("frame 74"), std::string::npos); // the two-camera capture's refusal is there
+}
+
+// A report whose plug-in lines make no capture (the selector made, no call
+// yet) still names its device and time: the session's own, not a capture's.
+TEST(BugReportText, NamesTheDeviceAndTimeWithoutACapture)
+{
+    std::vector<kohost::LogLine> lines = pluginLines(kNovember);
+    lines.erase(std::remove_if(lines.begin(), lines.end(),
+                               [](const kohost::LogLine &line) { return line.function != "ZSLSelectorDefault"; }),
+                lines.end());
+    ASSERT_FALSE(lines.empty());
+    TempFile file(bugReportText(lines));
+    Outcome run = kotest::replay("explain " + file.path());
+    EXPECT_EQ(count(run.out, "-- capture"), 0u) << run.out;
+    EXPECT_NE(run.out.find("bug report of korvan/kv1/kv1:15/AP2A.240805.005/12345:user/release-keys, taken "
+                           "2026-11-23 18:46:29"),
+              std::string::npos)
+        << run.out << run.err;
 }
 
 // A zip holds logd's files ahead of the report, whose header names the
