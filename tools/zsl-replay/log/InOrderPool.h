@@ -2,16 +2,18 @@
 /*
  * InOrderPool: work on items 0..n-1 spread over a number of threads, each
  * item's parts, then its result, handed back in the items' order. The
- * calling thread is one of the workers, and whichever worker makes the item
- * in turn hands its parts back itself as it makes them, then its result and
- * whatever the items after it hold by then: as many threads run as were
- * asked for, none waiting only to hand back. Workers take an item only while
- * it is less than `ahead` past the one in turn, and a worker whose item holds
- * `held` parts waits until they are handed back (at most twice `held` are in
- * memory), so that memory is bounded whatever the items' sizes. One thread
- * hands back at a time, but not always the same: part() and done() must not
- * care which. An exception from work, part() or done() stops the taking of
- * items and is thrown again on the calling thread.
+ * calling thread is one of the workers: as many threads run as were asked
+ * for. Whichever worker is free hands back: one with no item left to take,
+ * or whose item waits for its turn, hands back the parts of the item in turn
+ * a batch at a time while that item's worker goes on making them; a worker
+ * hands back its own item's parts once it is done, or once they fill the
+ * room. Workers take an item only while it is less than `ahead` past the
+ * one in turn, and an item holds at most `held` parts before its worker
+ * waits (at most twice `held` are in memory), so that memory is bounded
+ * whatever the items' sizes. One thread hands back at a time, but not
+ * always the same: part() and done() must not care which. An exception from
+ * work, part() or done() stops the taking of items and is thrown again on
+ * the calling thread.
  */
 
 #include "log/SpreadThread.h"
@@ -96,35 +98,52 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, size_t held, cons
         handing = false;
         changed.notify_all();
     };
+    // Parts of the item in turn worth handing back by a worker with nothing
+    // else to do; its own worker hands back only when it must (its item is
+    // full or done), so that it goes on making parts meanwhile.
+    const size_t batch = std::max<size_t>(held / 8, 1);
+    auto canHandBack = [&] {
+        return !handing && nextDone < count && (slots[nextDone].result || slots[nextDone].parts.size() >= batch);
+    };
     auto worker = [&] {
         std::unique_lock<std::mutex> guard(lock);
         for (;;) {
-            changed.wait(guard, [&] { return failed || nextTaken >= count || nextTaken < nextDone + ahead; });
-            if (failed || nextTaken >= count)
+            changed.wait(guard, [&] {
+                return failed || nextDone >= count || canHandBack() ||
+                       (nextTaken < count && nextTaken < nextDone + ahead);
+            });
+            if (failed || nextDone >= count)
                 return;
+            if (canHandBack()) {
+                handing = true;
+                handBack(guard);
+                continue;
+            }
             const size_t index = nextTaken++;
             Slot &slot = slots[index];
             const Give give = [&](Part given) {
                 std::unique_lock<std::mutex> giving(lock);
-                changed.wait(giving,
-                             [&] { return failed || slot.parts.size() < held || (index == nextDone && !handing); });
+                // Full: hand back this item if in turn, else help hand back the one that is.
+                while (!failed && slot.parts.size() >= held) {
+                    if (!handing && (index == nextDone || canHandBack())) {
+                        handing = true;
+                        handBack(giving);
+                    } else {
+                        changed.wait(giving);
+                    }
+                }
                 if (failed)
                     return;
                 slot.parts.push_back(std::move(given));
-                if (index == nextDone && !handing) {
-                    handing = true;
-                    handBack(giving);
-                }
+                if (index == nextDone && slot.parts.size() == batch)
+                    changed.notify_all(); // a batch for a worker that is waiting
             };
             std::optional<Result> result;
             unlocked(guard, [&] { result.emplace(work(index, give)); });
             if (failed)
                 return;
             slot.result = std::move(result);
-            if (index == nextDone && !handing) {
-                handing = true;
-                handBack(guard);
-            }
+            changed.notify_all(); // the item in turn may be done: anyone may hand it back
         }
     };
     {
