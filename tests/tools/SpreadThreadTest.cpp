@@ -34,7 +34,10 @@ TEST(SpreadThread, StartsOnAnotherCoreThenMayUseAll)
     ASSERT_EQ(sched_getaffinity(0, sizeof allowed, &allowed), 0);
     if (CPU_COUNT(&allowed) < 2)
         GTEST_SKIP() << "one core: nowhere else to start";
-    int told = 0;
+    // The thread may be moved once it has its cores back, before it looks
+    // where it is (on a busy machine, now and then): most trials, not every one.
+    // Left to the kernel, it starts on its creator's core nearly every time.
+    int told = 0, elsewhere = 0;
     for (int trial = 0; trial < 50; ++trial) {
         int started = -1;
         cpu_set_t after;
@@ -50,9 +53,10 @@ TEST(SpreadThread, StartsOnAnotherCoreThenMayUseAll)
         if (before != creator)
             continue; // the creator moved meanwhile: its core at the start cannot be told
         ++told;
-        EXPECT_NE(started, creator) << "trial " << trial;
+        elsewhere += started != creator;
     }
     EXPECT_GT(told, 0);
+    EXPECT_GE(4 * elsewhere, 3 * told) << elsewhere << " of " << told << " started away from their creator";
 }
 
 } // namespace

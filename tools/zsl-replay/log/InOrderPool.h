@@ -54,10 +54,13 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, size_t held, cons
     std::vector<Slot> slots(count);
     size_t nextTaken = 0, nextDone = 0;
     bool handing = false; // a worker is handing back
-    std::exception_ptr failed;
+    // The first item whose work threw: no item after it is taken, those
+    // before it are handed back, then its exception stops the pool.
+    size_t failedAt = count;
+    std::exception_ptr workFailure, failed;
     ahead = std::max<size_t>(ahead, 1);
     held = std::max<size_t>(held, 1);
-    // Runs `call` outside the lock; its exception stops the pool.
+    // Runs part() or done() outside the lock; an exception stops the pool.
     auto unlocked = [&](std::unique_lock<std::mutex> &guard, const auto &call) {
         guard.unlock();
         std::exception_ptr thrown;
@@ -85,6 +88,9 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, size_t held, cons
                     for (Part &given : parts)
                         part(std::move(given));
                 });
+            } else if (nextDone == failedAt) {
+                failed = workFailure;
+                changed.notify_all();
             } else if (slot.result) {
                 Result result = std::move(*slot.result);
                 slot.result.reset();
@@ -103,14 +109,15 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, size_t held, cons
     // full or done), so that it goes on making parts meanwhile.
     const size_t batch = std::max<size_t>(held / 8, 1);
     auto canHandBack = [&] {
-        return !handing && nextDone < count && (slots[nextDone].result || slots[nextDone].parts.size() >= batch);
+        return !handing && nextDone < count &&
+               (slots[nextDone].result || nextDone == failedAt || slots[nextDone].parts.size() >= batch);
     };
     auto worker = [&] {
         std::unique_lock<std::mutex> guard(lock);
         for (;;) {
             changed.wait(guard, [&] {
                 return failed || nextDone >= count || canHandBack() ||
-                       (nextTaken < count && nextTaken < nextDone + ahead);
+                       (nextTaken < failedAt && nextTaken < nextDone + ahead);
             });
             if (failed || nextDone >= count)
                 return;
@@ -124,7 +131,7 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, size_t held, cons
             const Give give = [&](Part given) {
                 std::unique_lock<std::mutex> giving(lock);
                 // Full: hand back this item if in turn, else help hand back the one that is.
-                while (!failed && slot.parts.size() >= held) {
+                while (!failed && index < failedAt && slot.parts.size() >= held) {
                     if (!handing && (index == nextDone || canHandBack())) {
                         handing = true;
                         handBack(giving);
@@ -132,16 +139,24 @@ void forEachInOrder(size_t count, unsigned jobs, size_t ahead, size_t held, cons
                         changed.wait(giving);
                     }
                 }
-                if (failed)
-                    return;
+                if (failed || index > failedAt)
+                    return; // never handed back
                 slot.parts.push_back(std::move(given));
                 if (index == nextDone && slot.parts.size() == batch)
                     changed.notify_all(); // a batch for a worker that is waiting
             };
             std::optional<Result> result;
-            unlocked(guard, [&] { result.emplace(work(index, give)); });
-            if (failed)
-                return;
+            guard.unlock();
+            try {
+                result.emplace(work(index, give));
+            } catch (...) {
+                guard.lock();
+                if (index < failedAt)
+                    failedAt = index, workFailure = std::current_exception();
+                changed.notify_all();
+                continue;
+            }
+            guard.lock();
             slot.result = std::move(result);
             changed.notify_all(); // the item in turn may be done: anyone may hand it back
         }
