@@ -12,6 +12,7 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace zsl::log;
@@ -101,7 +102,8 @@ class InOrderPoolFailure : public testing::TestWithParam<std::tuple<Thrower, uns
 
 TEST_P(InOrderPoolFailure, ComesBackToTheCallerAndStopsTheTaking)
 {
-    const auto [thrower, jobs] = GetParam();
+    const Thrower thrower = std::get<0>(GetParam());
+    const unsigned jobs = std::get<1>(GetParam());
     constexpr size_t kItems = 60, kFailing = 7;
     std::atomic<size_t> worked{0};
     std::vector<size_t> results;

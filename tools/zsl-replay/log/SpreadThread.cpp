@@ -44,8 +44,12 @@ SpreadThread::SpreadThread(std::function<void()> run)
         start->placed =
             CPU_COUNT(&elsewhere) > 0 && pthread_attr_setaffinity_np(&attributes, sizeof elsewhere, &elsewhere) == 0;
     }
-    const int error = pthread_create(&mThread, &attributes, startThread, start.get());
+    int error = pthread_create(&mThread, &attributes, startThread, start.get());
     pthread_attr_destroy(&attributes);
+    if (error != 0 && start->placed) { // cores the kernel would not give: an ordinary thread, then
+        start->placed = false;
+        error = pthread_create(&mThread, nullptr, startThread, start.get());
+    }
     if (error != 0)
         throw std::system_error(error, std::generic_category(), "cannot start a thread");
     start.release(); // the thread's own now
