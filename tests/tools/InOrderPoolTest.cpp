@@ -10,8 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -43,10 +46,16 @@ TEST_P(InOrderPool, HandsBackInOrderWithinTheBounds)
     std::vector<int> calls(c.count);
     std::vector<std::atomic<size_t>> made(c.count), taken(c.count);
     std::vector<std::string> seen;
+    std::mutex threadsLock;
+    std::set<std::thread::id> threads; // those that worked on an item
     forEachInOrder<std::string>(
         c.count, c.jobs, c.ahead, c.held,
         [&](size_t index, const std::function<void(std::string)> &give) {
             ++calls[index]; // each item by one worker only: a second would race here
+            {
+                const std::lock_guard<std::mutex> hold(threadsLock);
+                threads.insert(std::this_thread::get_id());
+            }
             raise(worstAhead, index - std::min(index, handedBack.load()));
             for (size_t part = 0; part < (index % 5) * c.parts; ++part) {
                 // Uneven work, so that items finish out of order.
@@ -75,6 +84,7 @@ TEST_P(InOrderPool, HandsBackInOrderWithinTheBounds)
         EXPECT_EQ(calls[i], 1) << i;
     }
     EXPECT_EQ(seen, expected);
+    EXPECT_LE(threads.size(), std::max(c.jobs, 1u)) << "more threads than asked for";
     if (c.jobs > 1) {
         EXPECT_LE(worstAhead.load(), std::max<size_t>(c.ahead, 1)) << "taken too far ahead";
         // Up to `held` wait while a batch as large is handed back; a part is
@@ -86,7 +96,8 @@ TEST_P(InOrderPool, HandsBackInOrderWithinTheBounds)
 INSTANTIATE_TEST_SUITE_P(Cases, InOrderPool,
                          testing::Values(PoolCase{0, 2, 4, 8, 3}, PoolCase{1, 4, 8, 8, 3}, PoolCase{200, 1, 2, 8, 3},
                                          PoolCase{200, 2, 4, 8, 0}, PoolCase{200, 2, 4, 4, 40},
-                                         PoolCase{200, 4, 1, 1, 5}, PoolCase{37, 8, 16, 16, 20}),
+                                         PoolCase{200, 4, 1, 1, 5}, PoolCase{37, 8, 16, 16, 20},
+                                         PoolCase{50, 2, 0, 0, 3}), // no room given: one item, one part
                          [](const testing::TestParamInfo<PoolCase> &info) {
                              const PoolCase &c = info.param;
                              return std::to_string(c.count) + "items" + std::to_string(c.jobs) + "jobs" +
