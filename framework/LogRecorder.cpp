@@ -36,17 +36,24 @@ std::string priorityLetter(int priority)
 
 LogLine parseAndroidLine(std::string level, std::string_view text)
 {
+    LogLine line;
+    parseAndroidLine(line, {}, text);
+    line.level = std::move(level);
+    return line;
+}
+
+void parseAndroidLine(LogLine &line, std::string_view level, std::string_view text)
+{
     // Read in place: each field is copied once, into the line (a device
     // log's reader calls this for every line of the plug-in).
-    LogLine line;
     line.output = LogOutput::Android;
-    line.level = std::move(level);
+    line.level = level;
     const size_t space = text.find(' ');
     const size_t colon = text.find(':', space == std::string_view::npos ? 0 : space);
     const size_t nextSpace = text.find(' ', colon == std::string_view::npos ? 0 : colon);
     if (space == std::string_view::npos || colon == std::string_view::npos || nextSpace == std::string_view::npos) {
         line.text = text;
-        return line;
+        return;
     }
     // "operator()()" is a lambda's line; every other name has no parentheses.
     const size_t nameStart = nextSpace + 1;
@@ -54,7 +61,7 @@ LogLine parseAndroidLine(std::string level, std::string_view text)
     const size_t parens = lambda ? nameStart + 10 : text.find("()", nameStart);
     if (parens == std::string_view::npos) {
         line.text = text;
-        return line;
+        return;
     }
     line.group = text.substr(0, space);
     line.fileName = text.substr(space + 1, colon - space - 1);
@@ -74,7 +81,6 @@ LogLine parseAndroidLine(std::string level, std::string_view text)
     line.line = static_cast<int>(negative ? static_cast<long>(0UL - magnitude) : static_cast<long>(magnitude));
     line.function = text.substr(nameStart, parens - nameStart);
     line.text = text.substr(parens + 2);
-    return line;
 }
 
 namespace {

@@ -52,6 +52,9 @@ struct LogLine {
 // function()text", into its fields; a message of another shape is kept
 // whole as the text. Also for lines read back from a device's log.
 LogLine parseAndroidLine(std::string level, std::string_view text);
+// The same into `line`, a line made empty where it is kept: a log reader
+// builds each line once, where it will stay, rather than moving it there.
+void parseAndroidLine(LogLine &line, std::string_view level, std::string_view text);
 
 class LogRecorder {
 public:

@@ -14,11 +14,11 @@ using namespace zsl::outcome;
 
 std::optional<kohost::LogLine> LineParser::read(std::string_view text, uint64_t number)
 {
-    if (!mLong && !mayBeThePlugins(text)) { // most lines of a log: neither the plug-in's nor naming its tag
-        mUnderstood = false;
-        return std::nullopt;
-    }
-    auto line = readLine(text);
+    // Most lines of a log are neither the plug-in's nor name its tag. One
+    // line returned on every way out: it is made where the caller keeps it.
+    mUnderstood = false;
+    std::optional<kohost::LogLine> line =
+        mLong || mayBeThePlugins(text) ? readLine(text) : std::optional<kohost::LogLine>();
     if (!line && !mUnderstood && text.find(kTag) != std::string_view::npos && mUnread++ == 0)
         mFirstUnread = number;
     return line;
@@ -68,13 +68,18 @@ std::optional<kohost::LogLine> LineParser::readLine(std::string_view text)
         }
         return readSystemLog(text);
     }
+    return readStamped(text);
+}
+
+std::optional<kohost::LogLine> LineParser::readStamped(std::string_view text)
+{
     Cursor c{text};
     const std::optional<int64_t> timeNs = readTime(c, mReportYear, mReportMonth);
     std::string_view stamp = text.substr(0, text.size() - c.text.size());
     while (!stamp.empty() && stamp.back() == ' ')
         stamp.remove_suffix(1);
     c.skipBlanks();
-    std::optional<kohost::LogLine> line = timeNs ? readThreadtime(c, *timeNs) : std::nullopt;
+    std::optional<kohost::LogLine> line = timeNs ? readThreadtime(c, *timeNs) : std::optional<kohost::LogLine>();
     if (!line)
         line = readSlashed(c, timeNs.value_or(0));
     if (!line)

@@ -40,6 +40,8 @@ public:
 
 private:
     std::optional<kohost::LogLine> readLine(std::string_view text);
+    // A line that opens with its time, or a raw message: most of a log's.
+    std::optional<kohost::LogLine> readStamped(std::string_view text);
     // Whether a line (not empty) opens with a header of logcat's: a long
     // entry's, or a timed line of the plug-in's tag.
     static bool hasHeader(std::string_view text);

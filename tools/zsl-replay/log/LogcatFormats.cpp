@@ -159,33 +159,35 @@ kohost::LogLine withIds(kohost::LogLine line, int64_t timeNs, int pid, int tid)
 // threadtime: "[UID] PID TID L TAG: message", after the time.
 std::optional<kohost::LogLine> readThreadtime(Cursor c, int64_t timeNs)
 {
+    // Every way out returns `line`, so that it is made where the caller keeps
+    // it: most lines of a log take this way.
+    std::optional<kohost::LogLine> line;
     std::string_view words[3];
     size_t count = 0;
     std::string_view level;
     for (;;) {
         std::string_view word = c.word();
         if (word.empty())
-            return std::nullopt;
+            return line;
         if (isLevel(word) && count >= 2) {
             level = word;
             break;
         }
         if (count == 3) // at most uid, pid, tid
-            return std::nullopt;
+            return line;
         words[count++] = word;
     }
     auto pid = asId(words[count - 2]);
     auto tid = asId(words[count - 1]);
     c.skipBlanks();
     if (!pid || !tid || c.text.substr(0, kTag.size()) != kTag)
-        return std::nullopt;
+        return line;
     c.text.remove_prefix(kTag.size());
     c.skipBlanks();
     if (!c.take(':'))
-        return std::nullopt;
+        return line;
     c.take(' ');
-    // Made in its optional and given its ids there: most lines of a log take this way.
-    std::optional<kohost::LogLine> line(kohost::parseAndroidLine(std::string(level), c.text));
+    kohost::parseAndroidLine(line.emplace(), level, c.text);
     line->timeNs = timeNs;
     line->pid = *pid;
     line->tid = *tid;
