@@ -4,6 +4,7 @@
 // shape kept whole as the text.
 
 #include <LogRecorder.h>
+#include <android/log.h>
 
 #include <gtest/gtest.h>
 
@@ -46,12 +47,33 @@ TEST(AndroidLine, MessagesSplitIntoTheirFields)
 {
     for (const LineCase &c : kCases) {
         SCOPED_TRACE(c.message);
-        const kohost::LogLine line = kohost::parseAndroidLine("D", c.message);
-        EXPECT_EQ(line.level, "D");
-        EXPECT_EQ(line.group, c.group);
-        EXPECT_EQ(line.fileName, c.fileName);
-        EXPECT_EQ(line.line, c.line);
-        EXPECT_EQ(line.function, c.function);
-        EXPECT_EQ(line.text, c.text);
+        // Made and returned, and made in a line the reader keeps: the same fields.
+        kohost::LogLine inPlace;
+        kohost::parseAndroidLine(inPlace, "D", c.message);
+        for (const kohost::LogLine &line : {kohost::parseAndroidLine("D", c.message), inPlace}) {
+            EXPECT_EQ(line.output, kohost::LogOutput::Android);
+            EXPECT_EQ(line.level, "D");
+            EXPECT_EQ(line.group, c.group);
+            EXPECT_EQ(line.fileName, c.fileName);
+            EXPECT_EQ(line.line, c.line);
+            EXPECT_EQ(line.function, c.function);
+            EXPECT_EQ(line.text, c.text);
+        }
     }
+}
+
+// A recorder hears every priority while it lives, and leaves liblog's
+// minimum priority as it found it: a test after it logs as before.
+TEST(AndroidLine, RecorderGivesBackTheMinimumPriority)
+{
+    const int before = __android_log_get_minimum_priority();
+    __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+    {
+        kohost::LogRecorder capture;
+        __android_log_print(ANDROID_LOG_DEBUG, "KoAlgoEngine", "ZSL a.cpp:1 f()heard");
+        ASSERT_EQ(capture.android().size(), 1u);
+        EXPECT_EQ(capture.android()[0].text, "heard");
+    }
+    EXPECT_EQ(__android_log_get_minimum_priority(), ANDROID_LOG_WARN);
+    __android_log_set_minimum_priority(before);
 }
